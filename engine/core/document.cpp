@@ -1,0 +1,177 @@
+#include "engine/core/document.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <utility>
+
+#include "engine/core/engine_error.h"
+
+namespace trfilter {
+namespace {
+
+class MemorySource : public ByteSource {
+ public:
+  explicit MemorySource(std::string bytes) : bytes_(std::move(bytes)) {}
+
+  std::uint64_t size() const override { return bytes_.size(); }
+
+  std::size_t read_at(std::uint64_t offset, std::span<char> out) override {
+    if (offset >= bytes_.size()) return 0;
+    return bytes_.copy(out.data(), out.size(), offset);
+  }
+
+ private:
+  std::string bytes_;
+};
+
+/// A file without a name, in `directory` or the system's directory for temporary files.
+int open_unlinked_file(const std::string& directory) {
+  std::error_code ignored;
+  const std::string folder = directory.empty()
+                                 ? std::filesystem::temp_directory_path(ignored).string()
+                                 : directory;
+  int file = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+  if (file < 0) {
+    std::string name = folder + "/trfilter-XXXXXX";
+    file = ::mkostemp(name.data(), O_CLOEXEC);
+    if (file >= 0) ::unlink(name.c_str());
+  }
+  return file;
+}
+
+void write_all(int file, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(file, bytes.data(), bytes.size());
+    if (written < 0) {
+      if (errno == EINTR) continue;
+      throw EngineError(Code::temporary_file, "cannot write the temporary file");
+    }
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+}
+
+}  // namespace
+
+/// The whole of a large document in an unlinked file, mapped for reading.
+class Document::Mapping {
+ public:
+  Mapping(ByteSource& source, std::uint64_t size, const std::string& directory) : size_(size) {
+    struct File {
+      int descriptor;
+      ~File() {
+        if (descriptor >= 0) ::close(descriptor);
+      }
+    } file{open_unlinked_file(directory)};
+    if (file.descriptor < 0) {
+      throw EngineError(Code::temporary_file, "cannot create a temporary file");
+    }
+    std::string block(std::size_t{1} << 20, '\0');
+    for (std::uint64_t offset = 0; offset < size;) {
+      const std::size_t count = source.read_at(offset, block);
+      if (count == 0) throw EngineError(Code::open_stream_failed, "the input ended early");
+      write_all(file.descriptor, std::string_view(block).substr(0, count));
+      offset += count;
+    }
+    address_ = ::mmap(nullptr, size_, PROT_READ, MAP_PRIVATE, file.descriptor, 0);
+    if (address_ == MAP_FAILED) {
+      throw EngineError(Code::temporary_file, "cannot map the temporary file");
+    }
+  }
+  ~Mapping() { ::munmap(address_, size_); }
+  Mapping(const Mapping&) = delete;
+  Mapping& operator=(const Mapping&) = delete;
+
+  std::string_view bytes() const { return {static_cast<const char*>(address_), size_}; }
+
+ private:
+  void* address_ = nullptr;
+  std::size_t size_;
+};
+
+Document::Document(std::unique_ptr<ByteSource> source, std::string temporary_directory)
+    : source_(std::move(source)),
+      temporary_directory_(std::move(temporary_directory)),
+      size_(source_->size()),
+      in_memory_(size_ <= block_in_memory) {
+  if (!in_memory_) return;
+  memory_.resize(static_cast<std::size_t>(size_));
+  std::size_t filled = 0;
+  while (filled < memory_.size()) {
+    const std::size_t count =
+        source_->read_at(filled, std::span<char>(memory_).subspan(filled));
+    if (count == 0) break;
+    filled += count;
+  }
+  memory_.resize(filled);
+  size_ = filled;
+}
+
+Document Document::from_memory(std::string bytes) {
+  return Document(std::make_unique<MemorySource>(std::move(bytes)));
+}
+
+Document::Document(Document&&) noexcept = default;
+Document& Document::operator=(Document&&) noexcept = default;
+Document::~Document() = default;
+
+std::size_t Document::read_at(std::uint64_t offset, std::span<char> out) {
+  if (offset >= size_) return 0;
+  if (in_memory_) return memory_.copy(out.data(), out.size(), static_cast<std::size_t>(offset));
+  if (mapping_) {
+    return mapping_->bytes().copy(out.data(), out.size(), static_cast<std::size_t>(offset));
+  }
+  if (out.size() >= cache_block * 4) {
+    return source_->read_at(offset, out);
+  }
+  std::size_t filled = 0;
+  while (filled < out.size() && offset < size_) {
+    const std::string& block = cached_block(offset / cache_block);
+    const auto within = static_cast<std::size_t>(offset % cache_block);
+    if (within >= block.size()) break;
+    const std::size_t count = block.copy(out.data() + filled, out.size() - filled, within);
+    filled += count;
+    offset += count;
+  }
+  return filled;
+}
+
+std::string_view Document::head(std::size_t count) {
+  if (in_memory_) return std::string_view(memory_).substr(0, count);
+  if (head_.empty()) {
+    head_.resize(cache_block);
+    head_.resize(source_->read_at(0, head_));
+  }
+  return std::string_view(head_).substr(0, count);
+}
+
+std::string_view Document::bytes() {
+  if (in_memory_) return memory_;
+  if (!mapping_) mapping_ = std::make_unique<Mapping>(*source_, size_, temporary_directory_);
+  return mapping_->bytes();
+}
+
+const std::string& Document::cached_block(std::uint64_t number) {
+  if (const auto found = blocks_.find(number); found != blocks_.end()) {
+    recent_.splice(recent_.begin(), recent_, found->second);
+    return recent_.front().bytes;
+  }
+  std::string bytes;
+  if (recent_.size() == cache_blocks) {
+    bytes = std::move(recent_.back().bytes);
+    blocks_.erase(recent_.back().number);
+    recent_.pop_back();
+  }
+  bytes.resize(cache_block);
+  bytes.resize(source_->read_at(number * cache_block, bytes));
+  recent_.push_front({number, std::move(bytes)});
+  blocks_[number] = recent_.begin();
+  return recent_.front().bytes;
+}
+
+}  // namespace trfilter

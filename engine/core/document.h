@@ -1,0 +1,105 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace trfilter {
+
+/// Where a document's bytes come from.
+class ByteSource {
+ public:
+  virtual ~ByteSource() = default;
+
+  /// Total bytes; constant for the life of the source.
+  virtual std::uint64_t size() const = 0;
+
+  /// Copies bytes from `offset` into `out`.
+  /// @return bytes copied; less than asked for only at the end
+  virtual std::size_t read_at(std::uint64_t offset, std::span<char> out) = 0;
+};
+
+/// Random access to one input. Up to `block_in_memory` bytes are read once and kept; more are read in
+/// blocks through a bounded cache, so that only what a reader touches is ever read.
+class Document {
+ public:
+  static constexpr std::uint64_t block_in_memory = std::uint64_t{4} << 20;
+  static constexpr std::size_t cache_block = std::size_t{64} << 10;
+  static constexpr std::size_t cache_blocks = 64;
+
+  /// @param temporary_directory  where `bytes()` of a large document may put its unlinked file;
+  ///                             empty: the system's
+  explicit Document(std::unique_ptr<ByteSource> source, std::string temporary_directory = {});
+
+  /// A document of bytes that are already here.
+  static Document from_memory(std::string bytes);
+
+  Document(Document&&) noexcept;
+  Document& operator=(Document&&) noexcept;
+  Document(const Document&) = delete;
+  Document& operator=(const Document&) = delete;
+  ~Document();
+
+  std::uint64_t size() const { return size_; }
+
+  /// Copies bytes from `offset` into `out`.
+  /// @return bytes copied; less than asked for only at the end, 0 at or beyond it
+  std::size_t read_at(std::uint64_t offset, std::span<char> out);
+
+  /// The first bytes, up to `count` and at most one cache block; valid as long as the document.
+  std::string_view head(std::size_t count);
+
+  /// All bytes as one view, valid as long as the document. A large document is copied to an
+  /// unlinked temporary file and mapped.
+  /// @throws EngineError code 15 when the file cannot be made
+  std::string_view bytes();
+
+ private:
+  class Mapping;
+  const std::string& cached_block(std::uint64_t number);
+
+  std::unique_ptr<ByteSource> source_;
+  std::string temporary_directory_;
+  std::uint64_t size_ = 0;
+  bool in_memory_ = false;
+  std::string memory_;  ///< the whole of a small document, or nothing
+  std::string head_;    ///< the first block of a large one, once asked for
+  std::unique_ptr<Mapping> mapping_;
+
+  struct CachedBlock {
+    std::uint64_t number;
+    std::string bytes;
+  };
+  std::list<CachedBlock> recent_;  ///< most recently used first
+  std::unordered_map<std::uint64_t, std::list<CachedBlock>::iterator> blocks_;
+};
+
+/// Reads a document from its begin to its end.
+class DocumentCursor {
+ public:
+  explicit DocumentCursor(Document& document, std::uint64_t offset = 0)
+      : document_(&document), offset_(offset) {}
+
+  std::uint64_t offset() const { return offset_; }
+  bool at_end() const { return offset_ >= document_->size(); }
+  void seek(std::uint64_t offset) { offset_ = offset; }
+
+  /// Up to `out.size()` bytes from here; advances. @return bytes copied, 0 at the end
+  std::size_t read(std::span<char> out) {
+    const std::size_t count = document_->read_at(offset_, out);
+    offset_ += count;
+    return count;
+  }
+
+ private:
+  Document* document_;
+  std::uint64_t offset_;
+};
+
+}  // namespace trfilter

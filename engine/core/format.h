@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstdint>
+
+namespace trfilter {
+
+/// Numbers of the format table that the engine's code names. The table itself is the host library's;
+/// a format that only passes through as a number needs no name here.
+enum class Format : std::uint32_t {
+  none = 0,
+  text = 2,
+  rtf = 53,
+  zip = 157,
+  csv = 180,
+  compound_document = 217,
+  pdf = 230,
+  html = 236,
+  xml = 291,
+  xhtml = 355,
+};
+
+/// Numbers of the category table.
+enum class Category : std::uint32_t {
+  none = 0,
+  word_processor = 1,
+  spreadsheet = 2,
+  database = 3,
+  raster_image = 4,
+  vector_graphic = 5,
+  presentation = 6,
+  executable = 7,
+  encapsulation = 8,
+  audio = 9,
+  desktop_publishing = 10,
+  planning_outline = 11,
+  general_purpose = 12,
+  mixed = 13,
+  font = 14,
+  scheduling = 15,
+  communications = 16,
+  object_module = 17,
+  library = 18,
+  fax = 19,
+  movie = 20,
+  animation = 21,
+};
+
+/// What a document is.
+struct Detection {
+  static constexpr std::uint64_t encrypted = 1u << 0;
+  static constexpr std::uint64_t mac_binary = 1u << 1;
+  static constexpr std::uint64_t apple_single = 1u << 2;
+  static constexpr std::uint64_t apple_double = 1u << 3;
+  static constexpr std::uint64_t windows_rms = 1u << 5;
+
+  Format format = Format::none;
+  Category category = Category::none;
+  std::uint64_t version = 0;  ///< major * 65,536 + minor; 0: the format has none or hides it
+  std::uint64_t attributes = 0;
+
+  static constexpr std::uint64_t version_of(std::uint32_t major, std::uint32_t minor = 0) {
+    return (std::uint64_t{major} << 16) | minor;
+  }
+};
+
+}  // namespace trfilter

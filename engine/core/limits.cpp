@@ -1,0 +1,36 @@
+#include "engine/core/limits.h"
+
+#include "engine/core/engine_error.h"
+
+namespace trfilter {
+
+void Limits::charge_output(std::uint64_t bytes) {
+  output_bytes_ += bytes;
+  if (output_bytes_ > bounds_.output_bytes) {
+    throw EngineError(Code::output_failed, "the document's text exceeds its bound");
+  }
+  check_time();
+}
+
+void Limits::charge_unpacked(std::uint64_t bytes) {
+  unpacked_bytes_ += bytes;
+  if (unpacked_bytes_ > bounds_.expansion_floor &&
+      unpacked_bytes_ / bounds_.expansion_ratio > document_size_) {
+    throw EngineError(Code::corrupt, "the document unpacks to more than its bound");
+  }
+  check_time();
+}
+
+void Limits::check_depth(unsigned depth) const {
+  if (depth > bounds_.element_depth) {
+    throw EngineError(Code::corrupt, "the document nests deeper than its bound");
+  }
+}
+
+void Limits::check_time() const {
+  if (std::chrono::steady_clock::now() > deadline_) {
+    throw EngineError(Code::timed_out, "the document took longer than the time-out");
+  }
+}
+
+}  // namespace trfilter

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+
+namespace trfilter {
+
+/// The bounds of one document's processing, counted on what really comes out and never on what a
+/// header declares. Passing one throws `EngineError` with the bound's own code.
+class Limits {
+ public:
+  /// Bounds with their units.
+  struct Bounds {
+    std::uint64_t output_bytes = std::uint64_t{64} << 30;     ///< text; code 16
+    std::uint64_t expansion_floor = std::uint64_t{512} << 20; ///< unpacked bytes that are always fine
+    std::uint64_t expansion_ratio = 200;  ///< unpacked over document bytes beyond the floor; code 4
+    unsigned element_depth = 4096;        ///< elements, groups or objects in each other; code 4
+    std::chrono::milliseconds time{350'000};  ///< wall clock; code 19
+  };
+
+  Limits() : Limits(Bounds{}) {}
+  explicit Limits(const Bounds& bounds)
+      : bounds_(bounds), deadline_(std::chrono::steady_clock::now() + bounds.time) {}
+
+  const Bounds& bounds() const { return bounds_; }
+
+  /// The size that expansion is measured against; set once, before reading.
+  void set_document_size(std::uint64_t bytes) { document_size_ = bytes; }
+
+  /// Adds text that goes to the host, and looks at the clock.
+  void charge_output(std::uint64_t bytes);
+
+  /// Adds bytes that a decompressor has produced, and looks at the clock.
+  void charge_unpacked(std::uint64_t bytes);
+
+  /// Tests a nesting depth against `element_depth`.
+  void check_depth(unsigned depth) const;
+
+  /// Throws code 19 after the deadline. Cheap enough for every few kilobytes of work.
+  void check_time() const;
+
+ private:
+  Bounds bounds_;
+  std::chrono::steady_clock::time_point deadline_;
+  std::uint64_t document_size_ = 0;
+  std::uint64_t output_bytes_ = 0;
+  std::uint64_t unpacked_bytes_ = 0;
+};
+
+}  // namespace trfilter

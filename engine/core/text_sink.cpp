@@ -1,0 +1,231 @@
+#include "engine/core/text_sink.h"
+
+#include <array>
+#include <cstring>
+
+#include "engine/core/engine_error.h"
+#include "engine/core/utf8.h"
+
+namespace trfilter {
+namespace {
+
+constexpr std::string_view replacement = "\xEF\xBF\xBD";
+constexpr std::string_view soft_hyphen = "\xC2\xAD";
+constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
+
+// Tracked changes carry the marks of the word-wise difference notation.
+constexpr std::string_view insertion_begin = "{+";
+constexpr std::string_view insertion_end = "+}";
+constexpr std::string_view deletion_begin = "[-";
+constexpr std::string_view deletion_end = "-]";
+
+constexpr std::string_view header_begin = "<header>";
+constexpr std::string_view header_end = "</header>";
+constexpr std::string_view footer_begin = "<footer>";
+constexpr std::string_view footer_end = "</footer>";
+
+}  // namespace
+
+TextSink::TextSink(const Options& options, Limits& limits) : options_(&options), limits_(&limits) {
+  if (options.target_encoding != Options::utf8 && options.target_encoding != 0) {
+    throw EngineError(Code::bad_output_type, "the target encoding is not supported");
+  }
+  if (options.byte_order_mark) out_ = byte_order_mark;
+}
+
+void TextSink::text(std::string_view utf8) {
+  if (utf8.empty() || suppressed_ != 0) return;
+  flush_break();
+  while (!utf8.empty()) {
+    const std::size_t clean = clean_utf8_prefix(utf8);
+    append(utf8.substr(0, clean));
+    utf8.remove_prefix(clean);
+    if (utf8.empty()) break;
+    if (utf8.front() == '\0' || utf8.front() == '\r') {
+      utf8.remove_prefix(1);
+      continue;
+    }
+    append(replacement);
+    utf8.remove_prefix(1);
+  }
+}
+
+void TextSink::clean_text(std::string_view utf8) {
+  if (utf8.empty() || suppressed_ != 0) return;
+  flush_break();
+  append(utf8);
+}
+
+void TextSink::character(char32_t code_point) {
+  std::array<char, 4> bytes{};
+  text(std::string_view(bytes.data(), encode_utf8(code_point, bytes)));
+}
+
+void TextSink::line() {
+  if (suppressed_ != 0) return;
+  flush_break();
+  append("\n");
+}
+
+void TextSink::paragraph() {
+  if (suppressed_ != 0) return;
+  if (!line_empty_ && tabs_due_ == 0 && newline_due_ == Newline::none) {
+    newline_due_ = Newline::paragraph;
+  }
+}
+
+void TextSink::begin_row() {
+  if (newline_due_ == Newline::paragraph) newline_due_ = Newline::row;
+}
+
+void TextSink::cell(unsigned count) {
+  if (suppressed_ != 0) return;
+  if (newline_due_ == Newline::paragraph) newline_due_ = Newline::none;
+  tabs_due_ += count;
+}
+
+void TextSink::row() {
+  if (suppressed_ != 0) return;
+  tabs_due_ = 0;
+  if (!line_empty_) newline_due_ = Newline::row;
+}
+
+void TextSink::page() {
+  if (suppressed_ != 0) return;
+  tabs_due_ = 0;
+  if (has_text_) page_due_ = true;
+}
+
+bool TextSink::begin(Region region) {
+  const bool shown_here = is_shown(region);
+  if (shown_here && suppressed_ == 0) {
+    switch (region) {
+      case Region::inserted:
+        if (options_->revision_marks) mark(insertion_begin);
+        break;
+      case Region::deleted:
+        mark(deletion_begin);
+        break;
+      case Region::header:
+        if (options_->header_and_footer_tags) mark(header_begin);
+        break;
+      case Region::footer:
+        if (options_->header_and_footer_tags) mark(footer_begin);
+        break;
+      default:
+        break;
+    }
+  }
+  if (!shown_here) ++suppressed_;
+  return shown();
+}
+
+void TextSink::end(Region region) {
+  const bool shown_here = is_shown(region);
+  if (!shown_here) {
+    --suppressed_;
+    return;
+  }
+  if (suppressed_ != 0) return;
+  switch (region) {
+    case Region::inserted:
+      if (options_->revision_marks) append(insertion_end);
+      break;
+    case Region::deleted:
+      append(deletion_end);
+      break;
+    case Region::header:
+      if (options_->header_and_footer_tags) append(header_end);
+      break;
+    case Region::footer:
+      if (options_->header_and_footer_tags) append(footer_end);
+      break;
+    default:
+      break;
+  }
+}
+
+bool TextSink::is_shown(Region region) const {
+  switch (region) {
+    case Region::header:
+    case Region::footer:
+      return options_->header_and_footer || options_->header_and_footer_tags;
+    case Region::comment:
+      return !options_->skip_comments;
+    case Region::hidden:
+      return options_->hidden_text;
+    case Region::deleted:
+      return options_->revision_marks;
+    case Region::field_code:
+      return false;
+    case Region::date_time_code:
+      return options_->date_time_field_codes;
+    case Region::date_time_result:
+      return !options_->date_time_field_codes;
+    case Region::filename_code:
+      return options_->filename_field_code;
+    case Region::filename_result:
+      return !options_->filename_field_code;
+    case Region::footnote:
+    case Region::endnote:
+    case Region::speaker_note:
+    case Region::alternative_text:
+    case Region::inserted:
+      return true;
+  }
+  return true;
+}
+
+void TextSink::flush_break() {
+  if (page_due_) {
+    if (!line_empty_) append("\n");
+    append("\f");
+    line_empty_ = true;
+  } else if (newline_due_ != Newline::none) {
+    append("\n");
+  }
+  newline_due_ = Newline::none;
+  page_due_ = false;
+  if (tabs_due_ != 0) {
+    out_.append(tabs_due_, '\t');
+    tabs_due_ = 0;
+    line_empty_ = false;
+  }
+}
+
+void TextSink::mark(std::string_view text) {
+  flush_break();
+  append(text);
+}
+
+void TextSink::append(std::string_view clean) {
+  if (clean.empty()) return;
+  if (options_->soft_hyphens) {
+    out_.append(clean);
+  } else {
+    std::size_t from = 0;
+    for (std::size_t at = clean.find(soft_hyphen); at != std::string_view::npos;
+         at = clean.find(soft_hyphen, from)) {
+      out_.append(clean, from, at - from);
+      from = at + soft_hyphen.size();
+    }
+    out_.append(clean, from);
+  }
+  line_empty_ = clean.back() == '\n';
+  has_text_ = true;
+}
+
+void TextSink::finish() {
+  tabs_due_ = 0;
+  page_due_ = false;
+  newline_due_ = Newline::none;
+  if (has_text_ && !line_empty_) append("\n");
+}
+
+void TextSink::take(std::string& into) {
+  limits_->charge_output(out_.size());
+  into.clear();
+  into.swap(out_);
+}
+
+}  // namespace trfilter

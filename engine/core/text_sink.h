@@ -1,0 +1,111 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "engine/core/limits.h"
+#include "engine/core/options.h"
+
+namespace trfilter {
+
+/// What a stretch of text is. The sink decides from the options which are shown, and how.
+enum class Region : std::uint8_t {
+  header,           ///< page header: shown with `header_and_footer`
+  footer,           ///< page footer: the same
+  footnote,         ///< shown
+  endnote,          ///< shown
+  comment,          ///< a reviewer's remark: shown unless `skip_comments`
+  speaker_note,     ///< a slide's notes: shown
+  alternative_text, ///< what stands for a picture: shown
+  hidden,           ///< hidden runs, rows, columns, sheets, slides: shown with `hidden_text`
+  inserted,         ///< tracked insertion: shown, marked with `revision_marks`
+  deleted,          ///< tracked deletion: shown and marked with `revision_marks` only
+  field_code,       ///< a field's instruction: never shown
+  date_time_code,   ///< the instruction of a date or time field: shown with its option ...
+  date_time_result, ///< ... instead of this, its result
+  filename_code,    ///< the instruction of a file name field: shown with its option ...
+  filename_result,  ///< ... instead of this, its result
+};
+
+/// Takes a document's text from a reader and lays it out as plain text in the target encoding.
+///
+/// A reader says what the text *is*: pieces of UTF-8 text, ends of lines, paragraphs, cells, rows and
+/// pages, and regions. An end is written lazily, before the next text: runs of empty paragraphs and
+/// trailing empty cells leave nothing behind. The layout is: one line a paragraph or row, a tab
+/// between cells, a form feed between pages, a line feed at the end.
+///
+/// Invalid UTF-8 becomes U+FFFD a bad byte, NUL characters and carriage returns are dropped.
+/// One document has one sink; it is used by one thread.
+class TextSink {
+ public:
+  /// Text is handed over once this much is there; readers keep a step's text near it.
+  static constexpr std::size_t chunk_size = std::size_t{64} << 10;
+
+  /// @throws EngineError code 5 when the target encoding is not one the engine writes
+  TextSink(const Options& options, Limits& limits);
+
+  /// Adds text of the current line; it may hold line feeds and tabs.
+  void text(std::string_view utf8);
+
+  /// Adds text that is UTF-8 for certain and free of NUL and carriage returns, without a check.
+  void clean_text(std::string_view utf8);
+
+  /// Adds one character; values that are no Unicode scalar value become U+FFFD.
+  void character(char32_t code_point);
+
+  /// Ends the line within a paragraph. Written as it stands: two make an empty line.
+  void line();
+  /// Ends the paragraph; of several in a row the first counts.
+  void paragraph();
+  /// Begins a table row; a paragraph's end before it stands. Needed where paragraphs may precede.
+  void begin_row();
+  /// Ends `count` cells of a table row. A paragraph's end right before it is the cell's own end.
+  void cell(unsigned count = 1);
+  /// Ends the table row with what cells are still open.
+  void row();
+  /// Ends the page, slide or sheet.
+  void page();
+
+  /// Opens a region. Regions nest; each `begin` has its `end`.
+  /// @return whether its text is shown; a reader may skip the work when it is not
+  bool begin(Region region);
+  void end(Region region);
+
+  /// Whether text added now would be shown.
+  bool shown() const { return suppressed_ == 0; }
+  const Options& options() const { return *options_; }
+
+  /// Whether any visible text has been added since the begin.
+  bool has_text() const { return has_text_; }
+
+  /// Bytes that wait to be taken.
+  std::size_t size() const { return out_.size(); }
+
+  /// Writes what is due at the document's end: the last line's end.
+  void finish();
+
+  /// Hands over the text so far; `into` is replaced, its capacity reused.
+  void take(std::string& into);
+
+ private:
+  bool is_shown(Region region) const;
+  void flush_break();
+  void append(std::string_view clean);
+  void mark(std::string_view text);
+
+  const Options* options_;
+  Limits* limits_;
+  std::string out_;
+  unsigned suppressed_ = 0;
+
+  // The break to write before the next text.
+  enum class Newline : std::uint8_t { none, paragraph, row };
+  Newline newline_due_ = Newline::none;
+  bool page_due_ = false;
+  unsigned tabs_due_ = 0;
+  bool line_empty_ = true;  ///< nothing written on the current line yet
+  bool has_text_ = false;
+};
+
+}  // namespace trfilter
