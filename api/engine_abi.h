@@ -5,12 +5,12 @@
  * The binary interface of a filtering engine, `trfilter.so`: records, tables of function pointers,
  * slot numbers, flag bits and option ids. Plain C, so that any side can be written in any language.
  *
- * All records are for 64-bit, little-endian Linux. Fields stand in the order and at the offsets that
- * the assertions below each record state; bytes without a field are zero. docs/engine-interface.md
- * shows each record as a table.
+ * All records are for 64-bit, little-endian Linux. Fields stand in the order and at the offsets
+ * that the assertions below each record state; bytes without a field are zero.
+ * docs/engine-interface.md shows each record as a table.
  *
- * Ownership: what the engine allocates is handed back to the engine's own release operation, what the
- * host allocates is the host's. A context, stream or container is used by one thread at a time.
+ * Ownership: what the engine allocates is handed back to the engine's own release operation, what
+ * the host allocates is the host's. A context, stream or container is used by one thread at a time.
  */
 
 #include <stddef.h>
@@ -28,19 +28,19 @@ extern "C" {
 #define TR_ASSERT_OFFSET(record, field, bytes) \
   TR_STATIC_ASSERT(offsetof(record, field) == (bytes), "offset of " #record "." #field)
 
-/* ---- Request headers ------------------------------------------------------------------------- */
+/* ---- Request headers ------------------------------------------------------------------------ */
 
 /* Every request record starts with this word: its size in bytes times 65,536 plus 0x2F30. */
-#define TR_HEADER_WORD(bytes) (((uint64_t)(bytes) << 16) + 0x2F30u)
+#define TR_HEADER_WORD(bytes) (UINT64_C(65536) * (bytes) + UINT64_C(0x2F30))
 
-/* ---- Entry points ---------------------------------------------------------------------------- */
+/* ---- Entry points --------------------------------------------------------------------------- */
 
 #define TR_FILTER_ENTRY_POINT "TR_GetFilterInterfaceEx"
 #define TR_EXTRACT_ENTRY_POINT "TRGetExtractInterface"
 #define TR_INTERFACE_REVISION 8
 #define TR_FILTER_SLOT_COUNT 56
 
-/* ---- Flag word ------------------------------------------------------------------------------- */
+/* ---- Flag word ------------------------------------------------------------------------------ */
 
 /* Passed at start-up (the in-process pair alone) and with every opening of a stream (all bits). */
 #define TR_FLAG_IN_PROCESS 0x80004000u
@@ -54,12 +54,12 @@ extern "C" {
 #define TR_FLAG_UNICODE_BYTE_ORDER_MARKER 0x00800000u
 #define TR_FLAG_NO_ENCODING_CONVERSION 0x00400000u
 
-/* ---- Option ids of the set-option operation --------------------------------------------------- */
+/* ---- Option ids of the set-option operation ------------------------------------------------- */
 
 enum {
   TR_OPTION_TEMPORARY_DIRECTORY = 2, /* pointer: C string */
   TR_OPTION_PASSWORD = 4,            /* value 1, pointer: C string */
-  TR_OPTION_PDF_LOGICAL_READING = 5, /* value: 0 automatic, 1 raw, 2 left to right, 3 right to left */
+  TR_OPTION_PDF_LOGICAL_READING = 5, /* 0 automatic, 1 raw, 2 left to right, 3 right to left */
   TR_OPTION_REVISION_MARKS = 6,      /* value: 0 or 1, as for all that follow without a note */
   TR_OPTION_SKIP_THUMBNAIL = 7,
   TR_OPTION_HIDDEN_TEXT = 8,
@@ -74,7 +74,75 @@ enum {
   TR_OPTION_CHARACTER_SET_DETECTION = 25
 };
 
-/* ---- Streams and memory ----------------------------------------------------------------------- */
+/* ---- Character sets ------------------------------------------------------------------------- */
+
+/* Every character-set number: X(number, identifier, registered name). Number 0 is no character set:
+ * as a source it lets the engine decide. */
+#define TR_CHARACTER_SETS(X)                         \
+  X(0, automatic, "")                                \
+  X(1, us_ascii, "US-ASCII")                         \
+  X(2, iso_8859_1, "ISO-8859-1")                     \
+  X(3, iso_8859_2, "ISO-8859-2")                     \
+  X(4, iso_8859_3, "ISO-8859-3")                     \
+  X(5, iso_8859_4, "ISO-8859-4")                     \
+  X(6, iso_8859_5, "ISO-8859-5")                     \
+  X(7, iso_8859_6, "ISO-8859-6")                     \
+  X(8, iso_8859_7, "ISO-8859-7")                     \
+  X(9, iso_8859_8, "ISO-8859-8")                     \
+  X(10, iso_8859_9, "ISO-8859-9")                    \
+  X(11, iso_8859_10, "ISO-8859-10")                  \
+  X(12, iso_8859_13, "ISO-8859-13")                  \
+  X(13, iso_8859_14, "ISO-8859-14")                  \
+  X(14, iso_8859_15, "ISO-8859-15")                  \
+  X(15, iso_8859_16, "ISO-8859-16")                  \
+  X(16, windows_874, "windows-874")                  \
+  X(17, windows_1250, "windows-1250")                \
+  X(18, windows_1251, "windows-1251")                \
+  X(19, windows_1252, "windows-1252")                \
+  X(20, windows_1253, "windows-1253")                \
+  X(21, windows_1254, "windows-1254")                \
+  X(22, windows_1255, "windows-1255")                \
+  X(23, windows_1256, "windows-1256")                \
+  X(24, windows_1257, "windows-1257")                \
+  X(25, windows_1258, "windows-1258")                \
+  X(26, ibm_437, "IBM437")                           \
+  X(27, ibm_850, "IBM850")                           \
+  X(28, ibm_852, "IBM852")                           \
+  X(29, ibm_855, "IBM855")                           \
+  X(30, ibm_857, "IBM857")                           \
+  X(31, ibm_862, "IBM862")                           \
+  X(32, ibm_864, "IBM864")                           \
+  X(33, ibm_866, "IBM866")                           \
+  X(34, koi8_r, "KOI8-R")                            \
+  X(35, koi8_u, "KOI8-U")                            \
+  X(36, macintosh, "macintosh")                      \
+  X(37, mac_cyrillic, "x-mac-cyrillic")              \
+  X(38, mac_greek, "x-mac-greek")                    \
+  X(39, mac_central_europe, "x-mac-centraleurroman") \
+  X(40, mac_turkish, "x-mac-turkish")                \
+  X(41, shift_jis, "Shift_JIS")                      \
+  X(42, euc_jp, "EUC-JP")                            \
+  X(43, iso_2022_jp, "ISO-2022-JP")                  \
+  X(44, euc_kr, "EUC-KR")                            \
+  X(45, iso_2022_kr, "ISO-2022-KR")                  \
+  X(46, gbk, "GBK")                                  \
+  X(47, gb18030, "GB18030")                          \
+  X(48, hz_gb_2312, "HZ-GB-2312")                    \
+  X(49, big5, "Big5")                                \
+  X(50, big5_hkscs, "Big5-HKSCS")                    \
+  X(51, euc_tw, "EUC-TW")                            \
+  X(52, tis_620, "TIS-620")                          \
+  X(53, utf8, "UTF-8")                               \
+  X(54, utf16_le, "UTF-16LE")                        \
+  X(55, utf16_be, "UTF-16BE")                        \
+  X(56, utf32_le, "UTF-32LE")                        \
+  X(57, utf32_be, "UTF-32BE")                        \
+  X(58, utf7, "UTF-7")
+
+#define TR_CHARACTER_SET_AUTOMATIC 0u
+#define TR_CHARACTER_SET_UTF8 53u
+
+/* ---- Streams and memory --------------------------------------------------------------------- */
 
 /* A document, read by the engine through the host's callbacks. */
 typedef struct tag_InputStream tag_InputStream;
@@ -82,7 +150,8 @@ struct tag_InputStream {
   void* user_data;
   void* reserved;
   int (*first)(tag_InputStream*); /* rewinds; 1 */
-  uint32_t (*read)(tag_InputStream*, unsigned char* buffer, uint32_t count); /* bytes read, 0 at end */
+  /* bytes read, 0 at the end */
+  uint32_t (*read)(tag_InputStream*, unsigned char* buffer, uint32_t count);
   int (*seek)(tag_InputStream*, int64_t offset, int whence); /* 1 for success, 0 for refusal */
   int64_t (*tell)(tag_InputStream*);
   int (*last)(tag_InputStream*); /* rewinds; 1 */
@@ -100,7 +169,7 @@ TR_ASSERT_OFFSET(tag_InputStream, last, 48);
 typedef struct tag_OutputStream tag_OutputStream;
 struct tag_OutputStream {
   void* user_data;
-  int (*create)(tag_OutputStream*, const char* name); /* 1 */
+  int (*create)(tag_OutputStream*, const char* name);                                /* 1 */
   uint32_t (*write)(tag_OutputStream*, const unsigned char* buffer, uint32_t count); /* written */
   int (*seek)(tag_OutputStream*, int64_t offset, int whence); /* 1; nothing moves */
   int64_t (*tell)(tag_OutputStream*);                         /* 0 */
@@ -130,9 +199,9 @@ TR_ASSERT_OFFSET(tag_MemoryStream, free, 16);
 TR_ASSERT_OFFSET(tag_MemoryStream, reallocate, 24);
 TR_ASSERT_OFFSET(tag_MemoryStream, zero_allocate, 32);
 
-/* ---- Filtering -------------------------------------------------------------------------------- */
+/* ---- Filtering ------------------------------------------------------------------------------ */
 
-/* One piece of text; the engine owns `bytes` until the block comes back to the release operation. */
+/* One piece of text; the engine owns `bytes` until the block comes back for release. */
 typedef struct tag_TRChunk {
   const unsigned char* bytes;
   uint32_t length; /* 0: the document is fully filtered */
@@ -144,7 +213,7 @@ TR_ASSERT_OFFSET(tag_TRChunk, bytes, 0);
 TR_ASSERT_OFFSET(tag_TRChunk, length, 8);
 TR_ASSERT_OFFSET(tag_TRChunk, output, 16);
 
-/* ---- Detection -------------------------------------------------------------------------------- */
+/* ---- Detection ------------------------------------------------------------------------------ */
 
 enum {
   TR_ATTRIBUTE_ENCRYPTED = 1 << 0,
@@ -169,7 +238,7 @@ TR_ASSERT_OFFSET(DetectionResultRecord, version, 8);
 TR_ASSERT_OFFSET(DetectionResultRecord, attributes, 16);
 TR_ASSERT_OFFSET(DetectionResultRecord, reserved, 24);
 
-/* ---- Summary information ---------------------------------------------------------------------- */
+/* ---- Summary information -------------------------------------------------------------------- */
 
 enum {
   TR_SUMMARY_TARGET_ENCODING_TEXT = 1, /* pointer to NUL-terminated text */
@@ -206,30 +275,31 @@ TR_ASSERT_SIZE(tag_TRSummaryInfoEx, 16);
 TR_ASSERT_OFFSET(tag_TRSummaryInfoEx, count, 0);
 TR_ASSERT_OFFSET(tag_TRSummaryInfoEx, elements, 8);
 
-/* ---- The filter interface ---------------------------------------------------------------------- */
+/* ---- The filter interface ------------------------------------------------------------------- */
 
-/* Slots that a host calls; all others are present and unused. The comment of each gives its type. */
+/* Slots that a host calls; all others are present and unused. Each comment gives the type. */
 enum {
-  TR_SLOT_INITIALISE = 0,             /* tr_initialise */
-  TR_SLOT_SHUT_DOWN = 1,              /* tr_shut_down */
-  TR_SLOT_OPEN_STREAM = 3,            /* tr_open_stream */
-  TR_SLOT_CLOSE_STREAM = 4,           /* tr_close_stream */
-  TR_SLOT_PREPARE = 7,                /* tr_prepare */
-  TR_SLOT_NEXT_CHUNK = 8,             /* tr_next_chunk */
-  TR_SLOT_GET_SUMMARY_INFO = 12,      /* tr_get_summary_info */
-  TR_SLOT_FREE_SUMMARY_INFO = 14,     /* tr_free_summary_info */
-  TR_SLOT_SET_TIMEOUT = 16,           /* tr_set_timeout */
-  TR_SLOT_SET_SOURCE_ENCODING = 17,   /* tr_set_source_encoding */
-  TR_SLOT_DETECT_FORMAT = 19,         /* tr_detect_format */
-  TR_SLOT_SET_OPTION = 40,            /* tr_set_option */
+  TR_SLOT_INITIALISE = 0,              /* tr_initialise */
+  TR_SLOT_SHUT_DOWN = 1,               /* tr_shut_down */
+  TR_SLOT_OPEN_STREAM = 3,             /* tr_open_stream */
+  TR_SLOT_CLOSE_STREAM = 4,            /* tr_close_stream */
+  TR_SLOT_PREPARE = 7,                 /* tr_prepare */
+  TR_SLOT_NEXT_CHUNK = 8,              /* tr_next_chunk */
+  TR_SLOT_GET_SUMMARY_INFO = 12,       /* tr_get_summary_info */
+  TR_SLOT_FREE_SUMMARY_INFO = 14,      /* tr_free_summary_info */
+  TR_SLOT_SET_TIMEOUT = 16,            /* tr_set_timeout */
+  TR_SLOT_SET_SOURCE_ENCODING = 17,    /* tr_set_source_encoding */
+  TR_SLOT_DETECT_FORMAT = 19,          /* tr_detect_format */
+  TR_SLOT_SET_OPTION = 40,             /* tr_set_option */
   TR_SLOT_SET_EXTRACTION_TIMEOUT = 52, /* tr_set_timeout */
-  TR_SLOT_RELEASE_CHUNK = 53          /* tr_release_chunk */
+  TR_SLOT_RELEASE_CHUNK = 53           /* tr_release_chunk */
 };
 
 typedef void* (*tr_initialise)(tag_MemoryStream*, void* reserved, const char* bin_path,
                                uint32_t target_encoding, uint32_t flags); /* null on failure */
 typedef int (*tr_shut_down)(void* context);
-typedef void* (*tr_open_stream)(void* context, tag_InputStream*, uint32_t flags); /* null on failure */
+/* null on failure */
+typedef void* (*tr_open_stream)(void* context, tag_InputStream*, uint32_t flags);
 typedef int (*tr_close_stream)(void* context, void* stream);
 typedef int (*tr_prepare)(void* context, void* stream);
 typedef int (*tr_next_chunk)(void* context, void* stream, tag_TRChunk*, int reserved);
@@ -238,7 +308,8 @@ typedef int (*tr_get_summary_info)(void* context, tag_InputStream*, tag_TRSummar
 typedef int (*tr_free_summary_info)(void* context, tag_TRSummaryInfoEx*);
 typedef int (*tr_set_timeout)(void* context, int64_t seconds);
 typedef int (*tr_set_source_encoding)(void* context, uint32_t encoding);
-typedef int (*tr_detect_format)(void* context, tag_InputStream*, DetectionResultRecord*); /* not 0: success */
+/* Unlike all others: 0 on failure, anything else for success. */
+typedef int (*tr_detect_format)(void* context, tag_InputStream*, DetectionResultRecord*);
 typedef int (*tr_set_option)(void* context, uint32_t id, uint32_t value, const void* pointer);
 
 typedef void (*tr_slot)(void);
@@ -249,10 +320,21 @@ TR_ASSERT_SIZE(tag_TRFilterInterface, 448);
 
 typedef int (*tr_get_filter_interface)(tag_TRFilterInterface*, int revision);
 
-/* ---- Containers -------------------------------------------------------------------------------- */
+/* ---- Containers ----------------------------------------------------------------------------- */
 
-/* `subfile` numbers of tag_TRSubfileInfo.type: 0 to 4 and 6 to 10; the engine's own but for this. */
-#define TR_SUBFILE_FOLDER 3u
+/* The kinds of tag_TRSubfileInfo.type. A host accepts no other number; 5 is never one. */
+enum {
+  TR_SUBFILE_FILE = 0,
+  TR_SUBFILE_MESSAGE = 1,
+  TR_SUBFILE_ATTACHMENT = 2,
+  TR_SUBFILE_FOLDER = 3,
+  TR_SUBFILE_EMBEDDED_OBJECT = 4,
+  TR_SUBFILE_CONTACT = 6,
+  TR_SUBFILE_APPOINTMENT = 7,
+  TR_SUBFILE_TASK = 8,
+  TR_SUBFILE_NOTE = 9,
+  TR_SUBFILE_JOURNAL_ENTRY = 10
+};
 
 /* The kind of an extraction result whose bytes are stored outside the container. */
 #define TR_EXTRACTED_EXTERNAL 8u
@@ -358,7 +440,7 @@ enum {
   TR_MAIL_BOOLEAN = 1,
   TR_MAIL_INT32 = 3,
   TR_MAIL_UINT32 = 4,
-  TR_MAIL_INT64 = 5,  /* pointer, as all that follow */
+  TR_MAIL_INT64 = 5, /* pointer, as all that follow */
   TR_MAIL_UINT64 = 6,
   TR_MAIL_TEXT = 7,
   TR_MAIL_UTF16_TEXT = 8,
@@ -389,7 +471,7 @@ typedef struct tag_TRMailInfo {
 TR_ASSERT_OFFSET(tag_TRMailInfo, count, 16);
 TR_ASSERT_OFFSET(tag_TRMailInfo, fields, 24);
 
-/* ---- The extraction interface ------------------------------------------------------------------ */
+/* ---- The extraction interface --------------------------------------------------------------- */
 
 /* The record's words are numbered as slots: word 0 is the header, preset by the host. */
 typedef struct tag_TRExtractInterface {

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstdint>
+
+namespace tarnis::v1 {
+
+/// Character sets; the values are the engine's numbers.
+enum class Encoding : std::uint32_t {
+  automatic = 0,  ///< as a source: what the document says or what its bytes look like
+  us_ascii = 1,
+  iso_8859_1 = 2,
+  iso_8859_2 = 3,
+  iso_8859_3 = 4,
+  iso_8859_4 = 5,
+  iso_8859_5 = 6,
+  iso_8859_6 = 7,
+  iso_8859_7 = 8,
+  iso_8859_8 = 9,
+  iso_8859_9 = 10,
+  iso_8859_10 = 11,
+  iso_8859_13 = 12,
+  iso_8859_14 = 13,
+  iso_8859_15 = 14,
+  iso_8859_16 = 15,
+  windows_874 = 16,
+  windows_1250 = 17,
+  windows_1251 = 18,
+  windows_1252 = 19,
+  windows_1253 = 20,
+  windows_1254 = 21,
+  windows_1255 = 22,
+  windows_1256 = 23,
+  windows_1257 = 24,
+  windows_1258 = 25,
+  ibm_437 = 26,
+  ibm_850 = 27,
+  ibm_852 = 28,
+  ibm_855 = 29,
+  ibm_857 = 30,
+  ibm_862 = 31,
+  ibm_864 = 32,
+  ibm_866 = 33,
+  koi8_r = 34,
+  koi8_u = 35,
+  macintosh = 36,
+  mac_cyrillic = 37,
+  mac_greek = 38,
+  mac_central_europe = 39,
+  mac_turkish = 40,
+  shift_jis = 41,
+  euc_jp = 42,
+  iso_2022_jp = 43,
+  euc_kr = 44,
+  iso_2022_kr = 45,
+  gbk = 46,
+  gb18030 = 47,
+  hz_gb_2312 = 48,
+  big5 = 49,
+  big5_hkscs = 50,
+  euc_tw = 51,
+  tis_620 = 52,
+  utf8 = 53,
+  utf16_le = 54,
+  utf16_be = 55,
+  utf32_le = 56,
+  utf32_be = 57,
+  utf7 = 58
+};
+
+}  // namespace tarnis::v1
