@@ -4,19 +4,12 @@
 
 namespace trfilter {
 
-/// Numbers of the format table that the engine's code names. The table itself is the host library's;
-/// a format that only passes through as a number needs no name here.
+/// Numbers of the format table (formats.def). What a user reads about them is the host library's.
 enum class Format : std::uint32_t {
   none = 0,
-  text = 2,
-  rtf = 53,
-  zip = 157,
-  csv = 180,
-  compound_document = 217,
-  pdf = 230,
-  html = 236,
-  xml = 291,
-  xhtml = 355,
+#define FORMAT(number, name, category) name = number,
+#include "engine/core/formats.def"
+#undef FORMAT
 };
 
 /// Numbers of the category table.
