@@ -1,1 +1,248 @@
-// placeholder
+#include "engine/zip/zip_package.h"
+
+#include <minizip/unzip.h>
+
+#include <exception>
+#include <optional>
+#include <unordered_map>
+
+#include "engine/core/engine_error.h"
+#include "engine/zip/zip_member.h"
+#include "engine/zip/zip_recovery.h"
+
+namespace trfilter {
+namespace {
+
+constexpr unsigned long flag_encrypted = 1u << 0;
+constexpr std::size_t usual_name_size = 256;
+
+/// A member's name as it is compared.
+std::string comparable(std::string_view name) {
+  if (!name.empty() && (name.front() == '/' || name.front() == '\\')) name.remove_prefix(1);
+  std::string result(name);
+  for (char& c : result) {
+    if (c == '\\') c = '/';
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return result;
+}
+
+/// The document as minizip reads it. What the document throws is kept for after the call.
+class DocumentFile {
+ public:
+  explicit DocumentFile(Document& document) : document_(&document) {}
+
+  zlib_filefunc64_def functions() {
+    zlib_filefunc64_def table{};
+    table.zopen64_file = [](voidpf opaque, const void*, int) { return opaque; };
+    table.zread_file = [](voidpf opaque, voidpf, void* out, uLong count) {
+      return static_cast<DocumentFile*>(opaque)->read(static_cast<char*>(out), count);
+    };
+    table.ztell64_file = [](voidpf opaque, voidpf) -> ZPOS64_T {
+      return static_cast<DocumentFile*>(opaque)->at_;
+    };
+    table.zseek64_file = [](voidpf opaque, voidpf, ZPOS64_T offset, int origin) -> long {
+      return static_cast<DocumentFile*>(opaque)->seek(offset, origin);
+    };
+    table.zclose_file = [](voidpf, voidpf) { return 0; };
+    table.zerror_file = [](voidpf opaque, voidpf) {
+      return static_cast<DocumentFile*>(opaque)->thrown_ ? 1 : 0;
+    };
+    table.opaque = this;
+    return table;
+  }
+
+  void rethrow() const {
+    if (thrown_) std::rethrow_exception(thrown_);
+  }
+
+ private:
+  uLong read(char* out, uLong count) noexcept {
+    if (thrown_) return 0;
+    try {
+      const std::size_t got = document_->read_at(at_, {out, static_cast<std::size_t>(count)});
+      at_ += got;
+      return static_cast<uLong>(got);
+    } catch (...) {
+      thrown_ = std::current_exception();
+      return 0;
+    }
+  }
+
+  long seek(std::uint64_t offset, int origin) noexcept {
+    std::uint64_t base = 0;
+    if (origin == ZLIB_FILEFUNC_SEEK_CUR) base = at_;
+    if (origin == ZLIB_FILEFUNC_SEEK_END) base = document_->size();
+    at_ = base + offset;
+    return 0;
+  }
+
+  Document* document_;
+  std::uint64_t at_ = 0;
+  std::exception_ptr thrown_;
+};
+
+}  // namespace
+
+struct ZipPackage::State {
+  State(Document& the_document, Limits& the_limits)
+      : document(the_document), limits(the_limits), file(the_document) {}
+  ~State() {
+    if (zip != nullptr) unzClose(zip);
+  }
+  State(const State&) = delete;
+  State& operator=(const State&) = delete;
+
+  struct Member {
+    unz64_file_pos position{};          ///< in the directory
+    std::optional<ZipMemberData> data;  ///< once located
+  };
+
+  void add(std::string name, const Member& member) {
+    if (by_name.try_emplace(comparable(name), members.size()).second) {
+      names.push_back(std::move(name));
+      members.push_back(member);
+    }
+  }
+
+  /// @return whether the directory could be read to its end
+  bool read_directory() {
+    zlib_filefunc64_def functions = file.functions();
+    zip = unzOpen2_64(nullptr, &functions);
+    file.rethrow();
+    if (zip == nullptr) return false;
+    unz_global_info64 global{};
+    if (unzGetGlobalInfo64(zip, &global) != UNZ_OK) return false;
+    if (global.number_entry == 0) return true;
+    std::string name;
+    int status = unzGoToFirstFile(zip);
+    while (status == UNZ_OK) {
+      Member member;
+      unz_file_info64 info{};
+      name.resize(usual_name_size);
+      status =
+          unzGetCurrentFileInfo64(zip, &info, name.data(), name.size(), nullptr, 0, nullptr, 0);
+      if (status == UNZ_OK && info.size_filename > name.size()) {
+        name.resize(info.size_filename);
+        status =
+            unzGetCurrentFileInfo64(zip, &info, name.data(), name.size(), nullptr, 0, nullptr, 0);
+      }
+      if (status == UNZ_OK) status = unzGetFilePos64(zip, &member.position);
+      if (status != UNZ_OK) break;
+      name.resize(info.size_filename);
+      add(name, member);
+      limits.check_time();
+      status = unzGoToNextFile(zip);
+    }
+    file.rethrow();
+    return status == UNZ_END_OF_LIST_OF_FILE;
+  }
+
+  void recover() {
+    if (recovered) return;
+    recovered = true;
+    for (RecoveredZipMember& found : recover_zip_members(document, limits)) {
+      const auto known = by_name.find(comparable(found.name));
+      if (known == by_name.end()) {
+        add(std::move(found.name), Member{{}, found.data});
+      } else if (!members[known->second].data) {
+        members[known->second].data = found.data;
+      }
+    }
+  }
+
+  const ZipMemberData& locate(std::size_t index) {
+    if (!members[index].data) members[index].data = located_by_directory(members[index]);
+    if (!members[index].data) {
+      recover();
+      if (!members[index].data) throw EngineError(Code::corrupt, "a package's member is missing");
+    }
+    return *members[index].data;
+  }
+
+  /// @return none when no local header fits the directory's entry
+  std::optional<ZipMemberData> located_by_directory(const Member& member) {
+    unz_file_info64 info{};
+    int status = unzGoToFilePos64(zip, &member.position);
+    if (status == UNZ_OK) {
+      status = unzGetCurrentFileInfo64(zip, &info, nullptr, 0, nullptr, 0, nullptr, 0);
+    }
+    file.rethrow();
+    if (status != UNZ_OK) return std::nullopt;
+
+    ZipMemberData data;
+    data.size = info.compressed_size;
+    data.method = static_cast<unsigned>(info.compression_method);
+    data.encrypted = (info.flag & flag_encrypted) != 0;
+    data.checksum = static_cast<std::uint32_t>(info.crc);
+    if (data.encrypted ||
+        (data.method != ZipMemberData::stored && data.method != ZipMemberData::deflated)) {
+      return data;
+    }
+    int method = 0;
+    status = unzOpenCurrentFile2(zip, &method, nullptr, 1);
+    file.rethrow();
+    if (status != UNZ_OK) return std::nullopt;
+    data.offset = unzGetCurrentFileZStreamPos64(zip);
+    unzCloseCurrentFile(zip);
+    return data;
+  }
+
+  Document& document;
+  Limits& limits;
+  DocumentFile file;
+  unzFile zip = nullptr;
+  bool damaged = false;
+  bool recovered = false;
+  std::vector<std::string> names;
+  std::vector<Member> members;  ///< in step with `names`
+  std::unordered_map<std::string, std::size_t> by_name;
+};
+
+ZipPackage::ZipPackage(Document& document, Limits& limits)
+    : state_(std::make_unique<State>(document, limits)) {
+  if (!state_->read_directory()) {
+    state_->damaged = true;
+    state_->recover();
+  }
+  if (state_->members.empty()) throw EngineError(Code::corrupt, "a zip package without a member");
+}
+
+ZipPackage::~ZipPackage() = default;
+
+bool ZipPackage::damaged() const {
+  return state_->damaged;
+}
+
+const std::vector<std::string>& ZipPackage::names() const {
+  return state_->names;
+}
+
+bool ZipPackage::contains(std::string_view name) const {
+  return state_->by_name.contains(comparable(name));
+}
+
+std::unique_ptr<ZipPackage::Part> ZipPackage::open(std::string_view name) {
+  const auto found = state_->by_name.find(comparable(name));
+  if (found == state_->by_name.end()) return nullptr;
+  return open_zip_member(state_->document, state_->limits, state_->locate(found->second));
+}
+
+std::string ZipPackage::read_all(std::string_view name, std::size_t most) {
+  std::string result;
+  const std::unique_ptr<Part> part = open(name);
+  if (!part) return result;
+  constexpr std::size_t piece = std::size_t{16} << 10;
+  while (true) {
+    const std::size_t before = result.size();
+    result.resize(before + piece);
+    const std::size_t count = part->read(std::span<char>(result).subspan(before));
+    result.resize(before + count);
+    if (count == 0) return result;
+    if (result.size() > most) {
+      throw EngineError(Code::corrupt, "a package's member is larger than its bound");
+    }
+  }
+}
+
+}  // namespace trfilter
