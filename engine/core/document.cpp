@@ -33,9 +33,8 @@ class MemorySource : public ByteSource {
 /// A file without a name, in `directory` or the system's directory for temporary files.
 int open_unlinked_file(const std::string& directory) {
   std::error_code ignored;
-  const std::string folder = directory.empty()
-                                 ? std::filesystem::temp_directory_path(ignored).string()
-                                 : directory;
+  const std::string folder =
+      directory.empty() ? std::filesystem::temp_directory_path(ignored).string() : directory;
   int file = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
   if (file < 0) {
     std::string name = folder + "/trfilter-XXXXXX";
@@ -103,8 +102,7 @@ Document::Document(std::unique_ptr<ByteSource> source, std::string temporary_dir
   memory_.resize(static_cast<std::size_t>(size_));
   std::size_t filled = 0;
   while (filled < memory_.size()) {
-    const std::size_t count =
-        source_->read_at(filled, std::span<char>(memory_).subspan(filled));
+    const std::size_t count = source_->read_at(filled, std::span<char>(memory_).subspan(filled));
     if (count == 0) break;
     filled += count;
   }

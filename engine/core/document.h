@@ -25,8 +25,8 @@ class ByteSource {
   virtual std::size_t read_at(std::uint64_t offset, std::span<char> out) = 0;
 };
 
-/// Random access to one input. Up to `block_in_memory` bytes are read once and kept; more are read in
-/// blocks through a bounded cache, so that only what a reader touches is ever read.
+/// Random access to one input. Up to `block_in_memory` bytes are read once and kept; more are read
+/// in blocks through a bounded cache, so that only what a reader touches is ever read.
 class Document {
  public:
   static constexpr std::uint64_t block_in_memory = std::uint64_t{4} << 20;

@@ -1,8 +1,16 @@
 #include "engine/core/limits.h"
 
+#include <algorithm>
+
 #include "engine/core/engine_error.h"
 
 namespace trfilter {
+
+std::chrono::milliseconds Limits::time_of_seconds(std::int64_t seconds) {
+  // A century stands for ever: far enough, and far from the end of the clock.
+  constexpr std::int64_t most = std::int64_t{100} * 366 * 24 * 3600;
+  return std::chrono::seconds(seconds <= 0 ? most : std::min(seconds, most));
+}
 
 void Limits::charge_output(std::uint64_t bytes) {
   output_bytes_ += bytes;

@@ -11,8 +11,9 @@ class Limits {
  public:
   /// Bounds with their units.
   struct Bounds {
-    std::uint64_t output_bytes = std::uint64_t{64} << 30;     ///< text; code 16
-    std::uint64_t expansion_floor = std::uint64_t{512} << 20; ///< unpacked bytes that are always fine
+    std::uint64_t output_bytes = std::uint64_t{64} << 30;  ///< text; code 16
+    std::uint64_t expansion_floor = std::uint64_t{512}
+                                    << 20;  ///< unpacked bytes that are always fine
     std::uint64_t expansion_ratio = 200;  ///< unpacked over document bytes beyond the floor; code 4
     unsigned element_depth = 4096;        ///< elements, groups or objects in each other; code 4
     std::chrono::milliseconds time{350'000};  ///< wall clock; code 19
@@ -21,6 +22,9 @@ class Limits {
   Limits() : Limits(Bounds{}) {}
   explicit Limits(const Bounds& bounds)
       : bounds_(bounds), deadline_(std::chrono::steady_clock::now() + bounds.time) {}
+
+  /// A time-out in seconds as the host gives it; 0 and less mean none.
+  static std::chrono::milliseconds time_of_seconds(std::int64_t seconds);
 
   const Bounds& bounds() const { return bounds_; }
 

@@ -6,7 +6,12 @@
 namespace trfilter {
 
 /// Order in which a PDF page is read.
-enum class PdfReading : std::uint32_t { automatic = 0, raw = 1, left_to_right = 2, right_to_left = 3 };
+enum class PdfReading : std::uint32_t {
+  automatic = 0,
+  raw = 1,
+  left_to_right = 2,
+  right_to_left = 3
+};
 
 /// The host's settings for one document. Copied from the session when a stream is opened, so that a
 /// reader never sees them change.

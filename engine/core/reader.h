@@ -22,9 +22,10 @@ struct ReaderContext {
 
 /// Reads one document of one format family.
 ///
-/// A constructor only looks at what it needs to refuse the document: it throws code 8 for a password
-/// that is missing or wrong, and code 4 when nothing of the document can be read. A document that
-/// turns out to be damaged later gives the text that can be read, and then throws code 4.
+/// A constructor only looks at what it needs to refuse the document: it throws code 8 for a
+/// password that is missing or wrong, and code 4 when nothing of the document can be read. A
+/// document that turns out to be damaged later gives the text that can be read, and then throws
+/// code 4.
 class Reader {
  public:
   Reader() = default;
@@ -32,8 +33,8 @@ class Reader {
   Reader& operator=(const Reader&) = delete;
   virtual ~Reader() = default;
 
-  /// Does one natural piece of work: a page, 64 KiB of XML, some rows. A piece takes milliseconds and
-  /// adds tens of kilobytes of text at the most where the format allows it.
+  /// Does one natural piece of work: a page, 64 KiB of XML, some rows. A piece takes milliseconds
+  /// and adds tens of kilobytes of text at the most where the format allows it.
   /// @return whether more is to come
   virtual bool step(TextSink& sink) = 0;
 
@@ -45,8 +46,8 @@ class Reader {
 
 /// Exports a reader class from its module under the name that its row in readers.def has. The class
 /// has a constructor from `const ReaderContext&`.
-#define TRFILTER_READER(name, ReaderClass)                                               \
-  extern "C" __attribute__((visibility("default"))) trfilter::Reader* trfilter_reader_##name( \
-      const trfilter::ReaderContext& context) {                                          \
-    return new ReaderClass(context);                                                     \
+#define TRFILTER_READER(name, ReaderClass)                                           \
+  extern "C" __attribute__((visibility("default")))                                  \
+  trfilter::Reader* trfilter_reader_##name(const trfilter::ReaderContext& context) { \
+    return new ReaderClass(context);                                                 \
   }

@@ -20,7 +20,9 @@ const std::vector<ReaderRow> rows = {
 
 }  // namespace
 
-std::span<const ReaderRow> reader_rows() { return rows; }
+std::span<const ReaderRow> reader_rows() {
+  return rows;
+}
 
 const ReaderRow* reader_row_of(Format format) {
   const auto number = static_cast<std::uint32_t>(format);
@@ -34,8 +36,8 @@ std::unique_ptr<Reader> ReaderModules::open(const ReaderContext& context) const 
   const ReaderRow* row = reader_row_of(context.detection.format);
   if (row == nullptr) throw EngineError(Code::unsupported_format, "no reader for this format");
   using Factory = Reader* (*)(const ReaderContext&);
-  const auto factory = reinterpret_cast<Factory>(
-      function(row->module, "trfilter_reader_" + std::string(row->name)));
+  const auto factory =
+      reinterpret_cast<Factory>(function(row->module, "trfilter_reader_" + std::string(row->name)));
   return std::unique_ptr<Reader>(factory(context));
 }
 

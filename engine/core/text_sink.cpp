@@ -224,6 +224,10 @@ void TextSink::finish() {
 
 void TextSink::take(std::string& into) {
   limits_->charge_output(out_.size());
+  take_remainder(into);
+}
+
+void TextSink::take_remainder(std::string& into) {
   into.clear();
   into.swap(out_);
 }

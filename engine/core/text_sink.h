@@ -11,28 +11,28 @@ namespace trfilter {
 
 /// What a stretch of text is. The sink decides from the options which are shown, and how.
 enum class Region : std::uint8_t {
-  header,           ///< page header: shown with `header_and_footer`
-  footer,           ///< page footer: the same
-  footnote,         ///< shown
-  endnote,          ///< shown
-  comment,          ///< a reviewer's remark: shown unless `skip_comments`
-  speaker_note,     ///< a slide's notes: shown
-  alternative_text, ///< what stands for a picture: shown
-  hidden,           ///< hidden runs, rows, columns, sheets, slides: shown with `hidden_text`
-  inserted,         ///< tracked insertion: shown, marked with `revision_marks`
-  deleted,          ///< tracked deletion: shown and marked with `revision_marks` only
-  field_code,       ///< a field's instruction: never shown
-  date_time_code,   ///< the instruction of a date or time field: shown with its option ...
-  date_time_result, ///< ... instead of this, its result
-  filename_code,    ///< the instruction of a file name field: shown with its option ...
-  filename_result,  ///< ... instead of this, its result
+  header,            ///< page header: shown with `header_and_footer`
+  footer,            ///< page footer: the same
+  footnote,          ///< shown
+  endnote,           ///< shown
+  comment,           ///< a reviewer's remark: shown unless `skip_comments`
+  speaker_note,      ///< a slide's notes: shown
+  alternative_text,  ///< what stands for a picture: shown
+  hidden,            ///< hidden runs, rows, columns, sheets, slides: shown with `hidden_text`
+  inserted,          ///< tracked insertion: shown, marked with `revision_marks`
+  deleted,           ///< tracked deletion: shown and marked with `revision_marks` only
+  field_code,        ///< a field's instruction: never shown
+  date_time_code,    ///< the instruction of a date or time field: shown with its option ...
+  date_time_result,  ///< ... instead of this, its result
+  filename_code,     ///< the instruction of a file name field: shown with its option ...
+  filename_result,   ///< ... instead of this, its result
 };
 
 /// Takes a document's text from a reader and lays it out as plain text in the target encoding.
 ///
-/// A reader says what the text *is*: pieces of UTF-8 text, ends of lines, paragraphs, cells, rows and
-/// pages, and regions. An end is written lazily, before the next text: runs of empty paragraphs and
-/// trailing empty cells leave nothing behind. The layout is: one line a paragraph or row, a tab
+/// A reader says what the text *is*: pieces of UTF-8 text, ends of lines, paragraphs, cells, rows
+/// and pages, and regions. An end is written lazily, before the next text: runs of empty paragraphs
+/// and trailing empty cells leave nothing behind. The layout is: one line a paragraph or row, a tab
 /// between cells, a form feed between pages, a line feed at the end.
 ///
 /// Invalid UTF-8 becomes U+FFFD a bad byte, NUL characters and carriage returns are dropped.
@@ -86,7 +86,11 @@ class TextSink {
   void finish();
 
   /// Hands over the text so far; `into` is replaced, its capacity reused.
+  /// @throws EngineError code 16 beyond the bound of output, code 19 after the deadline
   void take(std::string& into);
+
+  /// The same after reading has failed: past every bound, nothing more is counted.
+  void take_remainder(std::string& into);
 
  private:
   bool is_shown(Region region) const;

@@ -21,7 +21,9 @@ constexpr int uri_word = 2;
 constexpr int value_begin_word = 3;
 constexpr int value_end_word = 4;
 
-const char* as_chars(const xmlChar* text) { return reinterpret_cast<const char*>(text); }
+const char* as_chars(const xmlChar* text) {
+  return reinterpret_cast<const char*>(text);
+}
 
 std::string_view view(const xmlChar* text) {
   return text == nullptr ? std::string_view{} : std::string_view(as_chars(text));
@@ -130,8 +132,8 @@ struct XmlParser::State {
     sax.warning = ignore_error;
     sax.error = ignore_error;
     sax.serror = ignore_structured;
-    context = xmlCreatePushParserCtxt(&sax, this, first.data(), static_cast<int>(first.size()),
-                                      nullptr);
+    context =
+        xmlCreatePushParserCtxt(&sax, this, first.data(), static_cast<int>(first.size()), nullptr);
     if (context == nullptr) throw EngineError(Code::out_of_memory, "no XML parser context");
     xmlCtxtUseOptions(context, XML_PARSE_NOENT | XML_PARSE_NONET | XML_PARSE_RECOVER |
                                    XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_COMPACT);
@@ -151,7 +153,9 @@ XmlParser::XmlParser(XmlHandler& handler, Limits& limits) : state_(std::make_uni
 
 XmlParser::~XmlParser() = default;
 
-void XmlParser::set_encoding(const char* name) { state_->encoding = name; }
+void XmlParser::set_encoding(const char* name) {
+  state_->encoding = name;
+}
 
 void XmlParser::feed(std::string_view bytes) {
   if (state_->context == nullptr) {

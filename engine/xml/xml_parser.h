@@ -8,8 +8,8 @@
 
 namespace trfilter {
 
-/// A start tag as the handler sees it: local names and namespace URIs (Namespaces in XML 1.0), values
-/// with references resolved. All views end with the call that they came with.
+/// A start tag as the handler sees it: local names and namespace URIs (Namespaces in XML 1.0),
+/// values with references resolved. All views end with the call that they came with.
 class XmlElement {
  public:
   struct Attribute {
@@ -40,7 +40,8 @@ class XmlElement {
   int count_;
 };
 
-/// What an XML document consists of, in document order. May throw: the parser stops and passes it on.
+/// What an XML document consists of, in document order. May throw: the parser stops and passes it
+/// on.
 class XmlHandler {
  public:
   virtual ~XmlHandler() = default;
@@ -50,9 +51,9 @@ class XmlHandler {
   virtual void characters(std::string_view) {}
 };
 
-/// Pushes XML 1.0 through a handler, with bounded memory. Opens nothing: no DTD, no external entity, no
-/// network; entities that the document declares are not expanded, XHTML's names are resolved. Goes
-/// on behind errors as far as it can.
+/// Pushes XML 1.0 through a handler, with bounded memory. Opens nothing: no DTD, no external
+/// entity, no network; entities that the document declares are not expanded, XHTML's names are
+/// resolved. Goes on behind errors as far as it can.
 class XmlParser {
  public:
   XmlParser(XmlHandler& handler, Limits& limits);

@@ -22,7 +22,8 @@ Reading read_document(std::string bytes, Format format, const Options& options =
 /// The same for the properties.
 Properties read_properties(std::string bytes, Format format, const Options& options = {});
 
-/// The bytes of a file below the source folder, e.g. "samples/letter.docx". Fails the test without it.
+/// The bytes of a file below the source folder, e.g. "samples/letter.docx". Fails the test without
+/// it.
 std::string source_file(std::string_view relative_path);
 
 }  // namespace trfilter::test

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <unordered_map>
+
+#include "api/engine_abi.h"
+#include "engine/abi/summary_block.h"
+#include "engine/core/options.h"
+#include "engine/core/registry.h"
+
+namespace trfilter {
+
+/// What the host calls the engine context: the settings of one session, and the reader modules.
+class Session {
+ public:
+  explicit Session(std::uint32_t target_encoding);
+
+  const ReaderModules& modules() const { return modules_; }
+
+  /// The settings for a stream that is opened with these flags.
+  Options options_for(std::uint32_t flags) const;
+
+  /// Takes a setting by its option id.
+  /// @throws EngineError code 34 for an unknown id
+  void set_option(std::uint32_t id, std::uint32_t value, const void* pointer);
+  void set_timeout(std::int64_t seconds) { options_.timeout_seconds = seconds; }
+  void set_extraction_timeout(std::int64_t seconds) {
+    options_.extraction_timeout_seconds = seconds;
+  }
+  void set_source_encoding(std::uint32_t encoding) { options_.source_encoding = encoding; }
+
+  /// Fills `record` with the properties of a document; the session keeps what it points at until
+  /// `free_summary`, or its own end.
+  void get_summary(tag_InputStream& stream, tag_TRSummaryInfoEx& record);
+  void free_summary(tag_TRSummaryInfoEx& record);
+
+ private:
+  Options options_;
+  ReaderModules modules_;
+  std::unordered_map<const tag_TRSumInfoElemEx*, std::unique_ptr<SummaryBlock>> summaries_;
+};
+
+}  // namespace trfilter

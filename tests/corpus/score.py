@@ -1,0 +1,143 @@
+#!/usr/bin/env python3
+"""Reads a corpus of documents with `tarnis text` and scores the text against what is known of it.
+
+The corpus is a folder with files/ and facts.json, a map from a file's name to its facts; `contains`
+lists strings that the text must hold. A table shows, for each family of formats, how many of them do.
+Any document that ends the program by a signal, a sanitizer or the clock fails the run, and so does a
+family below its floor. Without the folder there is nothing to measure, and the run passes.
+"""
+
+import argparse
+import concurrent.futures
+import json
+import os
+import re
+import signal
+import subprocess
+import sys
+import tempfile
+import unicodedata
+
+# Family: the file extensions, and the share of known strings that must be found.
+FAMILIES = {
+    "pdf": (("pdf",), 0.90),
+    "docx": (("docx", "docm", "dotx", "dotm"), 0.90),
+    "xlsx": (("xlsx", "xlsm", "xltx", "xltm"), 0.90),
+    "pptx": (("pptx", "pptm", "ppsx", "potx"), 0.90),
+    "odf": (("odt", "ods", "odp", "odg", "fodt", "fods", "sxw", "sxc", "sxi", "ott"), 0.90),
+    "html": (("html", "htm", "xhtml"), 0.90),
+    "txt": (("txt", "md", "csv", "tsv", "vtt", "srt", "asciidoc", "rst", "org", "json"), 0.90),
+    "xml-like": (("xml", "nxml", "rss", "atom", "xlf", "ttml", "dita", "svg"), 0.90),
+    "rtf": (("rtf",), 0.90),
+}
+
+SECONDS_A_DOCUMENT = 60
+# Address space in bytes; a sanitized program reserves far more than it uses.
+MEMORY_A_DOCUMENT = 4 << 30
+
+EXIT_STATUS = {0: "text", 1: "other", 3: "unsupported", 4: "protected", 5: "damaged", 7: "time-out"}
+
+
+def folded(text):
+    """Text as facts compare it: composed, without soft hyphens, white space runs as one blank."""
+    text = unicodedata.normalize("NFC", text).replace("\u00ad", "")
+    return re.sub(r"\s+", " ", text)
+
+
+def family_of(name):
+    extension = name.rsplit(".", 1)[-1].lower()
+    for family, (extensions, _) in FAMILIES.items():
+        if extension in extensions:
+            return family
+    return "others"
+
+
+def read(tarnis, path, password, sanitized):
+    """One document. Returns its text, the exit status, and why the run fails because of it or None."""
+    command = [tarnis, "text", "--ip", "--header", "--timeout", str(SECONDS_A_DOCUMENT)]
+    if password:
+        command += ["--password", password]
+    limit = [] if sanitized else ["prlimit", f"--as={MEMORY_A_DOCUMENT}"]
+    environment = dict(os.environ)
+    if sanitized:
+        environment["ASAN_OPTIONS"] = "detect_odr_violation=0:" + environment.get("ASAN_OPTIONS", "")
+    with tempfile.TemporaryFile() as errors:
+        try:
+            run = subprocess.run(limit + command + [path], stdout=subprocess.PIPE, stderr=errors,
+                                 timeout=SECONDS_A_DOCUMENT * 2, env=environment, check=False)
+        except subprocess.TimeoutExpired:
+            return "", -1, "hangs"
+        errors.seek(0)
+        message = errors.read().decode("utf-8", "replace")
+    if run.returncode < 0:
+        return "", run.returncode, "dies of " + signal.Signals(-run.returncode).name
+    for word in ("AddressSanitizer", "LeakSanitizer", "runtime error:"):
+        if word in message:
+            return "", run.returncode, message.strip().splitlines()[0]
+    try:
+        text = run.stdout.decode("utf-8")
+    except UnicodeDecodeError:
+        return "", run.returncode, "gives text that is not UTF-8"
+    return text, run.returncode, None
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--tarnis", required=True, help="the program to run")
+    parser.add_argument("--corpus", required=True, help="the folder with files/ and facts.json")
+    parser.add_argument("--sanitized", action="store_true", help="the program has sanitizers")
+    parser.add_argument("--misses", action="store_true", help="list each string that is not found")
+    parser.add_argument("--empty", action="store_true", help="list successes without text")
+    parser.add_argument("--family", help="only this family")
+    arguments = parser.parse_args()
+    facts_path = os.path.join(arguments.corpus, "facts.json")
+    if not os.path.exists(facts_path):
+        print("no corpus here, nothing to measure")
+        return 0
+    with open(facts_path, encoding="utf-8") as file:
+        facts = json.load(file)
+    names = sorted(name for name in facts
+                   if not arguments.family or family_of(name) == arguments.family)
+
+    def one(name):
+        path = os.path.join(arguments.corpus, "files", name)
+        return name, read(arguments.tarnis, path, facts[name].get("password"), arguments.sanitized)
+
+    table = {family: {"files": 0, "known": 0, "found": 0, "status": {}} for family in
+             [*FAMILIES, "others"]}
+    failures = []
+    with concurrent.futures.ThreadPoolExecutor(max_workers=os.cpu_count()) as pool:
+        for name, (text, status, failure) in pool.map(one, names):
+            row = table[family_of(name)]
+            row["files"] += 1
+            word = EXIT_STATUS.get(status, str(status))
+            row["status"][word] = row["status"].get(word, 0) + 1
+            if failure:
+                failures.append(f"{name}: {failure}")
+            if arguments.empty and status == 0 and not text.strip():
+                print(f"empty: {name}")
+            text = folded(text)
+            for known in facts[name].get("contains") or []:
+                row["known"] += 1
+                if folded(known).strip() in text:
+                    row["found"] += 1
+                elif arguments.misses:
+                    print(f"miss: {name} [{word}]: {known!r}")
+
+    print(f"{'family':10} {'files':>5} {'known':>6} {'found':>6} {'share':>7}  outcomes")
+    for family, row in table.items():
+        if not row["files"]:
+            continue
+        share = f"{row['found'] / row['known']:7.1%}" if row["known"] else "      -"
+        outcomes = ", ".join(f"{count} {word}" for word, count in sorted(row["status"].items()))
+        print(f"{family:10} {row['files']:5} {row['known']:6} {row['found']:6} {share}  {outcomes}")
+        floor = FAMILIES.get(family, (None, 0))[1]
+        if row["known"] and row["found"] < floor * row["known"]:
+            failures.append(f"family {family} is below {floor:.0%}")
+    for failure in failures:
+        print(failure, file=sys.stderr)
+    return 1 if failures else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,75 @@
+#!/usr/bin/env python3
+"""Checks which folder may include which: the dependencies of the house point one way."""
+
+import os
+import re
+import sys
+
+# Folder: what its files may include of the project. The first prefix that fits a file rules it.
+ALLOWED = [
+    ("bufferstream/", ["bufferstream/"]),
+    ("api/", ["api/"]),
+    ("wrapper/", ["wrapper/", "api/", "bufferstream/"]),
+    ("cli/", ["cli/", "wrapper/", "api/"]),
+    ("engine/abi/", ["engine/abi/", "engine/core/", "engine/detect/", "api/engine_abi.h"]),
+    ("engine/core/", ["engine/core/", "engine/readers/readers.def"]),
+    ("engine/detect/", ["engine/detect/", "engine/core/"]),
+    # A reader knows the core, what its module shares, and no other reader.
+    ("engine/readers/", ["engine/core/", "engine/xml/", "engine/zip/", "engine/opc/",
+                         "engine/charset/", "engine/markup/", "engine/spreadsheet/"]),
+    ("engine/", ["engine/core/", "engine/xml/", "engine/zip/"]),
+    # The scripted engine is written from the binary interface alone.
+    ("tests/scripted_engine/", ["tests/scripted_engine/"]),
+]
+INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
+SYSTEM = re.compile(r"^\s*#\s*include\s+<([^>]+)>", re.MULTILINE)
+PLAIN_C = {"stddef.h", "stdint.h"}
+
+
+def sources():
+    for top in ("api", "wrapper", "bufferstream", "engine", "cli", "tests"):
+        for folder, _, names in os.walk(top):
+            for name in names:
+                if name.endswith((".h", ".cpp", ".inc", ".c")):
+                    yield os.path.join(folder, name).replace(os.sep, "/")
+
+
+def reader_of(path):
+    """engine/readers/xlsx_cells.h -> the readers it may belong to: xlsx_cells, xlsx."""
+    stem = os.path.splitext(os.path.basename(path))[0]
+    words = stem.split("_")
+    return {"_".join(words[:count]) for count in range(1, len(words) + 1)}
+
+
+def allowed(path, included):
+    for prefix, folders in ALLOWED:
+        if not path.startswith(prefix):
+            continue
+        if any(included.startswith(folder) for folder in folders):
+            return True
+        # Within a folder of the engine, and within the files of one reader.
+        if included.startswith("engine/readers/"):
+            return path.startswith("engine/readers/") and bool(
+                reader_of(path) & reader_of(included))
+        return os.path.dirname(included) == os.path.dirname(path)
+    return True
+
+
+def main():
+    failures = []
+    for path in sources():
+        with open(path, encoding="utf-8") as file:
+            text = file.read()
+        for included in INCLUDE.findall(text):
+            if not allowed(path, included):
+                failures.append(f"{path} must not include {included}")
+        if path == "api/engine_abi.h":
+            for included in SYSTEM.findall(text):
+                if included not in PLAIN_C:
+                    failures.append(f"{path} is plain C and must not include <{included}>")
+    print("\n".join(failures) or "all includes point the right way")
+    return 1 if failures else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
