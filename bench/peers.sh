@@ -1,0 +1,46 @@
+#!/usr/bin/env bash
+# Times whole programs on the same documents with hyperfine and prints, for each pair, the ratio of
+# `tarnis text` to its peer and the limit it has to keep. Ratios of one run compare; seconds do not.
+#
+# bench/peers.sh [PRESET]   PRESET: release (default) or dev
+set -euo pipefail
+cd "$(dirname "$(readlink -f "$0")")/.."
+. scripts/packages.sh
+preset=${1:-release}
+install_packages "${build_packages[@]}" "${bench_packages[@]}"
+build "$preset" tarnis
+tarnis=$PWD/build/$preset/bin/tarnis
+documents=$PWD/build/bench-documents
+mkdir -p "$documents"
+python3 bench/make_documents.py "$documents"
+
+# compare LIMIT RUNS PEER_NAME DOCUMENT PEER_COMMAND: the peer's command reads the document $1.
+worst=0
+compare() {
+  local limit=$1 runs=$2 peer=$3 document=$documents/$4 command=$5 result
+  result=$(mktemp)
+  hyperfine --style none --warmup 2 --runs "$runs" -N --export-json "$result" \
+    "$tarnis text --ip $document" "${command//\$1/$document}" >/dev/null 2>&1 ||
+    { echo "$peer on $4: a program failed" >&2; worst=1; return; }
+  python3 - "$result" "$limit" "$peer" "$4" <<'PY' || worst=1
+import json, sys
+ours, theirs = (r["median"] for r in json.load(open(sys.argv[1]))["results"])
+limit, ratio = float(sys.argv[2]), ours / theirs
+kept = "kept" if ratio <= limit else "NOT KEPT"
+print(f"{sys.argv[4]:22} {ours*1000:9.1f} ms  {sys.argv[3]:10} {theirs*1000:9.1f} ms"
+      f"  ratio {ratio:6.3f}  limit {limit:6.3f}  {kept}")
+sys.exit(ratio > limit)
+PY
+  rm -f "$result"
+}
+
+compare 1.1 10 pdftotext large.pdf 'pdftotext $1 -'
+compare 1.6 40 pdftotext small.pdf 'pdftotext $1 -'
+compare 3.0 20 unzip large.docx 'unzip -p $1'
+compare 3.0 10 unzip large.xlsx 'unzip -p $1'
+compare 0.8 40 docx2txt small.docx 'docx2txt $1 -'
+compare 0.05 3 pandoc large.odt 'pandoc -t plain $1'
+compare 1.0 5 odt2txt large.odt 'odt2txt $1'
+compare 1.0 10 lynx large.html 'lynx -dump -nolist $1'
+compare 2.0 3 iconv huge.txt 'iconv -f UTF-8 -t UTF-8 $1'
+exit "$worst"

@@ -1,0 +1,176 @@
+#!/usr/bin/env python3
+"""Runs the host program as a user does, and looks at what it prints, where, and how it ends."""
+
+import os
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+TARNIS = sys.argv.pop(1) if len(sys.argv) > 2 else "tarnis"
+SAMPLES = sys.argv.pop(1) if len(sys.argv) > 1 else "samples"
+LETTER = os.path.join(SAMPLES, "letter.docx")
+
+
+def tarnis(*arguments, **options):
+    return subprocess.run([TARNIS, *arguments], capture_output=True, timeout=120, check=False,
+                          **options)
+
+
+class HostProgram(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+
+    def file(self, name, content):
+        path = os.path.join(self.folder, name)
+        with open(path, "wb") as file:
+            file.write(content)
+        return path
+
+    def expected(self, name):
+        with open(os.path.join(SAMPLES, name + ".txt"), "rb") as file:
+            return file.read()
+
+    def test_prints_the_text_and_nothing_else(self):
+        run = tarnis("text", LETTER)
+        self.assertEqual((run.returncode, run.stderr), (0, b""))
+        self.assertEqual(run.stdout, self.expected("letter.docx"))
+
+    def test_shows_the_librarys_own_lines_on_standard_error_when_verbose(self):
+        run = tarnis("text", "--verbose", LETTER)
+        self.assertEqual(run.stdout, self.expected("letter.docx"))
+        self.assertEqual(run.stderr.splitlines(),
+                         [b"SessionImplementation()...", b"SessionImplementation()...OK"])
+
+    def test_reads_a_file_on_standard_input(self):
+        with open(LETTER, "rb") as file:
+            run = tarnis("text", "-", stdin=file)
+        self.assertEqual(run.stdout, self.expected("letter.docx"))
+
+    def test_reads_a_pipe_on_standard_input(self):
+        with open(LETTER, "rb") as file:
+            run = tarnis("text", "-", input=file.read())
+        self.assertEqual(run.stdout, self.expected("letter.docx"))
+
+    def test_reads_a_named_pipe(self):
+        path = os.path.join(self.folder, "pipe")
+        os.mkfifo(path)
+        with subprocess.Popen([TARNIS, "text", path], stdout=subprocess.PIPE) as program:
+            with open(path, "wb") as pipe:
+                pipe.write(b"through a pipe\n")
+            self.assertEqual(program.communicate(timeout=60)[0], b"through a pipe\n")
+
+    def test_filters_to_a_temporary_file_and_prints_its_name(self):
+        run = tarnis("filter", LETTER, env={**os.environ, "TMPDIR": self.folder})
+        self.assertEqual(run.returncode, 0, run.stderr)
+        path = run.stdout.decode().rstrip("\n")
+        self.assertEqual(os.path.dirname(path), self.folder)
+        self.assertEqual(os.stat(path).st_mode & 0o077, 0)
+        with open(path, "rb") as file:
+            self.assertEqual(file.read(), self.expected("letter.docx"))
+
+    def test_filters_to_the_file_named(self):
+        path = os.path.join(self.folder, "out.txt")
+        run = tarnis("filter", "--output", path, LETTER)
+        self.assertEqual(run.stdout.decode(), path + "\n")
+        with open(path, "rb") as file:
+            self.assertEqual(file.read(), self.expected("letter.docx"))
+        self.assertEqual(os.listdir(self.folder), ["out.txt"])
+
+    def test_leaves_no_file_behind_when_filtering_fails(self):
+        path = self.file("empty", b"")
+        run = tarnis("filter", "--output", os.path.join(self.folder, "out.txt"), path)
+        self.assertNotEqual(run.returncode, 0)
+        self.assertEqual(os.listdir(self.folder), ["empty"])
+
+    def test_leaves_no_half_written_result_when_interrupted(self):
+        pipe = os.path.join(self.folder, "pipe")
+        os.mkfifo(pipe)
+        out = os.path.join(self.folder, "out.txt")
+        program = subprocess.Popen([TARNIS, "filter", "--output", out, pipe])
+        with open(pipe, "wb") as writer:
+            writer.write(b"half of it")
+            writer.flush()
+            time.sleep(0.2)
+            program.send_signal(signal.SIGINT)
+            program.wait(timeout=60)
+        self.assertFalse(os.path.exists(out))
+
+    def test_detects(self):
+        run = tarnis("detect", LETTER)
+        self.assertEqual(run.returncode, 0)
+        self.assertEqual(run.stdout.decode().splitlines()[:3],
+                         ["Format: 360 (Microsoft Word 2007 XML)", "Category: 1 (Word Processor)",
+                          "Extension: DOCX"])
+
+    def test_names_document_job_and_code_when_it_fails(self):
+        path = self.file("empty", b"")
+        run = tarnis("text", path)
+        self.assertEqual(run.stdout, b"")
+        self.assertEqual(run.stderr.decode(),
+                         f"tarnis: {path}: text: Tarnis error 42: ZeroFile\n")
+
+    def test_status_0_for_help_and_version(self):
+        for option in ("--help", "--version"):
+            run = tarnis(option)
+            self.assertEqual((run.returncode, run.stderr), (0, b""))
+            self.assertTrue(run.stdout)
+
+    def test_status_2_for_a_command_line_it_does_not_understand(self):
+        for arguments in ((), ("text",), ("text", "a", "b"), ("dance", LETTER),
+                          ("text", "--unknown", LETTER), ("text", LETTER, "--timeout"),
+                          ("text", LETTER, "--timeout", "soon"),
+                          ("text", LETTER, "--output", "x")):
+            run = tarnis(*arguments)
+            self.assertEqual((run.returncode, run.stdout), (2, b""), arguments)
+            self.assertIn(b"tarnis --help", run.stderr)
+
+    def test_status_3_for_an_unknown_format_and_for_one_without_a_reader(self):
+        junk = self.file("junk", b"\x01\x02\x03\x00\x91\x02\x00\xff\xfe\x00\x07\x80")
+        png = self.file("png", b"\x89PNG\r\n\x1a\n\x00\x00\x00\rIHDR\x00\x00\x00\x01\x00\x00\x00\x01")
+        self.assertEqual(tarnis("text", junk).returncode, 3)
+        self.assertEqual(tarnis("detect", junk).returncode, 3)
+        self.assertEqual(tarnis("text", png).returncode, 3)
+
+    def test_status_4_for_a_protected_document(self):
+        path = os.path.join(SAMPLES, "protected.pdf")
+        self.assertEqual(tarnis("text", path).returncode, 4)
+        self.assertEqual(tarnis("text", "--password", "wrong", path).returncode, 4)
+        run = tarnis("text", "--password", "secret", path)
+        self.assertEqual(run.returncode, 0)
+        self.assertTrue(run.stdout.strip())
+
+    def test_status_5_for_a_damaged_document_after_its_readable_text(self):
+        path = self.file("cut.rtf", b"{\\rtf1\\ansi The beginning {\\b and")
+        run = tarnis("text", path)
+        self.assertEqual(run.returncode, 5)
+        self.assertIn(b"The beginning and", run.stdout)
+
+    def test_status_6_for_a_document_that_is_not_there(self):
+        self.assertEqual(tarnis("text", os.path.join(self.folder, "nowhere")).returncode, 6)
+        self.assertEqual(tarnis("text", self.folder).returncode, 6)
+
+    def test_status_1_when_the_engine_is_not_there(self):
+        run = tarnis("text", "--bin_path", self.folder, LETTER)
+        self.assertEqual(run.returncode, 1)
+        self.assertIn(b"Could not load trfilter library from path: ", run.stderr)
+
+    def test_status_1_when_the_text_cannot_be_written(self):
+        with open("/dev/full", "wb") as full:
+            run = subprocess.run([TARNIS, "text", LETTER], stdout=full, stderr=subprocess.PIPE,
+                                 timeout=60, check=False)
+        self.assertEqual(run.returncode, 1)
+        self.assertIn(b"No space left on device", run.stderr)
+
+    def test_option_shows_headers_and_footers(self):
+        plain = tarnis("text", LETTER).stdout
+        shown = tarnis("text", "--header", LETTER).stdout
+        self.assertGreater(len(shown), len(plain))
+
+
+if __name__ == "__main__":
+    unittest.main()
