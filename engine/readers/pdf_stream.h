@@ -1,0 +1,45 @@
+#pragma once
+
+#include <Object.h>
+#include <Stream.h>
+
+#include <exception>
+#include <memory>
+
+#include "engine/core/document.h"
+
+namespace trfilter::pdf {
+
+/// What the streams over one document share.
+struct StreamSource {
+  Document& document;
+  /// The first failure to read the document: nothing may be thrown through the library.
+  std::exception_ptr failure;
+};
+
+/// The library's view of a document that is too large for memory: a window of its bytes with a
+/// position of its own. Sub-streams share the source, which outlives them all.
+class DocumentStream final : public BaseSeekInputStream {
+ public:
+  /// @param is_limited  whether `size` ends the window; otherwise the document's end does
+  DocumentStream(StreamSource& source, Goffset begin, bool limited, Goffset size,
+                 Object&& dictionary);
+  ~DocumentStream() override;
+
+  BaseStream* copy() override;
+  Stream* makeSubStream(Goffset begin, bool is_limited, Goffset size, Object&& dictionary) override;
+
+ private:
+  Goffset currentPos() const override { return position_; }
+  void setCurrentPos(Goffset offset) override { position_ = offset; }
+  Goffset read(char* buffer, Goffset size) override;
+
+  StreamSource* source_;
+  Goffset position_ = 0;
+};
+
+/// A stream over all of a document: over memory for one that is there as a whole, else a
+/// DocumentStream. The library counts its references; the caller hands it on.
+std::unique_ptr<BaseStream> open_stream(StreamSource& source);
+
+}  // namespace trfilter::pdf

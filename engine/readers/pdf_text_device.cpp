@@ -1,0 +1,142 @@
+#include "engine/readers/pdf_text_device.h"
+
+#include <GfxFont.h>
+#include <GfxState.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <utility>
+
+#include "engine/readers/pdf_characters.h"
+#include "engine/readers/pdf_strings.h"
+
+namespace trfilter::pdf {
+namespace {
+
+constexpr std::size_t max_marked_content_depth = 4096;
+
+/// The height of a line of text, which a font's own coordinates may state in any unit.
+double font_size(const GfxState& state) {
+  const double size = state.getTransformedFontSize();
+  const auto& font = state.getFont();
+  if (font == nullptr || font->getType() != fontType3) return size;
+  const double* box = font->getFontBBox();
+  const double height = std::abs((box[3] - box[1]) * font->getFontMatrix()[3]);
+  return height > 0.01 && height < 100 ? size * height : size;
+}
+
+}  // namespace
+
+TextDevice::TextDevice(PageText& page, std::function<void()> on_full)
+    : page_(&page), on_full_(std::move(on_full)) {}
+
+void TextDevice::startPage(int /*number*/, GfxState* state, XRef* /*references*/) {
+  width_ = state != nullptr ? state->getPageWidth() : 0;
+  height_ = state != nullptr ? state->getPageHeight() : 0;
+  replacement_depth_ = 0;
+  marked_content_.clear();
+}
+
+void TextDevice::beginString(GfxState* state, const GooString* /*string*/) {
+  double m11 = 0;
+  double m12 = 0;
+  double m21 = 0;
+  double m22 = 0;
+  state->getFontTransMat(&m11, &m12, &m21, &m22);
+  const auto& font = state->getFont();
+  Frame frame;
+  if (font != nullptr && font->getWMode() != 0) {
+    // Vertical writing: down the page, the next line to the left.
+    const double length = std::hypot(m21, m22);
+    if (length > 0) {
+      frame.cosine = -m21 / length;
+      frame.sine = -m22 / length;
+    }
+  } else {
+    const double length = std::hypot(m11, m12);
+    if (length > 0) {
+      frame.cosine = m11 / length;
+      frame.sine = m12 / length;
+    }
+    frame.mirrored = m22 * frame.cosine - m21 * frame.sine > 0;
+  }
+  page_->set_frame(frame, font_size(*state));
+}
+
+void TextDevice::drawChar(GfxState* state, double x, double y, double dx, double dy,
+                          double /*origin_x*/, double /*origin_y*/, CharCode code, int bytes,
+                          const Unicode* characters, int count) {
+  ++drawn_;
+  double spacing = state->getCharSpace();
+  const double words = code == ' ' && bytes == 1 ? state->getWordSpace() : 0;
+  double space_x = 0;
+  double space_y = 0;
+  const bool vertical = state->getFont() != nullptr && state->getFont()->getWMode() != 0;
+  if (vertical) {
+    state->textTransformDelta(0, spacing + words, &space_x, &space_y);
+  } else {
+    state->textTransformDelta((spacing + words) * state->getHorizScaling(), 0, &space_x, &space_y);
+  }
+  Drawn drawn;
+  state->transform(x, y, &drawn.x, &drawn.y);
+  state->transformDelta(dx - space_x, dy - space_y, &drawn.dx, &drawn.dy);
+  if (spacing > 0) {
+    const double scale =
+        state->getFontSize() > 0 ? state->getTransformedFontSize() / state->getFontSize() : 1;
+    drawn.character_spacing = spacing * scale;
+  }
+  constexpr double margin = 1;
+  drawn.outside = drawn.x + drawn.dx < -margin || drawn.x > width_ + margin ||
+                  drawn.y + drawn.dy < -margin || drawn.y > height_ + margin;
+
+  if (replacement_depth_ != 0) {
+    if (replacement_due_) {
+      replacement_due_ = false;
+      page_->add(drawn, replacement_);
+    } else {
+      page_->extend_last(drawn);
+    }
+    return;
+  }
+  if (count == 1 && characters[0] < 0x80) {
+    text_.clear();
+    append_plain(text_, characters[0]);
+  } else {
+    text_.clear();
+    for (int i = 0; i < count; ++i) append_plain(text_, characters[i]);
+  }
+  page_->add(drawn, text_);
+  if (page_->full()) on_full_();
+}
+
+void TextDevice::beginActualText(GfxState* /*state*/, const GooString* text) {
+  if (replacement_depth_++ != 0 || text == nullptr) return;
+  replacement_ = plain_text_string(text->toStr());
+  replacement_due_ = true;
+}
+
+void TextDevice::endActualText(GfxState* /*state*/) {
+  if (replacement_depth_ != 0) --replacement_depth_;
+}
+
+void TextDevice::beginMarkedContent(const char* name, Dict* properties) {
+  if (!tagged_ || marked_content_.size() >= max_marked_content_depth) return;
+  MarkedContent content = marked_content_.empty() ? MarkedContent{} : marked_content_.back();
+  if (std::strcmp(name, "Artifact") == 0) content = {-1, true};
+  if (properties != nullptr) {
+    const Object identifier = properties->lookup("MCID");
+    if (identifier.isInt()) content = {identifier.getInt(), false};
+  }
+  marked_content_.push_back(content);
+  page_->set_marked_content(content.identifier, content.artifact);
+}
+
+void TextDevice::endMarkedContent(GfxState* /*state*/) {
+  if (!tagged_ || marked_content_.empty()) return;
+  marked_content_.pop_back();
+  const MarkedContent content = marked_content_.empty() ? MarkedContent{} : marked_content_.back();
+  page_->set_marked_content(content.identifier, content.artifact);
+}
+
+}  // namespace trfilter::pdf

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <OutputDev.h>
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "engine/readers/pdf_page_text.h"
+
+namespace trfilter::pdf {
+
+/// The library's drawing surface for text alone: takes each drawn character code's meaning and
+/// place.
+class TextDevice final : public OutputDev {
+ public:
+  /// @param page  receives the text of the page that is being drawn
+  /// @param on_full  called when the page holds all it may; must write out and clear it
+  TextDevice(PageText& page, std::function<void()> on_full);
+
+  /// Whether marked content is told apart, for reading by the structure tree.
+  void set_tagged(bool on) { tagged_ = on; }
+  /// Text from now on is an annotation's.
+  void begin_annotation() { page_->set_annotation(true); }
+  /// Character codes drawn so far, with and without a meaning.
+  std::uint64_t drawn() const { return drawn_; }
+
+  bool upsideDown() override { return true; }
+  bool useDrawChar() override { return true; }
+  bool interpretType3Chars() override { return false; }
+  bool needNonText() override { return false; }
+
+  void startPage(int number, GfxState* state, XRef* references) override;
+  void beginString(GfxState* state, const GooString* string) override;
+  void drawChar(GfxState* state, double x, double y, double dx, double dy, double origin_x,
+                double origin_y, CharCode code, int bytes, const Unicode* characters,
+                int count) override;
+  void beginActualText(GfxState* state, const GooString* text) override;
+  void endActualText(GfxState* state) override;
+  void beginMarkedContent(const char* name, Dict* properties) override;
+  void endMarkedContent(GfxState* state) override;
+
+ private:
+  struct MarkedContent {
+    std::int32_t identifier = -1;
+    bool artifact = false;
+  };
+
+  PageText* page_;
+  std::function<void()> on_full_;
+  std::string text_;  ///< of the character code being drawn
+  double width_ = 0;  ///< of the page
+  double height_ = 0;
+  std::uint64_t drawn_ = 0;
+
+  unsigned replacement_depth_ = 0;  ///< replacement texts that are open in each other
+  bool replacement_due_ = false;    ///< the outermost one's text has not been placed yet
+  std::string replacement_;
+
+  bool tagged_ = false;
+  std::vector<MarkedContent> marked_content_;
+};
+
+}  // namespace trfilter::pdf
