@@ -1,45 +1,67 @@
 #include "api/engine_abi.h"
-#include "engine/core/engine_error.h"
+#include "engine/abi/container.h"
+#include "engine/abi/guard.h"
+#include "engine/abi/session.h"
 
-// The extraction interface. The engine opens no containers yet: each operation is present, leaves
-// nothing behind its out place, and says so by its code.
+// The extraction interface: the entry point and the functions behind its words.
 
 namespace trfilter {
 namespace {
 
-constexpr int not_offered = static_cast<int>(Code::function_not_found);
-
-int open_file(void*, tag_TROpenRequest*, void** container) noexcept {
-  if (container != nullptr) *container = nullptr;
-  return not_offered;
+template <typename Object>
+Object& object_of(void* handle) {
+  if (handle == nullptr) throw EngineError(Code::invalid_argument, "no context");
+  return *static_cast<Object*>(handle);
 }
 
-int close_file(void*) noexcept {
-  return not_offered;
+template <typename Record>
+Record& record_of(Record* record) {
+  if (record == nullptr) throw EngineError(Code::invalid_argument, "no record");
+  return *record;
 }
 
-int get_main_file_info(void*, tag_TRMainInfo** info) noexcept {
-  if (info != nullptr) *info = nullptr;
-  return not_offered;
+/// Runs an operation that leaves a result behind `place`; null when it fails.
+template <typename Result, typename Function>
+int answered(Result** place, Function function) noexcept {
+  return guarded([&] {
+    Result*& result = record_of(place);
+    result = nullptr;
+    result = function();
+  });
 }
 
-int query_subfile_info(void*, std::uint32_t, tag_TRSubfileInfo** info) noexcept {
-  if (info != nullptr) *info = nullptr;
-  return not_offered;
+int open_file(void* context, tag_TROpenRequest* request, void** container) noexcept {
+  return answered(container, [&]() -> void* {
+    return new Container(object_of<Session>(context), record_of(request));
+  });
 }
 
-int get_subfile_mail_info(void*, tag_TRMailRequest*, tag_TRMailInfo** info) noexcept {
-  if (info != nullptr) *info = nullptr;
-  return not_offered;
+int close_file(void* container) noexcept {
+  return guarded([&] { delete &object_of<Container>(container); });
 }
 
-int extract_subfile(void*, tag_TRExtractRequest*, tag_TRExtractResult** result) noexcept {
-  if (result != nullptr) *result = nullptr;
-  return not_offered;
+int get_main_file_info(void* container, tag_TRMainInfo** info) noexcept {
+  return answered(info, [&] { return object_of<Container>(container).main_info(); });
 }
 
-int free_info(void*, void*) noexcept {
-  return not_offered;
+int query_subfile_info(void* container, std::uint32_t index, tag_TRSubfileInfo** info) noexcept {
+  return answered(info, [&] { return object_of<Container>(container).subfile_info(index); });
+}
+
+int get_subfile_mail_info(void* container, tag_TRMailRequest* request,
+                          tag_TRMailInfo** info) noexcept {
+  return answered(info,
+                  [&] { return object_of<Container>(container).mail_info(record_of(request)); });
+}
+
+int extract_subfile(void* container, tag_TRExtractRequest* request,
+                    tag_TRExtractResult** result) noexcept {
+  return answered(result,
+                  [&] { return object_of<Container>(container).extract(record_of(request)); });
+}
+
+int free_info(void* container, void* info) noexcept {
+  return guarded([&] { object_of<Container>(container).free_info(info); });
 }
 
 }  // namespace

@@ -92,6 +92,13 @@ void Session::set_option(std::uint32_t id, std::uint32_t value, const void* poin
   }
 }
 
+void Session::enter_container() {
+  if (open_containers_ >= Limits::Bounds{}.open_containers) {
+    throw EngineError(Code::nested_too_deep, "too many containers are open in each other");
+  }
+  ++open_containers_;
+}
+
 void Session::get_summary(tag_InputStream& stream, tag_TRSummaryInfoEx& record) {
   record = {};
   OpenedDocument opened(*this, stream, options_);

@@ -31,6 +31,11 @@ class Session {
   }
   void set_source_encoding(std::uint32_t encoding) { options_.source_encoding = encoding; }
 
+  /// Counts the containers that are open at once.
+  /// @throws EngineError code 31 beyond the bound
+  void enter_container();
+  void leave_container() { --open_containers_; }
+
   /// Fills `record` with the properties of a document; the session keeps what it points at until
   /// `free_summary`, or its own end.
   void get_summary(tag_InputStream& stream, tag_TRSummaryInfoEx& record);
@@ -39,6 +44,7 @@ class Session {
  private:
   Options options_;
   ReaderModules modules_;
+  unsigned open_containers_ = 0;
   std::unordered_map<const tag_TRSumInfoElemEx*, std::unique_ptr<SummaryBlock>> summaries_;
 };
 

@@ -35,6 +35,12 @@ void Limits::check_depth(unsigned depth) const {
   }
 }
 
+void Limits::check_members(std::uint64_t count) const {
+  if (count > bounds_.members) {
+    throw EngineError(Code::archive_broken, "the container has more members than its bound");
+  }
+}
+
 void Limits::check_time() const {
   if (std::chrono::steady_clock::now() > deadline_) {
     throw EngineError(Code::timed_out, "the document took longer than the time-out");

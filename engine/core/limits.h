@@ -15,6 +15,8 @@ class Limits {
     std::uint64_t expansion_floor = std::uint64_t{512}
                                     << 20;  ///< unpacked bytes that are always fine
     std::uint64_t expansion_ratio = 200;  ///< unpacked over document bytes beyond the floor; code 4
+    std::uint64_t members = 10'000'000;   ///< of one container; code 21
+    unsigned open_containers = 32;        ///< that one session holds open at once; code 31
     unsigned element_depth = 4096;        ///< elements, groups or objects in each other; code 4
     std::chrono::milliseconds time{350'000};  ///< wall clock; code 19
   };
@@ -28,6 +30,11 @@ class Limits {
 
   const Bounds& bounds() const { return bounds_; }
 
+  /// Starts the clock again, for the next piece of work on the same document.
+  void restart_clock(std::chrono::milliseconds time) {
+    deadline_ = std::chrono::steady_clock::now() + time;
+  }
+
   /// The size that expansion is measured against; set once, before reading.
   void set_document_size(std::uint64_t bytes) { document_size_ = bytes; }
 
@@ -39,6 +46,9 @@ class Limits {
 
   /// Tests a nesting depth against `element_depth`.
   void check_depth(unsigned depth) const;
+
+  /// Tests a container's number of members.
+  void check_members(std::uint64_t count) const;
 
   /// Throws code 19 after the deadline. Cheap enough for every few kilobytes of work.
   void check_time() const;

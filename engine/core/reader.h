@@ -8,6 +8,7 @@
 #include "engine/core/limits.h"
 #include "engine/core/options.h"
 #include "engine/core/properties.h"
+#include "engine/core/subfiles.h"
 #include "engine/core/text_sink.h"
 
 namespace trfilter {
@@ -40,6 +41,10 @@ class Reader {
 
   /// Adds what the document states about itself. Independent of `step`; called at most once.
   virtual void properties(Properties&) {}
+
+  /// The members of a document that is a container, alive as long as the reader; null for any other.
+  /// Independent of `step`; called at most once.
+  virtual std::unique_ptr<Subfiles> subfiles() { return nullptr; }
 };
 
 }  // namespace trfilter

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "api/engine_abi.h"
 
@@ -172,22 +173,71 @@ TEST_F(BinaryInterface, GivesNoPropertiesForADocumentWithout) {
   EXPECT_EQ(slot<tr_free_summary_info>(TR_SLOT_FREE_SUMMARY_INFO)(context_, &info), 0);
 }
 
-TEST_F(BinaryInterface, OffersAnExtractionInterfaceThatAnswersCode23) {
-  tag_TRExtractInterface extract{};
-  EXPECT_EQ(get_extract_(context_, &extract), 34) << "without the header word";
-  extract.header = TR_HEADER_WORD(sizeof extract);
-  ASSERT_EQ(get_extract_(context_, &extract), 0);
-  EXPECT_EQ(extract.header, 0x482F30u);
-  tag_InputStream record = stream();
-  tag_TROpenRequest request{};
-  request.header = TR_HEADER_WORD(sizeof request);
-  request.stream = &record;
+/// The extraction interface and one container over `bytes_`.
+class ContainerInterface : public BinaryInterface {
+ protected:
+  void SetUp() override {
+    BinaryInterface::SetUp();
+    extract_.header = TR_HEADER_WORD(sizeof extract_);
+    ASSERT_EQ(get_extract_(context_, &extract_), 0);
+    request_.header = TR_HEADER_WORD(sizeof request_);
+    request_.stream = &stream_;
+  }
+
+  tag_TRExtractInterface extract_{};
+  tag_InputStream stream_ = stream();
+  tag_TROpenRequest request_{};
+};
+
+TEST_F(ContainerInterface, IsRefusedWithoutItsHeaderWord) {
+  tag_TRExtractInterface without{};
+  EXPECT_EQ(get_extract_(context_, &without), 34);
+  EXPECT_EQ(get_extract_(nullptr, &extract_), 34);
+  EXPECT_EQ(extract_.header, 0x482F30u);
+}
+
+TEST_F(ContainerInterface, OpensWhatIsNoContainerWithZeroMembers) {
+  const std::string png("\x89PNG\r\n\x1A\n\0\0\0\rIHDR\0\0\0\1\0\0\0\1", 24);
+  for (const std::string& bytes : {std::string("text\n"), std::string(), png}) {
+    bytes_ = bytes;
+    void* container = nullptr;
+    ASSERT_EQ(extract_.open_file(context_, &request_, &container), 0) << bytes;
+    tag_TRMainInfo* info = nullptr;
+    ASSERT_EQ(extract_.get_main_file_info(container, &info), 0);
+    EXPECT_EQ(info->subfile_count, 0);
+    EXPECT_EQ(extract_.free_info(container, info), 0);
+    EXPECT_EQ(extract_.free_info(container, info), 34) << "handed back already";
+    EXPECT_EQ(extract_.free_info(container, nullptr), 0);
+    tag_TRSubfileInfo* member = nullptr;
+    EXPECT_EQ(extract_.query_subfile_info(container, 0, &member), 34);
+    EXPECT_EQ(member, nullptr);
+    EXPECT_EQ(extract_.close_file(container), 0);
+  }
+}
+
+TEST_F(ContainerInterface, RefusesRequestsWithoutHeaderStreamOrPlace) {
   void* container = this;
-  EXPECT_EQ(extract.open_file(context_, &request, &container), 23);
+  request_.header = 0;
+  EXPECT_EQ(extract_.open_file(context_, &request_, &container), 34);
   EXPECT_EQ(container, nullptr);
-  tag_TRSubfileInfo* info = nullptr;
-  EXPECT_EQ(extract.query_subfile_info(nullptr, 0, &info), 23);
-  EXPECT_EQ(extract.close_file(nullptr), 23);
+  request_.header = TR_HEADER_WORD(sizeof request_);
+  request_.stream = nullptr;
+  EXPECT_EQ(extract_.open_file(context_, &request_, &container), 34);
+  EXPECT_EQ(extract_.open_file(context_, &request_, nullptr), 34);
+  EXPECT_EQ(extract_.open_file(context_, nullptr, &container), 34);
+  EXPECT_EQ(extract_.close_file(nullptr), 34);
+}
+
+TEST_F(ContainerInterface, HoldsThirtyTwoContainersOpenAndRefusesTheNextWithCode31) {
+  std::vector<void*> open(32);
+  for (void*& container : open) {
+    ASSERT_EQ(extract_.open_file(context_, &request_, &container), 0);
+  }
+  void* one_more = nullptr;
+  EXPECT_EQ(extract_.open_file(context_, &request_, &one_more), 31);
+  EXPECT_EQ(extract_.close_file(open.back()), 0);
+  EXPECT_EQ(extract_.open_file(context_, &request_, &open.back()), 0);
+  for (void* container : open) EXPECT_EQ(extract_.close_file(container), 0);
 }
 
 }  // namespace
