@@ -1,0 +1,214 @@
+// Spreadsheets of Office Open XML: workbooks (.xlsx), templates (.xltx) and both with macros
+// (.xlsm, .xltm), transitional and strict. Described by ECMA-376 part 1, clauses 18 (SpreadsheetML)
+// and 20, 21 (DrawingML), and part 2 (packages); threaded comments by [MS-XLSX].
+//
+// A sheet's text is: its name as a paragraph; its rows, with the cells' values as they are shown
+// and a tab for each column (a gap of more than 64 columns is one tab, empty rows leave nothing);
+// the text of its shapes, charts and diagrams; its comments; its page headers and footers. Sheets
+// stand in the workbook's order, a page each. Hidden sheets, rows and columns, and values that
+// their number format hides, are hidden text.
+//
+// Not read: formulas, values that a formula has not stored, pivot caches, external links, data
+// validation, the binary variant, controls, embedded documents. An encrypted workbook is a compound
+// document and not of this reader's formats.
+//
+// Bounds: worksheets are parsed as they are unpacked and never held; the table of strings keeps at
+// most 16 MiB in memory and the rest in a temporary file; a cell, a comment and a format code have
+// bounds of their own.
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "engine/core/engine_error.h"
+#include "engine/core/reader.h"
+#include "engine/drawing/drawing_text.h"
+#include "engine/opc/opc_package.h"
+#include "engine/readers/xlsx_comments.h"
+#include "engine/readers/xlsx_shared_strings.h"
+#include "engine/readers/xlsx_styles.h"
+#include "engine/readers/xlsx_values.h"
+#include "engine/readers/xlsx_worksheet.h"
+
+namespace trfilter {
+namespace {
+
+constexpr std::size_t most_sheets = 65'536;
+
+struct Sheet {
+  std::string name;
+  std::string relationship;
+  bool hidden;
+};
+
+/// Reads xl/workbook.xml (ECMA-376 part 1, 18.2).
+class WorkbookHandler final : public XmlHandler {
+ public:
+  std::vector<Sheet> sheets;
+  DateSystem dates = DateSystem::from_1900;
+
+  void start_element(const XmlElement& element) override {
+    if (element.name() == "sheet" && sheets.size() < most_sheets) {
+      const std::string_view state = element.attribute("state");
+      sheets.push_back({std::string(element.attribute("name")),
+                        std::string(element.attribute("id")),
+                        state == "hidden" || state == "veryHidden"});
+    } else if (element.name() == "workbookPr" && xlsx_boolean(element.attribute("date1904"))) {
+      dates = DateSystem::from_1904;
+    }
+  }
+};
+
+/// Does nothing until the first `step`: `properties` needs none of a workbook's tables.
+class XlsxReader final : public Reader {
+ public:
+  explicit XlsxReader(const ReaderContext& context)
+      : options_(context.options), package_(context.document, context.limits) {
+    workbook_part_ = package_.main_part();
+    if (workbook_part_.empty()) throw EngineError(Code::corrupt, "the package has no workbook");
+  }
+
+  bool step(TextSink& sink) override;
+  void properties(Properties& properties) override { package_.properties(properties); }
+
+ private:
+  enum class Stage : std::uint8_t { workbook, strings, next_sheet, rows };
+
+  void read_workbook();
+  void begin_strings();
+  void begin_sheet(TextSink& sink);
+  void end_sheet(TextSink& sink);
+  void show_drawing(TextSink& sink, std::string_view part);
+  void show_chart(TextSink& sink, std::string_view part);
+
+  const Options& options_;
+  OpcPackage package_;
+  std::string workbook_part_;
+  OpcRelationships relationships_;
+  WorkbookHandler workbook_;
+  CellFormats formats_;
+  SharedStrings strings_{options_.temporary_directory};
+  SharedStringsHandler strings_handler_{strings_};
+
+  Stage stage_ = Stage::workbook;
+  std::size_t sheet_ = 0;
+  std::string sheet_part_;
+  std::unique_ptr<WorksheetHandler> rows_;
+  std::unique_ptr<OpcPartParser> parser_;  ///< of the strings or of the current sheet
+};
+
+bool XlsxReader::step(TextSink& sink) {
+  switch (stage_) {
+    case Stage::workbook:
+      read_workbook();
+      begin_strings();
+      return true;
+    case Stage::strings:
+      if (parser_->step()) return true;
+      parser_.reset();
+      strings_.finish();
+      stage_ = Stage::next_sheet;
+      return true;
+    case Stage::next_sheet:
+      if (sheet_ < workbook_.sheets.size()) {
+        begin_sheet(sink);
+        return true;
+      }
+      if (package_.damaged()) throw EngineError(Code::corrupt, "the workbook is damaged");
+      return false;
+    case Stage::rows:
+      rows_->set_sink(sink);
+      if (parser_->step()) return true;
+      end_sheet(sink);
+      return true;
+  }
+  return false;
+}
+
+void XlsxReader::read_workbook() {
+  package_.parse(workbook_part_, workbook_);
+  relationships_ = package_.relationships(workbook_part_);
+  if (workbook_.sheets.empty()) throw EngineError(Code::corrupt, "the workbook has no sheet");
+  if (const auto* styles = relationships_.of_kind("styles"))
+    package_.parse(styles->target, formats_);
+}
+
+void XlsxReader::begin_strings() {
+  const auto* strings = relationships_.of_kind("sharedStrings");
+  if (strings == nullptr) {
+    stage_ = Stage::next_sheet;
+    return;
+  }
+  parser_ = std::make_unique<OpcPartParser>(package_, strings->target, strings_handler_);
+  stage_ = Stage::strings;
+}
+
+void XlsxReader::begin_sheet(TextSink& sink) {
+  const Sheet& sheet = workbook_.sheets[sheet_];
+  if (sheet.hidden && !sink.begin(Region::hidden)) {
+    sink.end(Region::hidden);
+    ++sheet_;
+    return;
+  }
+  sink.text(sheet.name);
+  sink.paragraph();
+  const auto* relationship = relationships_.by_id(sheet.relationship);
+  rows_ = std::make_unique<WorksheetHandler>(WorkbookTables{strings_, formats_, workbook_.dates});
+  sheet_part_ = relationship == nullptr ? std::string() : relationship->target;
+  parser_ = std::make_unique<OpcPartParser>(package_, sheet_part_, *rows_);
+  stage_ = Stage::rows;
+}
+
+void XlsxReader::end_sheet(TextSink& sink) {
+  rows_->finish();
+  parser_.reset();
+  const Sheet& sheet = workbook_.sheets[sheet_];
+  const OpcRelationships relationships = package_.relationships(sheet_part_);
+  for (const std::string& id : rows_->drawings()) {
+    if (const auto* drawing = relationships.by_id(id)) show_drawing(sink, drawing->target);
+  }
+  for (const OpcRelationship& relationship : relationships.all()) {
+    if (relationship.kind != "comments" && relationship.kind != "threadedComment") continue;
+    CommentsHandler comments(sink);
+    package_.parse(relationship.target, comments);
+  }
+  rows_->show_headers_and_footers(sink, sheet.name);
+  if (rows_->damaged()) package_.note_damage();
+  rows_.reset();
+  if (sheet.hidden) sink.end(Region::hidden);
+  sink.page();
+  ++sheet_;
+  stage_ = Stage::next_sheet;
+}
+
+void XlsxReader::show_drawing(TextSink& sink, std::string_view part) {
+  DrawingTextHandler drawing(sink, package_.limits());
+  package_.parse(part, drawing);
+  if (drawing.objects().empty()) return;
+  const OpcRelationships relationships = package_.relationships(part);
+  for (const DrawingTextHandler::Object& object : drawing.objects()) {
+    const auto* relationship = relationships.by_id(object.relationship);
+    if (relationship == nullptr) continue;
+    if (object.kind == DrawingTextHandler::Object::Kind::chart) {
+      show_chart(sink, relationship->target);
+    } else {
+      DrawingTextHandler diagram(sink, package_.limits());
+      package_.parse(relationship->target, diagram);
+    }
+  }
+}
+
+void XlsxReader::show_chart(TextSink& sink, std::string_view part) {
+  ChartTextHandler chart(sink);
+  package_.parse(part, chart);
+  if (chart.user_shapes().empty()) return;
+  const OpcRelationships relationships = package_.relationships(part);
+  if (const auto* shapes = relationships.by_id(chart.user_shapes())) {
+    DrawingTextHandler drawing(sink, package_.limits());
+    package_.parse(shapes->target, drawing);
+  }
+}
+
+}  // namespace
+}  // namespace trfilter
+
+TRFILTER_READER(xlsx, trfilter::XlsxReader)

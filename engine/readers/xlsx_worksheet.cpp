@@ -1,0 +1,317 @@
+#include "engine/readers/xlsx_worksheet.h"
+
+#include <algorithm>
+
+#include "engine/core/engine_error.h"
+#include "engine/readers/xlsx_page_text.h"
+#include "engine/readers/xlsx_values.h"
+
+namespace trfilter {
+namespace {
+
+std::string_view trimmed(std::string_view text) {
+  while (!text.empty() && text.front() == ' ') text.remove_prefix(1);
+  while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
+  return text;
+}
+
+/// Whether General shows a number exactly as it is written: short and without an exponent.
+bool is_general_as_written(std::string_view text) {
+  constexpr std::size_t widest = 11;
+  constexpr std::size_t smallest_decimal = 4;
+  if (!text.empty() && text.front() == '-') text.remove_prefix(1);
+  if (text.empty() || text.size() > widest) return false;
+  std::size_t point = text.size();
+  std::size_t first_digit = text.size();
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (c == '.' && point == text.size()) {
+      point = i;
+    } else if (c < '0' || c > '9') {
+      return false;
+    } else if (c != '0' && first_digit == text.size()) {
+      first_digit = i;
+    }
+  }
+  if (point == 0 || (text.front() == '0' && point != 1)) return false;
+  if (point == text.size()) return text != "0" || text.data()[-1] != '-';
+  if (text.back() == '0' || text.back() == '.') return false;
+  return first_digit < point || first_digit - point <= smallest_decimal;
+}
+
+constexpr std::size_t most_hidden_column_ranges = 16'384;
+constexpr std::size_t most_drawings = 1024;
+constexpr std::size_t most_cell_text = std::size_t{16} << 20;
+
+}  // namespace
+
+void WorksheetHandler::start_element(const XmlElement& element) {
+  if (skipped_depth_ > 0) {
+    ++skipped_depth_;
+    return;
+  }
+  const std::string_view name = element.name();
+  if (in_rows_) {
+    if (name == "c") {
+      start_cell(element);
+    } else if (name == "v" || name == "t") {
+      capture_ = in_cell_ && phonetic_ == 0;
+      value_.clear();
+    } else if (name == "row") {
+      start_row(element);
+    } else if (name == "rPh") {
+      ++phonetic_;
+    } else if (name == "extLst") {
+      skipped_depth_ = 1;
+    }
+    return;
+  }
+  if (name == "sheetData") {
+    in_rows_ = true;
+  } else if (name == "extLst") {
+    skipped_depth_ = 1;
+  } else if (name == "col") {
+    const auto first = xlsx_unsigned(element.attribute("min"));
+    const auto last = xlsx_unsigned(element.attribute("max"));
+    if (xlsx_boolean(element.attribute("hidden")) && first && last && *first > 0 &&
+        hidden_columns_.size() < most_hidden_column_ranges) {
+      hidden_columns_.emplace_back(*first - 1, *last - 1);
+    }
+  } else if (name == "drawing") {
+    if (drawings_.size() < most_drawings) drawings_.emplace_back(element.attribute("id"));
+  } else if (name == "headerFooter") {
+    different_first_ = xlsx_boolean(element.attribute("differentFirst"));
+    different_even_ = xlsx_boolean(element.attribute("differentOddEven"));
+  } else {
+    start_header_or_footer(element);
+  }
+}
+
+void WorksheetHandler::start_header_or_footer(const XmlElement& element) {
+  const std::string_view name = element.name();
+  const bool header = name.ends_with("Header");
+  if (!header && !name.ends_with("Footer")) return;
+  const bool applies = name.starts_with("odd") || (name.starts_with("even") && different_even_) ||
+                       (name.starts_with("first") && different_first_);
+  if (!applies) return;
+  capture_ = true;
+  value_.clear();
+  page_texts_.push_back({header ? Region::header : Region::footer, {}});
+}
+
+void WorksheetHandler::start_row(const XmlElement& element) {
+  if (row_hidden_) end_row();
+  next_column_ = 0;
+  ended_columns_ = 0;
+  row_hidden_ = xlsx_boolean(element.attribute("hidden"));
+  if (row_hidden_) sink_->begin(Region::hidden);
+  row_shown_ = sink_->shown();
+  sink_->begin_row();
+}
+
+void WorksheetHandler::start_cell(const XmlElement& element) {
+  in_cell_ = true;
+  type_ = CellType::number;
+  style_ = 0;
+  column_ = next_column_;
+  inline_text_.clear();
+  value_.clear();
+  for (int i = 0; i < element.attribute_count(); ++i) {
+    const XmlElement::Attribute attribute = element.attribute_at(i);
+    if (attribute.name == "r") {
+      column_ = xlsx_column(attribute.value).value_or(column_);
+    } else if (attribute.name == "s") {
+      style_ = xlsx_unsigned(attribute.value).value_or(0);
+    } else if (attribute.name == "t") {
+      const std::string_view type = attribute.value;
+      type_ = type == "s"           ? CellType::shared_string
+              : type == "inlineStr" ? CellType::text
+              : type == "str"       ? CellType::formula_string
+              : type == "b"         ? CellType::boolean
+              : type == "e"         ? CellType::error
+              : type == "d"         ? CellType::date
+                                    : CellType::number;
+    }
+  }
+  next_column_ = column_ + 1;
+}
+
+void WorksheetHandler::characters(std::string_view text) {
+  if (!capture_ || skipped_depth_ > 0) return;
+  value_ += text;
+  if (value_.size() > most_cell_text) {
+    throw EngineError(Code::corrupt, "a cell holds more than 16 MiB");
+  }
+}
+
+void WorksheetHandler::end_element(std::string_view name, std::string_view /*uri*/) {
+  if (skipped_depth_ > 0) {
+    --skipped_depth_;
+    return;
+  }
+  if (!in_rows_) {
+    if (capture_) {
+      page_texts_.back().code = value_;
+      capture_ = false;
+    }
+    return;
+  }
+  if (name == "v") {
+    capture_ = false;
+  } else if (name == "c") {
+    if (in_cell_ && row_shown_) end_cell();
+    in_cell_ = false;
+    capture_ = false;
+  } else if (name == "t") {
+    if (capture_) {
+      append_xstring(inline_text_, value_);
+      value_.clear();
+    }
+    capture_ = false;
+  } else if (name == "row") {
+    end_row();
+  } else if (name == "rPh") {
+    if (phonetic_ > 0) --phonetic_;
+  } else if (name == "sheetData") {
+    in_rows_ = false;
+  }
+}
+
+void WorksheetHandler::end_row() {
+  sink_->row();
+  if (row_hidden_) sink_->end(Region::hidden);
+  row_hidden_ = false;
+}
+
+void WorksheetHandler::finish() {
+  if (in_rows_) end_row();
+  in_rows_ = false;
+}
+
+void WorksheetHandler::end_cell() {
+  if (type_ == CellType::text || (type_ == CellType::number && !inline_text_.empty())) {
+    if (!inline_text_.empty()) {
+      show_text(inline_text_);
+    } else if (!value_.empty()) {
+      append_xstring(inline_text_, value_);
+      show_text(inline_text_);
+    }
+    return;
+  }
+  if (value_.empty()) return;
+  switch (type_) {
+    case CellType::shared_string: {
+      const auto index = xlsx_unsigned(value_);
+      if (!index || *index >= tables_.strings.size()) {
+        damaged_ = true;
+        return;
+      }
+      show_text(tables_.strings.at(*index));
+      return;
+    }
+    case CellType::formula_string:
+      append_xstring(inline_text_, value_);
+      show_text(inline_text_);
+      return;
+    case CellType::boolean:
+      show(xlsx_boolean(value_) ? "TRUE" : "FALSE");
+      return;
+    case CellType::date: {
+      const auto date = xlsx_date(value_);
+      if (date && tables_.formats.of_style(style_).is_date()) {
+        shown_.clear();
+        tables_.formats.of_style(style_).append(shown_, *date);
+        show(shown_);
+      } else {
+        show(value_);
+      }
+      return;
+    }
+    case CellType::error:
+    case CellType::text:
+      show(value_);
+      return;
+    case CellType::number: {
+      if (tables_.formats.of_style(style_).is_general() && is_general_as_written(value_)) {
+        show(value_);
+        return;
+      }
+      const auto number = xlsx_double(value_);
+      if (!number) {
+        show(value_);
+        return;
+      }
+      show_number(*number);
+      return;
+    }
+  }
+}
+
+bool WorksheetHandler::column_is_hidden() const {
+  return std::any_of(hidden_columns_.begin(), hidden_columns_.end(), [this](const auto& range) {
+    return column_ >= range.first && column_ <= range.second;
+  });
+}
+
+/// Ends the row's cells before the current one.
+void WorksheetHandler::begin_shown_cell() {
+  if (column_ > ended_columns_) {
+    const unsigned gap = column_ - ended_columns_;
+    sink_->cell(gap > widest_gap ? 1 : gap);
+    ended_columns_ = column_;
+  } else if (ended_columns_ > 0) {
+    sink_->cell();
+  }
+}
+
+void WorksheetHandler::show(std::string_view text, bool hidden_by_format) {
+  if (text.empty()) return;
+  begin_shown_cell();
+  const bool hidden = hidden_by_format || column_is_hidden();
+  if (hidden) sink_->begin(Region::hidden);
+  // A row is one line: line breaks within a cell are blanks.
+  for (std::size_t at = text.find('\n'); at != std::string_view::npos; at = text.find('\n')) {
+    sink_->text(text.substr(0, at));
+    sink_->text(" ");
+    text.remove_prefix(at + 1);
+  }
+  sink_->text(text);
+  if (hidden) sink_->end(Region::hidden);
+}
+
+void WorksheetHandler::show_text(std::string_view text) {
+  const NumberFormat& format = tables_.formats.of_style(style_);
+  if (!format.changes_text()) {
+    show(text);
+    return;
+  }
+  shown_.clear();
+  format.append_text(shown_, text);
+  show_formatted(text);
+}
+
+void WorksheetHandler::show_number(double value) {
+  shown_.clear();
+  tables_.formats.of_style(style_).append(shown_, value, tables_.dates);
+  show_formatted(value_);
+}
+
+/// Shows what a format made of a value; the value itself, as hidden, when the format hides it.
+void WorksheetHandler::show_formatted(std::string_view value) {
+  const std::string_view text = trimmed(shown_);
+  if (text.empty()) {
+    show(value, true);
+  } else {
+    show(text);
+  }
+}
+
+void WorksheetHandler::show_headers_and_footers(TextSink& sink, std::string_view sheet_name) const {
+  for (const PageText& page_text : page_texts_) {
+    if (sink.begin(page_text.region)) show_page_text(sink, page_text.code, sheet_name);
+    sink.end(page_text.region);
+    sink.paragraph();
+  }
+}
+
+}  // namespace trfilter
