@@ -13,12 +13,15 @@ namespace trfilter {
 /// What a member of a container is; the numbers are the binary interface's.
 enum class SubfileKind : std::uint32_t {
   file = 0,
-  message = 1,     ///< a mail message, an appointment, a contact
+  message = 1,
   attachment = 2,  ///< of a message
   folder = 3,
-  embedded = 4,  ///< an object or a document inside a document
-  picture = 6,
-  link = 7,  ///< stored outside of the container
+  embedded = 4,  ///< an object, a picture or a document inside a document
+  contact = 6,
+  appointment = 7,
+  task = 8,
+  note = 9,
+  journal_entry = 10,
 };
 
 /// One member of a container.

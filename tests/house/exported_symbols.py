@@ -9,7 +9,7 @@ import sys
 
 ENGINE = {"TR_GetFilterInterfaceEx", "TRGetExtractInterface"}
 # Names of the library's namespaces: functions and data, and what the compiler makes for their classes.
-LIBRARY = re.compile(r"^_Z(N[KVr]*|T[ISV]N?|GVN|Th[n0-9_]+N?|St)?.*(6tarnis|6ostrel)")
+LIBRARY = re.compile(r"^_Z(NK?|T[ISVT]N|Thn[0-9]+_NK?)(6tarnis|6ostrel)")
 # What a reader module offers: its readers, or the fallback of detection.
 MODULE = re.compile(r"^trfilter_(reader_[a-z0-9_]+|[a-z_]+)$")
 # What sanitizers add to every library.
