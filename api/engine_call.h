@@ -104,4 +104,13 @@ int call_extraction(const SessionImplementation& session,
   return function(arguments...);
 }
 
+/// Calls an extraction operation whose result says nothing: a release or a closing. An empty slot
+/// is passed over.
+template <class Operation, class... Arguments>
+void notify_extraction(const SessionImplementation& session,
+                       Operation tag_TRExtractInterface::*operation, Arguments... arguments) {
+  const Operation function = session.extract_interface()->*operation;
+  if (function != nullptr) function(arguments...);
+}
+
 }  // namespace tarnis::v1::internal
