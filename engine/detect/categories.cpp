@@ -1,0 +1,34 @@
+#include "engine/detect/categories.h"
+
+#include <array>
+#include <cstddef>
+
+namespace trfilter {
+namespace {
+
+constexpr std::array categories{
+    Category::none,
+#define FORMAT(number, name, category) Category::category,
+#include "engine/core/formats.def"
+#undef FORMAT
+};
+
+// The rows are looked up by their position.
+constexpr bool numbers_are_positions() {
+  std::size_t position = 0;
+#define FORMAT(number, name, category) \
+  if (++position != number) return false;
+#include "engine/core/formats.def"
+#undef FORMAT
+  return position + 1 == categories.size();
+}
+static_assert(numbers_are_positions());
+
+}  // namespace
+
+Category category_of(Format format) {
+  const auto number = static_cast<std::size_t>(format);
+  return number < categories.size() ? categories[number] : Category::none;
+}
+
+}  // namespace trfilter

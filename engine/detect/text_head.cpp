@@ -1,0 +1,282 @@
+// Whether the begin of a document is text, and in what kind of encoding: byte order marks first,
+// then the pattern of NUL bytes of UTF-16 and UTF-32, then the mix of bytes.
+
+#include "engine/detect/text_head.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+
+#include "engine/core/utf8.h"
+#include "engine/detect/fields.h"
+
+namespace trfilter::detection {
+namespace {
+
+enum ByteClass : std::uint8_t { plain, blank, high, control };
+
+constexpr std::array<ByteClass, 256> byte_classes = [] {
+  std::array<ByteClass, 256> classes{};
+  for (unsigned byte = 0; byte < 256; ++byte) {
+    ByteClass kind = plain;
+    if (byte < 0x20) kind = control;
+    if (byte == 0x7F) kind = control;
+    if (byte >= 0x80) kind = high;
+    classes[byte] = kind;
+  }
+  for (const unsigned byte : {'\t', '\n', '\r', '\f', ' '}) classes[byte] = blank;
+  // Backspace of overstruck print, vertical tab, escape and shifts of ISO 2022.
+  for (const unsigned byte : {0x08u, 0x0Bu, 0x0Eu, 0x0Fu, 0x1Bu}) classes[byte] = plain;
+  return classes;
+}();
+
+struct ByteCounts {
+  std::array<std::uint32_t, 4> of_class{};
+  std::size_t total = 0;
+};
+
+ByteCounts count_bytes(std::string_view bytes) {
+  ByteCounts counts;
+  counts.total = bytes.size();
+  for (const char c : bytes) ++counts.of_class[byte_classes[static_cast<unsigned char>(c)]];
+  return counts;
+}
+
+/// Ends of text files that are no text: the DOS end mark, and the NULs that pad a last block.
+std::string_view without_padding(std::string_view bytes) {
+  const std::size_t end = bytes.find_last_not_of('\0');
+  bytes = bytes.substr(0, end == bytes.npos ? 0 : end + 1);
+  if (bytes.ends_with('\x1A')) bytes.remove_suffix(1);
+  return bytes;
+}
+
+/// Cuts what may be the begin of a character off the end of a sample.
+std::string_view without_cut_character(std::string_view bytes) {
+  for (std::size_t back = 1; back <= 3 && back <= bytes.size(); ++back) {
+    const std::uint32_t byte = byte_at(bytes, bytes.size() - back);
+    if (byte < 0x80) break;
+    if (byte >= 0xC0) return bytes.substr(0, bytes.size() - back);
+  }
+  return bytes;
+}
+
+/// Whether high bytes among the others look like words of a legacy encoding. Random bytes that
+/// happen to have no control character are short, and neither have blanks between words nor stay in
+/// one part of the code table.
+bool looks_like_legacy_text(std::string_view bytes, const ByteCounts& counts) {
+  constexpr std::size_t surely_no_accident = 256;
+  if (counts.total >= surely_no_accident) return true;
+  const std::size_t ascii = counts.of_class[plain] + counts.of_class[blank];
+  if (counts.of_class[high] * 4 <= ascii) return true;
+  // Words of letters beyond ASCII: few changes between the two halves of the code table.
+  std::size_t changes = 0;
+  bool was_high = false;
+  for (const char c : bytes) {
+    const bool is_high = static_cast<unsigned char>(c) >= 0x80;
+    if (is_high != was_high) ++changes;
+    was_high = is_high;
+  }
+  return counts.total >= 16 && changes * 3 <= counts.total && counts.of_class[high] * 2 >= ascii;
+}
+
+/// Encoding of a sample whose encoding keeps ASCII.
+TextHead::Encoding classify(std::string_view sample) {
+  const ByteCounts counts = count_bytes(sample);
+  // A long text may hold a stray control character; random bytes have one in nine.
+  constexpr std::size_t bytes_per_stray = 200;
+  if (counts.of_class[control] > counts.total / bytes_per_stray) return TextHead::Encoding::none;
+  if (counts.of_class[high] == 0 || is_valid_utf8(without_cut_character(sample))) {
+    return TextHead::Encoding::utf8;
+  }
+  return looks_like_legacy_text(sample, counts) ? TextHead::Encoding::legacy
+                                                : TextHead::Encoding::none;
+}
+
+std::uint32_t unit_at(std::string_view bytes, std::size_t offset, unsigned width, bool big_endian) {
+  if (width == 4) return big_endian ? be32(bytes, offset) : le32(bytes, offset);
+  return big_endian ? be16(bytes, offset) : le16(bytes, offset);
+}
+
+/// Whether `bytes` is text in units of this width and order, without a mark that says so: no
+/// control characters, nothing unassigned, surrogates in pairs, and the characters that any text
+/// has.
+bool is_wide_text(std::string_view bytes, unsigned width, bool big_endian) {
+  std::size_t units = 0;
+  std::size_t common = 0;
+  bool lead = false;
+  for (std::size_t at = 0; has(bytes, at, width); at += width, ++units) {
+    const std::uint32_t unit = unit_at(bytes, at, width, big_endian);
+    if (unit > 0x10FFFF) return false;
+    const bool trail = width == 2 && unit >= 0xDC00 && unit <= 0xDFFF;
+    if (trail != lead) return false;
+    lead = width == 2 && unit >= 0xD800 && unit <= 0xDBFF;
+    if (width == 4 && unit >= 0xD800 && unit <= 0xDFFF) return false;
+    if ((unit & 0xFFFE) == 0xFFFE || (unit >= 0xFDD0 && unit <= 0xFDEF)) return false;
+    if (unit >= 0xE000 && unit <= 0xF8FF) return false;
+    if (unit < 0x80) {
+      if (byte_classes[unit] == control) return false;
+      ++common;
+    } else if (unit <= 0x9F) {
+      return false;
+    } else if (unit >= 0x3000 && unit <= 0x3002) {
+      ++common;
+    }
+  }
+  return units >= 2 && common * 40 >= units;
+}
+
+// EBCDIC as far as its many code pages agree: letters, digits, blank and the usual punctuation.
+constexpr std::array<char, 256> from_ebcdic = [] {
+  std::array<char, 256> table{};
+  const auto put = [&](unsigned from, std::string_view characters) {
+    for (const char c : characters) table[from++] = c;
+  };
+  put(0x81, "abcdefghi");
+  put(0x91, "jklmnopqr");
+  put(0xA2, "stuvwxyz");
+  put(0xC1, "ABCDEFGHI");
+  put(0xD1, "JKLMNOPQR");
+  put(0xE2, "STUVWXYZ");
+  put(0xF0, "0123456789");
+  put(0x4B, ".<(+");
+  put(0x5C, "*);");
+  put(0x60, "-/");
+  put(0x6B, ",%_>?");
+  put(0x7A, ":#@'=\"");
+  put(0x40, " ");
+  put(0x50, "&");
+  put(0x05, "\t");
+  put(0x0C, "\f");
+  put(0x0D, "\r");
+  put(0x15, "\n");
+  put(0x25, "\n");
+  return table;
+}();
+
+}  // namespace
+
+TextHead::TextHead(const Content& content) {
+  const std::string_view head = content.head();
+  whole_ = head.size() == content.size();
+  text_ = head;
+  if (take_wide(head)) return;
+  if (take_ebcdic(head.substr(0, sample_size))) return;
+  if (matches(head, 0, literal("\xEF\xBB\xBF"))) text_.remove_prefix(3);
+  std::string_view sample = text_.substr(0, sample_size);
+  if (whole_) sample = without_padding(sample);
+  encoding_ = sample.empty() ? Encoding::none : classify(sample);
+  constexpr std::size_t few = 512;
+  begins_as_text_ =
+      encoding_ != Encoding::none || classify(sample.substr(0, few)) != Encoding::none;
+}
+
+std::string_view TextHead::begin() const {
+  const std::size_t first = text_.find_first_not_of(" \t\r\n\f\v");
+  return first == text_.npos ? std::string_view() : text_.substr(first);
+}
+
+bool TextHead::take_wide(std::string_view bytes) {
+  constexpr std::size_t wide_sample = std::size_t{16} << 10;
+  bool marked = true;
+  unsigned width = 2;
+  bool big_endian = false;
+  if (matches(bytes, 0, literal("\xFF\xFE\0\0"))) {
+    width = 4;
+  } else if (matches(bytes, 0, literal("\0\0\xFE\xFF"))) {
+    width = 4;
+    big_endian = true;
+  } else if (matches(bytes, 0, literal("\xFE\xFF"))) {
+    big_endian = true;
+  } else if (!matches(bytes, 0, literal("\xFF\xFE"))) {
+    marked = false;
+  }
+  const std::string_view sample = bytes.substr(marked ? width : 0, marked ? wide_sample : 1024);
+  if (marked) {
+    // After a mark only the end of a sample may be odd; binary formats begin with these bytes too.
+    const std::string_view checked = sample.substr(0, 512);
+    if (!checked.empty() && !is_wide_text(checked, width, big_endian)) {
+      std::size_t units = 0;
+      std::size_t bad = 0;
+      for (std::size_t at = 0; has(checked, at, width); at += width, ++units) {
+        const std::uint32_t unit = unit_at(checked, at, width, big_endian);
+        if (unit > 0x10FFFF || (unit < 0x80 && byte_classes[unit] == control)) ++bad;
+      }
+      if (bad * 50 > units) return false;
+    }
+    convert_wide(sample, width, big_endian);
+    whole_ = whole_ && sample.size() + width == bytes.size();
+    return true;
+  }
+  if (bytes.size() < 4) return false;
+  // Text without a mark has some character with a zero half, or a blank: both orders are tried.
+  for (const unsigned candidate : {4u, 2u}) {
+    if (whole_ && bytes.size() % candidate != 0) continue;
+    for (const bool order : {false, true}) {
+      const std::string_view even = sample.substr(0, sample.size() / 4 * 4);
+      std::string_view tried = whole_ ? sample : even;
+      // A surrogate pair may be cut by the sample's end.
+      if (candidate == 2 && tried.size() >= 2 && tried.size() < bytes.size()) {
+        const std::uint32_t last = unit_at(tried, tried.size() - 2, 2, order);
+        if (last >= 0xD800 && last <= 0xDBFF) tried.remove_suffix(2);
+      }
+      if (!is_wide_text(tried, candidate, order)) continue;
+      convert_wide(bytes.substr(0, wide_sample), candidate, order);
+      whole_ = whole_ && bytes.size() <= wide_sample;
+      return true;
+    }
+  }
+  return false;
+}
+
+void TextHead::convert_wide(std::string_view bytes, unsigned width, bool big_endian) {
+  std::u16string units;
+  converted_.reserve(bytes.size());
+  for (std::size_t at = 0; has(bytes, at, width); at += width) {
+    const std::uint32_t unit = unit_at(bytes, at, width, big_endian);
+    if (unit < 0x80) {
+      converted_ += static_cast<char>(unit);
+    } else if (width == 4) {
+      append_utf8(converted_, unit);
+    } else {
+      units.assign(1, static_cast<char16_t>(unit));
+      if (unit >= 0xD800 && unit <= 0xDBFF && has(bytes, at + 2, 2)) {
+        at += 2;
+        units += static_cast<char16_t>(unit_at(bytes, at, 2, big_endian));
+      }
+      converted_ += utf16_to_utf8(units);
+    }
+  }
+  text_ = converted_;
+  encoding_ = width == 4 ? Encoding::utf32 : Encoding::utf16;
+  begins_as_text_ = true;
+}
+
+bool TextHead::take_ebcdic(std::string_view bytes) {
+  constexpr std::size_t least = 16;
+  if (bytes.size() < least) return false;
+  std::size_t known = 0;
+  std::size_t blanks = 0;
+  std::size_t letters = 0;
+  for (const char c : bytes) {
+    const char ascii = from_ebcdic[static_cast<unsigned char>(c)];
+    if (ascii != '\0') ++known;
+    if (ascii == ' ') ++blanks;
+    if ((ascii >= 'a' && ascii <= 'z') || (ascii >= 'A' && ascii <= 'Z')) ++letters;
+  }
+  // Its letters are high bytes and its blank is "@", which no other text has so often.
+  if (known * 100 < bytes.size() * 85 || letters * 2 < bytes.size() || blanks * 20 < bytes.size()) {
+    return false;
+  }
+  converted_.reserve(bytes.size());
+  for (const char c : bytes) {
+    const char ascii = from_ebcdic[static_cast<unsigned char>(c)];
+    converted_ += ascii != '\0' ? ascii : '?';
+  }
+  text_ = converted_;
+  whole_ = false;
+  encoding_ = Encoding::ebcdic;
+  begins_as_text_ = true;
+  return true;
+}
+
+}  // namespace trfilter::detection
