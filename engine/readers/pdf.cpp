@@ -28,6 +28,7 @@
 #include "engine/core/reader.h"
 #include "engine/readers/pdf_page_text.h"
 #include "engine/readers/pdf_page_writer.h"
+#include "engine/readers/pdf_properties.h"
 #include "engine/readers/pdf_reading_order.h"
 #include "engine/readers/pdf_stream.h"
 #include "engine/readers/pdf_strings.h"
@@ -80,6 +81,10 @@ class PdfReader final : public Reader {
       throw EngineError(Code::corrupt, std::to_string(unreadable_pages_) + " pages cannot be read");
     }
     return false;
+  }
+
+  void properties(Properties& properties) override {
+    pdf::add_properties(*document_, context_.options.custom_pdf_metadata, properties);
   }
 
  private:

@@ -19,7 +19,10 @@ Break break_between(const Segment& before, const Segment& after) {
     const float backward = before.u0 - after.u1;
     const bool turned = before.right_to_left || after.right_to_left;
     const float gap = turned ? std::max(forward, backward) : forward;
-    if (gap > -0.35F * size) return gap < 0.15F * size ? Break::none : Break::space;
+    if (gap > -0.35F * size) {
+      const bool adjoins = gap < 0.15F * size && before.annotation == after.annotation;
+      return adjoins ? Break::none : Break::space;
+    }
     return Break::line;
   }
   // Lines of a paragraph are rarely further apart than this.

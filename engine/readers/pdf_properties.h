@@ -1,0 +1,13 @@
+#pragma once
+
+#include <PDFDoc.h>
+
+#include "engine/core/properties.h"
+
+namespace trfilter::pdf {
+
+/// Adds what the document's information dictionary and catalog state, and its number of pages.
+/// @param custom  entries of the producer's own too, under their own names
+void add_properties(PDFDoc& document, bool custom, Properties& properties);
+
+}  // namespace trfilter::pdf
