@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <ios>
-#include <iostream>
 
 #include "bufferstream/CBufferStream.h"
 #include "bufferstream/CBufferStreamFileImpl.h"
@@ -30,18 +29,6 @@ char* Allocate(size_t size) {
   return static_cast<char*>(std::malloc(size));
 }
 
-/// The stream's get or put pointer, 0 when not open or when asking for it throws.
-template <typename Tell>
-size_t PositionOf(CFileOperations& file, Tell tell) {
-  if (!file.IsOpen()) return 0;
-  try {
-    return static_cast<size_t>((file.*tell)());
-  } catch (const std::ios_base::failure& failure) {
-    std::cerr << failure.code().message() << '\n';
-    return 0;
-  }
-}
-
 }  // namespace
 
 CBufferStreamMemImpl::CBufferStreamMemImpl(const char* data, size_t size, bool borrow)
@@ -61,8 +48,9 @@ CBufferStreamMemImpl::CBufferStreamMemImpl(const char* data, size_t size, bool b
 CBufferStreamMemImpl::CBufferStreamMemImpl(CBufferStreamFileImpl* file) {
   if (file == nullptr) return;
   CFileOperations& operations = *file->file();
-  put_ = PositionOf(operations, &CFileOperations::TellPut) - file->start_offset();
-  get_ = PositionOf(operations, &CFileOperations::TellGet) - file->start_offset();
+  const bool open = operations.IsOpen();
+  put_ = (open ? static_cast<size_t>(operations.TellPut()) : 0) - file->start_offset();
+  get_ = (open ? static_cast<size_t>(operations.TellGet()) : 0) - file->start_offset();
 
   // The size that the file object holds may count overwritten bytes twice; the store's own account
   // bounds it.
@@ -137,9 +125,16 @@ void CBufferStreamMemImpl::reserve_additional(size_t extra) {
   if (fresh == nullptr) length_ = 0;
 }
 
+void CBufferStreamMemImpl::grow(size_t extra) {
+  if (extra <= room()) return;
+  reserve_additional(std::max(length_, extra));
+  // Where the block cannot double, what is needed may still be had.
+  if (buffer_ != nullptr && extra > room()) reserve_additional(extra);
+}
+
 size_t CBufferStreamMemImpl::push_back_growing(const char* data, size_t size) {
   own_block();
-  if (size > room()) reserve_additional(std::max(length_, size));
+  grow(size);
   if (buffer_ == nullptr || size > room()) return 0;
   if (size != 0) std::memcpy(buffer_ + front_ + length_, data, size);
   length_ += size;
@@ -220,7 +215,7 @@ size_t CBufferStreamMemImpl::write(const char* data, size_t size) {
   own_block();
   if (put_ > length_) return 0;
   const size_t end = Sum(put_, size);
-  if (end > capacity_ - front_) reserve_additional(std::max(length_, end - length_));
+  if (end > length_) grow(end - length_);
   if (buffer_ == nullptr || put_ > length_ || end > capacity_ - front_) return 0;
   if (size != 0) std::memcpy(buffer_ + front_ + put_, data, size);
   put_ = end;

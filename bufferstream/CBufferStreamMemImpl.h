@@ -142,6 +142,8 @@ class OSTREL_EXPORT CBufferStreamMemImpl {
   size_t room() const { return capacity_ - front_ - length_; }
   /// Resizes the block in place; false, and nothing changes, without memory.
   bool resize_block(size_t size);
+  /// Makes room for `extra` more bytes, and as much as there are live ones where memory allows.
+  void grow(size_t extra);
   /// Makes the block the store's own before it is written, resized or freed.
   void own_block();
   void become_empty();
