@@ -174,9 +174,9 @@ struct Subfile {
   std::int64_t size = 0;
   std::int64_t time = 0;
   std::int32_t parent = 0;
-  std::vector<std::int32_t> children;
+  std::vector<std::int32_t> children = {};
   /// What extraction writes, in one piece; nothing is written when it is empty.
-  std::string bytes;
+  std::string bytes = {};
 };
 
 /// A property of a document or a mail field, by its type code there. Text goes into `text` or
