@@ -1,168 +1,177 @@
 #include "cli/command_line.h"
 
 #include <charconv>
-#include <iomanip>
-#include <sstream>
-#include <utility>
+#include <string_view>
 
 #include "cli/exit_status.h"
+#include "cli/option_table.h"
+#include "cli/password.h"
 
 namespace tarnis::cli {
 namespace {
+
+using v1::Configuration;
+using v1::Encoding;
+using v1::LogicalPDFDirection;
 
 [[noreturn]] void refuse(const std::string& message) {
   throw Failure(ExitStatus::usage, message + "; see tarnis --help");
 }
 
-long number_of(const std::string& option, const std::string& text) {
+long number_of(std::string_view option, const std::string& text) {
   long value = 0;
   const char* end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, value);
   if (error != std::errc{} || stop != end || value < 0) {
-    refuse(option + " expects a number, got '" + text + "'");
+    refuse(std::string(option) + " expects a number, got '" + text + "'");
   }
   return value;
 }
 
-v1::Encoding encoding_of(const std::string& option, const std::string& text) {
-  return static_cast<v1::Encoding>(number_of(option, text));
+/// The setter of a boolean setting, for the table.
+template <Configuration& (Configuration::*setter)(bool)>
+void enable(CommandLine& command_line, const std::string&) {
+  command_line.settings.emplace_back([](Configuration& c) { (c.*setter)(true); });
 }
 
-/// An option without a value.
-struct Flag {
-  std::string_view name;
-  std::string_view help;
-  void (*set)(CommandLine&);
-};
+template <LogicalPDFDirection direction>
+void read_pdf(CommandLine& command_line, const std::string&) {
+  command_line.settings.emplace_back([](Configuration& c) { c.pdf_logical_reading(direction); });
+}
 
-/// An option with one.
-struct Valued {
-  std::string_view name;
-  std::string_view value;
-  std::string_view help;
-  void (*set)(CommandLine&, const std::string& option, const std::string& value);
-};
+template <bool CommandLine::*field>
+void raise(CommandLine& command_line, const std::string&) {
+  command_line.*field = true;
+}
 
-constexpr Flag flags[] = {
-    {"--bom", "start the text with a byte-order mark",
-     [](CommandLine& c) { c.configuration.unicode_byte_order_marker(true); }},
-    {"--custom_pdf_metadata", "give a PDF's own properties too",
-     [](CommandLine& c) { c.configuration.custom_pdf_metadata(true); }},
-    {"--date_time_field_code", "show date and time fields by their codes",
-     [](CommandLine& c) { c.configuration.date_time_field_codes(true); }},
-    {"--filename_field_code", "show file name fields by their code",
-     [](CommandLine& c) { c.configuration.filename_field_code(true); }},
-    {"--formatted_mail", "extract messages as formatted mail",
-     [](CommandLine& c) { c.configuration.formatted_mail(true); }},
-    {"--header", "show page headers and footers",
-     [](CommandLine& c) { c.configuration.header_and_footer(true); }},
-    {"--hidden", "show hidden text", [](CommandLine& c) { c.configuration.hidden_text(true); }},
-    {"--ip", "read documents in this process", [](CommandLine& c) { c.in_process = true; }},
-    {"--lpdf_auto", "read PDF pages in the order that suits each",
-     [](CommandLine& c) {
-       c.configuration.pdf_logical_reading(v1::LogicalPDFDirection::automatic);
-     }},
-    {"--lpdf_raw", "read PDF pages as they are stored",
-     [](CommandLine& c) { c.configuration.pdf_logical_reading(v1::LogicalPDFDirection::raw); }},
-    {"--lpdf_ltr", "read PDF pages left to right",
-     [](CommandLine& c) {
-       c.configuration.pdf_logical_reading(v1::LogicalPDFDirection::left_to_right);
-     }},
-    {"--lpdf_rtl", "read PDF pages right to left",
-     [](CommandLine& c) {
-       c.configuration.pdf_logical_reading(v1::LogicalPDFDirection::right_to_left);
-     }},
-    {"--oop_log", "let the engine's worker write a log",
-     [](CommandLine& c) { c.configuration.out_of_process_log(true); }},
-    {"--oop_log_mem", "let that log tell of memory",
-     [](CommandLine& c) { c.configuration.out_of_process_memory_log(true); }},
-    {"--revision", "show and mark tracked insertions and deletions",
-     [](CommandLine& c) { c.configuration.revision_marks(true); }},
-    {"--skip_comments", "leave comments out",
-     [](CommandLine& c) { c.configuration.skip_comments(true); }},
-    {"--skip_embedded_fonts", "leave embedded fonts out",
-     [](CommandLine& c) { c.configuration.skip_embedded_fonts(true); }},
-    {"--skip_thumbnail", "leave thumbnails out",
-     [](CommandLine& c) { c.configuration.skip_thumbnail(true); }},
-    {"--soft_hyphens", "keep soft hyphens",
-     [](CommandLine& c) { c.configuration.soft_hyphens(true); }},
-    {"--tagged_pdf_content", "read tagged PDF in the order of its structure",
-     [](CommandLine& c) { c.configuration.tagged_pdf_content(true); }},
-    {"--verbose", "show the library's own lines on standard error",
-     [](CommandLine& c) { c.verbose = true; }},
-    {"--help", "show this text and end", [](CommandLine& c) { c.help = true; }},
-    {"--version", "show the version and end", [](CommandLine& c) { c.version = true; }},
-};
+template <std::string CommandLine::*field>
+void keep(CommandLine& command_line, const std::string& value) {
+  command_line.*field = value;
+}
 
-constexpr Valued valued[] = {
+void set_password(CommandLine& command_line, const std::string& password) {
+  command_line.settings.emplace_back([password](Configuration& c) { c.password(password); });
+}
+
+void set_encoding(CommandLine& command_line, std::string_view option, const std::string& value,
+                  Configuration& (Configuration::*setter)(Encoding)) {
+  const auto encoding = static_cast<Encoding>(number_of(option, value));
+  command_line.settings.emplace_back([=](Configuration& c) { (c.*setter)(encoding); });
+}
+
+void set_seconds(CommandLine& command_line, std::string_view option, const std::string& value,
+                 Configuration& (Configuration::*setter)(long)) {
+  const long seconds = number_of(option, value);
+  command_line.settings.emplace_back([=](Configuration& c) { (c.*setter)(seconds); });
+}
+
+// Every option of the program: the parser, --help and the manual page come from here.
+constexpr Option options[] = {
     {"--bin_path", "DIRECTORY", "load the engine, trfilter.so, from there",
-     [](CommandLine& c, const std::string&, const std::string& v) { c.engine_directory = v; }},
-    {"--extraction_timeout", "SECONDS", "give up extracting after that time; 0: never",
-     [](CommandLine& c, const std::string& o, const std::string& v) {
-       c.configuration.extraction_timeout(number_of(o, v));
+     keep<&CommandLine::engine_directory>},
+    {"--bom", "", "start the text with a byte-order mark",
+     enable<&Configuration::unicode_byte_order_marker>},
+    {"--custom_pdf_metadata", "", "give a PDF's own properties too",
+     enable<&Configuration::custom_pdf_metadata>},
+    {"--date_time_field_code", "", "show date and time fields by their codes",
+     enable<&Configuration::date_time_field_codes>},
+    {"--extraction_timeout", "SECONDS", "give up extracting a member after that time; 0: never",
+     [](CommandLine& c, const std::string& v) {
+       set_seconds(c, "--extraction_timeout", v, &Configuration::extraction_timeout);
      }},
-    {"--output", "FILE", "where filter puts the text, instead of a temporary file",
-     [](CommandLine& c, const std::string&, const std::string& v) { c.output = v; }},
-    {"--password", "TEXT", "the document's password",
-     [](CommandLine& c, const std::string&, const std::string& v) { c.configuration.password(v); }},
+    {"--filename_field_code", "", "show file name fields by their code",
+     enable<&Configuration::filename_field_code>},
+    {"--formatted_mail", "", "extract messages as formatted mail",
+     enable<&Configuration::formatted_mail>},
+    {"--header", "", "show page headers and footers", enable<&Configuration::header_and_footer>},
+    {"--hidden", "", "show hidden text", enable<&Configuration::hidden_text>},
+    {"--ip", "", "read documents in this process", raise<&CommandLine::in_process>},
+    {"--json", "", "print the result of detect, list, metadata, mail or container as JSON",
+     raise<&CommandLine::json>},
+    {"--lpdf_auto", "", "read each PDF page in the order that suits it",
+     read_pdf<LogicalPDFDirection::automatic>},
+    {"--lpdf_ltr", "", "read PDF pages left to right",
+     read_pdf<LogicalPDFDirection::left_to_right>},
+    {"--lpdf_raw", "", "read PDF pages as they are stored", read_pdf<LogicalPDFDirection::raw>},
+    {"--lpdf_rtl", "", "read PDF pages right to left",
+     read_pdf<LogicalPDFDirection::right_to_left>},
+    {"--oop_log", "", "let the engine's worker write a log",
+     enable<&Configuration::out_of_process_log>},
+    {"--oop_log_mem", "", "let that log tell of memory",
+     enable<&Configuration::out_of_process_memory_log>},
+    {"--output", "DIRECTORY", "put the result of filter, extract or container there",
+     keep<&CommandLine::output_directory>},
+    {"--password", "TEXT", "the document's password, for all on this machine to see", set_password},
+    {"--password_fd", "NUMBER", "read the document's password from this file descriptor",
+     [](CommandLine& c, const std::string& v) {
+       set_password(c, password_from_descriptor(static_cast<int>(number_of("--password_fd", v))));
+     }},
+    {"--password_prompt", "", "ask for the document's password on the terminal",
+     [](CommandLine& c, const std::string&) { set_password(c, password_from_terminal()); }},
+    {"--revision", "", "show and mark tracked insertions and deletions",
+     enable<&Configuration::revision_marks>},
+    {"--skip_comments", "", "leave comments out", enable<&Configuration::skip_comments>},
+    {"--skip_embedded_fonts", "", "leave embedded fonts out",
+     enable<&Configuration::skip_embedded_fonts>},
+    {"--skip_thumbnail", "", "leave thumbnails out", enable<&Configuration::skip_thumbnail>},
+    {"--soft_hyphens", "", "keep soft hyphens", enable<&Configuration::soft_hyphens>},
     {"--source_encoding", "NUMBER", "the character set of text that does not state one",
-     [](CommandLine& c, const std::string& o, const std::string& v) {
-       c.configuration.source_encoding(encoding_of(o, v));
+     [](CommandLine& c, const std::string& v) {
+       set_encoding(c, "--source_encoding", v, &Configuration::source_encoding);
      }},
+    {"--tagged_pdf_content", "", "read tagged PDF in the order of its structure",
+     enable<&Configuration::tagged_pdf_content>},
     {"--target_encoding", "NUMBER", "the character set of the text; 53: UTF-8",
-     [](CommandLine& c, const std::string& o, const std::string& v) {
-       c.configuration.target_encoding(encoding_of(o, v));
+     [](CommandLine& c, const std::string& v) {
+       set_encoding(c, "--target_encoding", v, &Configuration::target_encoding);
      }},
     {"--timeout", "SECONDS", "give up on the document after that time; 0: never",
-     [](CommandLine& c, const std::string& o, const std::string& v) {
-       c.configuration.timeout(number_of(o, v));
+     [](CommandLine& c, const std::string& v) {
+       set_seconds(c, "--timeout", v, &Configuration::timeout);
      }},
     {"--tmp_dir", "DIRECTORY", "where the engine puts temporary files",
-     [](CommandLine& c, const std::string&, const std::string& v) {
-       c.configuration.temporary_directory(v);
+     [](CommandLine& c, const std::string& v) {
+       c.settings.emplace_back([v](Configuration& s) { s.temporary_directory(v); });
      }},
+    {"--verbose", "", "show the library's own lines on standard error",
+     raise<&CommandLine::verbose>},
+    {"--help", "", "show jobs and options, and end", raise<&CommandLine::help>},
+    {"--man", "", "show the manual page's source, and end", raise<&CommandLine::man>},
+    {"--version", "", "show the version, and end", raise<&CommandLine::version>},
 };
-
-struct Job {
-  std::string_view name;
-  std::string_view help;
-};
-
-constexpr Job jobs[] = {
-    {"text", "print the document's text"},
-    {"filter", "write the document's text to a file and print the file's name"},
-    {"detect", "print what the document is"},
-};
-
-bool is_job(std::string_view name) {
-  for (const Job& job : jobs) {
-    if (job.name == name) return true;
-  }
-  return false;
-}
 
 /// Takes the option at `arguments[at]`, with its value if it has one.
 /// @return how many arguments were taken
 std::size_t take_option(const std::vector<std::string>& arguments, std::size_t at,
                         CommandLine& command_line) {
-  const std::string& name = arguments[at];
-  for (const Flag& flag : flags) {
-    if (flag.name == name) {
-      flag.set(command_line);
+  for (const Option& option : options) {
+    if (option.name != arguments[at]) continue;
+    if (option.value.empty()) {
+      option.set(command_line, {});
       return 1;
     }
+    if (at + 1 == arguments.size()) refuse(arguments[at] + " expects a value");
+    option.set(command_line, arguments[at + 1]);
+    return 2;
   }
-  for (const Valued& option : valued) {
-    if (option.name == name) {
-      if (at + 1 == arguments.size()) refuse(name + " expects a value");
-      option.set(command_line, name, arguments[at + 1]);
-      return 2;
-    }
+  refuse("unknown option " + arguments[at]);
+}
+
+/// Refuses options that would do nothing for the job.
+void check_job(const CommandLine& command_line) {
+  const JobRow* job = find_job(command_line.job);
+  if (job == nullptr) refuse("unknown job '" + command_line.job + "'");
+  if (command_line.json && !job->has_json) refuse("--json does not go with " + command_line.job);
+  if (!command_line.output_directory.empty() && !job->has_output) {
+    refuse("--output does not go with " + command_line.job);
   }
-  refuse("unknown option " + name);
 }
 
 }  // namespace
+
+std::span<const Option> option_table() {
+  return options;
+}
 
 CommandLine parse_command_line(const std::vector<std::string>& arguments) {
   CommandLine command_line;
@@ -176,40 +185,12 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments) {
       at += take_option(arguments, at, command_line);
     }
   }
-  if (command_line.help || command_line.version) return command_line;
+  if (command_line.help || command_line.man || command_line.version) return command_line;
   if (positional.size() != 2) refuse("expected a job and a document");
-  if (!is_job(positional[0])) refuse("unknown job '" + positional[0] + "'");
-  if (!command_line.output.empty() && positional[0] != "filter") {
-    refuse("--output goes with filter");
-  }
   command_line.job = positional[0];
   command_line.document = positional[1];
+  check_job(command_line);
   return command_line;
-}
-
-std::string help_text() {
-  std::ostringstream out;
-  const auto entry = [&](const std::string& left, std::string_view right) {
-    out << "  " << std::left << std::setw(32) << left << right << '\n';
-  };
-  out << "usage: tarnis JOB [OPTION]... DOCUMENT\n"
-         "DOCUMENT is a file, or - for standard input.\n\njobs:\n";
-  for (const Job& job : jobs) entry(std::string(job.name), job.help);
-  out << "\noptions:\n";
-  for (const Flag& flag : flags) entry(std::string(flag.name), flag.help);
-  for (const Valued& option : valued) {
-    entry(std::string(option.name) + " " + std::string(option.value), option.help);
-  }
-  out << "\nexit status:\n";
-  entry("0", "done");
-  entry("1", "another failure");
-  entry("2", "the command line is not understood");
-  entry("3", "the document's format is unknown or has no reader");
-  entry("4", "the document is protected, and the password missing or wrong");
-  entry("5", "the document is damaged; what could be read has been printed");
-  entry("6", "the document is not there or cannot be opened");
-  entry("7", "the time-out has passed");
-  return out.str();
 }
 
 }  // namespace tarnis::cli

@@ -1,7 +1,7 @@
 #pragma once
 
+#include <functional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "api/tarnis.h"
@@ -13,12 +13,15 @@ struct CommandLine {
   std::string job;
   std::string document;          ///< a path, or "-" for standard input
   std::string engine_directory;  ///< empty: the one that belongs to this program
-  std::string output;            ///< where `filter` puts its text; empty: a fresh temporary file
+  std::string output_directory;  ///< where results are put; empty: they stay in the temporary place
   bool in_process = false;
+  bool json = false;
   bool verbose = false;
   bool help = false;
+  bool man = false;
   bool version = false;
-  v1::Configuration configuration;
+  /// What to change of a session's settings, in the order of the command line.
+  std::vector<std::function<void(v1::Configuration&)>> settings;
 };
 
 /// @throws Failure with `ExitStatus::usage` for anything that is not understood
@@ -26,5 +29,8 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments);
 
 /// The text of --help: jobs, options, exit statuses.
 std::string help_text();
+
+/// The same as a manual page, in the language of man(7).
+std::string manual_page();
 
 }  // namespace tarnis::cli

@@ -15,6 +15,7 @@ enum class ExitStatus : int {
   damaged = 5,
   not_found = 6,
   timed_out = 7,
+  members_failed = 8,
 };
 
 /// A failure with the status it ends the program with.

@@ -47,22 +47,22 @@ std::string spool(int stream) {
 
 }  // namespace
 
-std::unique_ptr<v1::io::InputFile> open_document(const std::string& path) {
+std::shared_ptr<ITarnisInputFileWrapper> open_document(const std::string& path) {
   struct stat about {};
   if (path == "-") {
     if (::fstat(STDIN_FILENO, &about) != 0) refuse(std::strerror(errno));
-    return std::make_unique<v1::io::InputFile>(S_ISREG(about.st_mode) ? path_of(STDIN_FILENO)
-                                                                      : spool(STDIN_FILENO));
+    return std::make_shared<CTarnisInputFileWrapper>(S_ISREG(about.st_mode) ? path_of(STDIN_FILENO)
+                                                                            : spool(STDIN_FILENO));
   }
   if (::stat(path.c_str(), &about) != 0) refuse(std::strerror(errno));
   if (S_ISDIR(about.st_mode)) refuse("is a directory");
   if (::access(path.c_str(), R_OK) != 0) refuse(std::strerror(errno));
-  if (S_ISREG(about.st_mode)) return std::make_unique<v1::io::InputFile>(path);
+  if (S_ISREG(about.st_mode)) return std::make_shared<CTarnisInputFileWrapper>(path);
   const int stream = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (stream < 0) refuse(std::strerror(errno));
   const std::string copy = spool(stream);
   ::close(stream);
-  return std::make_unique<v1::io::InputFile>(copy);
+  return std::make_shared<CTarnisInputFileWrapper>(copy);
 }
 
 }  // namespace tarnis::cli

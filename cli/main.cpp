@@ -29,9 +29,10 @@ int main(int argc, char** argv) {
   CommandLine command_line;
   try {
     command_line = tarnis::cli::parse_command_line(std::vector<std::string>(argv + 1, argv + argc));
-    if (command_line.help || command_line.version) {
-      const std::string text =
-          command_line.help ? tarnis::cli::help_text() : "tarnis " TARNIS_VERSION "\n";
+    if (command_line.help || command_line.man || command_line.version) {
+      const std::string text = command_line.help  ? tarnis::cli::help_text()
+                               : command_line.man ? tarnis::cli::manual_page()
+                                                  : "tarnis " TARNIS_VERSION "\n";
       return std::fputs(text.c_str(), stdout) < 0 ? static_cast<int>(ExitStatus::other) : 0;
     }
     tarnis::cli::StandardOutput output(command_line.verbose);

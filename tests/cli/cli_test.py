@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
 """Runs the host program as a user does, and looks at what it prints, where, and how it ends."""
 
+import json
 import os
+import re
 import signal
 import subprocess
 import sys
@@ -65,32 +67,34 @@ class HostProgram(unittest.TestCase):
             self.assertEqual(program.communicate(timeout=60)[0], b"through a pipe\n")
 
     def test_filters_to_a_temporary_file_and_prints_its_name(self):
-        run = tarnis("filter", LETTER, env={**os.environ, "TMPDIR": self.folder})
+        run = tarnis("filter", LETTER)
         self.assertEqual(run.returncode, 0, run.stderr)
         path = run.stdout.decode().rstrip("\n")
-        self.assertEqual(os.path.dirname(path), self.folder)
+        self.addCleanup(os.remove, path)
         self.assertEqual(os.stat(path).st_mode & 0o077, 0)
         with open(path, "rb") as file:
             self.assertEqual(file.read(), self.expected("letter.docx"))
 
-    def test_filters_to_the_file_named(self):
-        path = os.path.join(self.folder, "out.txt")
-        run = tarnis("filter", "--output", path, LETTER)
+    def test_filters_to_the_directory_named_and_makes_it(self):
+        place = os.path.join(self.folder, "new", "place")
+        run = tarnis("filter", "--output", place, LETTER)
+        path = os.path.join(place, "letter.docx.txt")
         self.assertEqual(run.stdout.decode(), path + "\n")
         with open(path, "rb") as file:
             self.assertEqual(file.read(), self.expected("letter.docx"))
-        self.assertEqual(os.listdir(self.folder), ["out.txt"])
+        self.assertEqual(os.listdir(place), ["letter.docx.txt"])
+        self.assertEqual(tarnis("filter", "--output", place, LETTER).returncode, 0, "replaces it")
 
-    def test_leaves_no_file_behind_when_filtering_fails(self):
+    def test_leaves_no_result_behind_when_filtering_fails(self):
         path = self.file("empty", b"")
-        run = tarnis("filter", "--output", os.path.join(self.folder, "out.txt"), path)
+        run = tarnis("filter", "--output", os.path.join(self.folder, "place"), path)
         self.assertNotEqual(run.returncode, 0)
         self.assertEqual(os.listdir(self.folder), ["empty"])
 
     def test_leaves_no_half_written_result_when_interrupted(self):
         pipe = os.path.join(self.folder, "pipe")
         os.mkfifo(pipe)
-        out = os.path.join(self.folder, "out.txt")
+        out = os.path.join(self.folder, "out")
         program = subprocess.Popen([TARNIS, "filter", "--output", out, pipe])
         with open(pipe, "wb") as writer:
             writer.write(b"half of it")
@@ -99,6 +103,73 @@ class HostProgram(unittest.TestCase):
             program.send_signal(signal.SIGINT)
             program.wait(timeout=60)
         self.assertFalse(os.path.exists(out))
+
+    def test_buffers(self):
+        run = tarnis("buffer", LETTER)
+        self.assertEqual((run.returncode, run.stdout), (0, self.expected("letter.docx")))
+
+    def test_buffers_a_text_that_is_larger_than_the_buffers_memory(self):
+        text = b"0123456789abcdef\n" * (1 << 19)
+        run = tarnis("buffer", self.file("large.txt", text))
+        self.assertEqual(run.stdout, text)
+
+    def test_prints_properties(self):
+        lines = tarnis("metadata", LETTER).stdout.decode().splitlines()
+        self.assertIn("Title: ", [line[:7] for line in lines])
+        self.assertEqual(lines, sorted(lines))
+
+    def test_prints_properties_as_json_with_their_types(self):
+        result = self.json("metadata", LETTER)
+        types = {item["name"]: item["type"] for item in result["properties"]}
+        self.assertEqual(types["Title"], "text")
+        created = [item["value"] for item in result["properties"] if item["name"] == "Created"]
+        self.assertRegex(created[0], r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ$")
+
+    def json(self, *arguments):
+        run = tarnis(arguments[0], "--json", *arguments[1:])
+        self.assertEqual((run.returncode, run.stderr), (0, b""))
+        result = json.loads(run.stdout)
+        self.assertEqual(result["job"], arguments[0])
+        self.assertEqual(result["document"], arguments[-1])
+        return result
+
+    def test_detects_as_json(self):
+        result = self.json("detect", LETTER)
+        self.assertEqual(result["format"], {"number": 360, "description": "Microsoft Word 2007 XML",
+                                            "extension": "DOCX"})
+        self.assertEqual(result["category"], {"number": 1, "name": "Word Processor"})
+        self.assertEqual(result["attributes"], [])
+
+    def test_escapes_names_that_are_not_utf8_without_loss_in_json(self):
+        path = os.path.join(os.fsencode(self.folder), b"caf\xe9 \"1\".txt")
+        with open(path, "wb") as file:
+            file.write(b"text\n")
+        run = subprocess.run([os.fsencode(TARNIS), b"detect", b"--json", path],
+                             capture_output=True, timeout=60, check=True)
+        name = json.loads(run.stdout)["document"]
+        self.assertEqual(name.encode("utf-8", "surrogateescape"), path)
+
+    def test_lists_and_extracts_nothing_of_a_document_that_is_no_container(self):
+        path = self.file("plain.txt", b"text\n")
+        self.assertEqual(tarnis("list", path).stdout, b"")
+        self.assertEqual(self.json("list", path)["members"], [])
+        self.assertEqual(self.json("mail", path)["messages"], [])
+        run = tarnis("extract", "--output", self.folder, path)
+        place = os.path.join(self.folder, "plain.txt.members")
+        self.assertEqual((run.returncode, run.stdout.decode()), (0, place + "\n"))
+        self.assertEqual(os.listdir(place), [])
+        self.assertEqual(tarnis("extract", "--output", self.folder, path).returncode, 1,
+                         "nothing is mixed into what is there already")
+
+    def test_filters_a_document_that_is_no_container_as_one(self):
+        path = self.file("plain.txt", b"text\n")
+        framed = b"=== Root ===\nTop Level File\n--- Text ---\ntext\n\n"
+        self.assertEqual(tarnis("container", path).stdout, framed)
+        result = self.json("container", "--output", self.folder, path)
+        self.assertEqual(result["problems"], [])
+        with open(result["file"], "rb") as file:
+            self.assertEqual(file.read(), framed)
+        self.assertEqual(result["size"], len(framed))
 
     def test_detects(self):
         run = tarnis("detect", LETTER)
@@ -115,7 +186,7 @@ class HostProgram(unittest.TestCase):
                          f"tarnis: {path}: text: Tarnis error 42: ZeroFile\n")
 
     def test_status_0_for_help_and_version(self):
-        for option in ("--help", "--version"):
+        for option in ("--help", "--man", "--version"):
             run = tarnis(option)
             self.assertEqual((run.returncode, run.stderr), (0, b""))
             self.assertTrue(run.stdout)
@@ -124,7 +195,7 @@ class HostProgram(unittest.TestCase):
         for arguments in ((), ("text",), ("text", "a", "b"), ("dance", LETTER),
                           ("text", "--unknown", LETTER), ("text", LETTER, "--timeout"),
                           ("text", LETTER, "--timeout", "soon"),
-                          ("text", LETTER, "--output", "x")):
+                          ("text", LETTER, "--output", "x"), ("text", LETTER, "--json")):
             run = tarnis(*arguments)
             self.assertEqual((run.returncode, run.stdout), (2, b""), arguments)
             self.assertIn(b"tarnis --help", run.stderr)
@@ -143,6 +214,12 @@ class HostProgram(unittest.TestCase):
         run = tarnis("text", "--password", "secret", path)
         self.assertEqual(run.returncode, 0)
         self.assertTrue(run.stdout.strip())
+        reader, writer = os.pipe()
+        os.write(writer, b"secret\n")
+        os.close(writer)
+        again = tarnis("text", "--password_fd", str(reader), path, pass_fds=(reader,))
+        os.close(reader)
+        self.assertEqual((again.returncode, again.stdout), (0, run.stdout))
 
     def test_status_5_for_a_damaged_document_after_its_readable_text(self):
         path = self.file("cut.rtf", b"{\\rtf1\\ansi The beginning {\\b and")
@@ -165,6 +242,20 @@ class HostProgram(unittest.TestCase):
                                  timeout=60, check=False)
         self.assertEqual(run.returncode, 1)
         self.assertIn(b"No space left on device", run.stderr)
+
+    def test_manual_page_names_every_job_and_option_of_the_help(self):
+        names = re.findall(r"^  (\S+)", tarnis("--help").stdout.decode(), re.MULTILINE)
+        page = tarnis("--man").stdout.decode().replace("\\-", "-")
+        self.assertGreater(len(names), 40)
+        for name in names:
+            self.assertRegex(page, rf"(?m)^\.B {re.escape(name)}( |$)")
+
+    def test_every_job_of_the_help_is_done(self):
+        jobs = tarnis("--help").stdout.decode().split("jobs:\n")[1].split("\n\n")[0]
+        for job in re.findall(r"^  (\S+)", jobs, re.MULTILINE):
+            run = tarnis(job, "--output", self.folder, LETTER) if job in ("extract", "filter") \
+                else tarnis(job, LETTER)
+            self.assertIn(run.returncode, (0,), (job, run.stderr))
 
     def test_option_shows_headers_and_footers(self):
         plain = tarnis("text", LETTER).stdout
