@@ -15,6 +15,7 @@
 #include <Annot.h>
 #include <ErrorCodes.h>
 #include <GlobalParams.h>
+#include <OptionalContent.h>
 #include <PDFDoc.h>
 #include <Page.h>
 
@@ -22,8 +23,11 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include "engine/core/reader.h"
 #include "engine/readers/pdf_page_text.h"
@@ -32,6 +36,7 @@
 #include "engine/readers/pdf_reading_order.h"
 #include "engine/readers/pdf_stream.h"
 #include "engine/readers/pdf_strings.h"
+#include "engine/readers/pdf_structure.h"
 #include "engine/readers/pdf_text_device.h"
 
 namespace trfilter {
@@ -39,11 +44,21 @@ namespace {
 
 using pdf::PageText;
 
-/// Damage that the library has met on this thread since it was last asked.
-thread_local bool damage_met = false;
+/// Damage of compressed streams that the library has met on this thread since it was last asked.
+struct StreamDamage {
+  bool wrong = false;  ///< a stream holds what cannot be
+  bool cut = false;    ///< a stream ends before its end
+};
+thread_local StreamDamage stream_damage;
 
-void note_error(ErrorCategory category, Goffset /*position*/, const char* /*message*/) {
-  if (category == errSyntaxError || category == errIO) damage_met = true;
+/// The library reports much that loses no text, and names the rest in words alone.
+void note_error(ErrorCategory category, Goffset /*position*/, const char* message) {
+  if (category != errSyntaxError || message == nullptr) return;
+  const std::string_view text = message;
+  if (text.find("flate stream") == std::string_view::npos &&
+      text.find("LZW stream") == std::string_view::npos)
+    return;
+  (text.starts_with("Unexpected end") ? stream_damage.cut : stream_damage.wrong) = true;
 }
 
 /// Sets the library up once for the process. It keeps its own locks from then on.
@@ -52,7 +67,6 @@ void start_library() {
   std::call_once(once, [] {
     setErrorCallback(note_error);
     globalParams = std::make_unique<GlobalParams>();
-    globalParams->setErrQuiet(false);
   });
 }
 
@@ -66,6 +80,8 @@ class PdfReader final : public Reader {
     open();
     page_count_ = document_->getNumPages();
     if (page_count_ <= 0) throw EngineError(Code::corrupt, "the document has no pages");
+    find_layers();
+    device_.set_tagged(context.options.tagged_pdf_content);
   }
 
   bool step(TextSink& sink) override {
@@ -77,8 +93,9 @@ class PdfReader final : public Reader {
       if (source_.failure) std::rethrow_exception(source_.failure);
     }
     if (next_page_ <= page_count_) return true;
-    if (unreadable_pages_ != 0) {
-      throw EngineError(Code::corrupt, std::to_string(unreadable_pages_) + " pages cannot be read");
+    if (damaged_pages_ != 0) {
+      throw EngineError(Code::corrupt,
+                        std::to_string(damaged_pages_) + " pages cannot be read as a whole");
     }
     return false;
   }
@@ -90,7 +107,11 @@ class PdfReader final : public Reader {
  private:
   void open();
   bool open_with(const std::optional<std::string>& password);
+  void find_layers();
+  void switch_layers(bool on);
   void read_page(int number);
+  void draw_page(int number);
+  bool lost_contents(Page& page) const;
   void write_collected();
   void write_comments(Page& page);
   static bool abort_page(void* self);
@@ -102,7 +123,11 @@ class PdfReader final : public Reader {
   bool reconstructed_ = false;
   int page_count_ = 0;
   int next_page_ = 1;
-  int unreadable_pages_ = 0;
+  int damaged_pages_ = 0;
+
+  std::vector<OptionalContentGroup*> layers_off_;
+  std::optional<pdf::StructureTree> structure_;
+  std::span<const std::int32_t> marked_content_;  ///< of the page that is being read
 
   PageText page_text_;
   pdf::TextDevice device_;
@@ -134,21 +159,59 @@ void PdfReader::open() {
   throw EngineError(Code::corrupt, "no document can be made out (" + std::to_string(error) + ")");
 }
 
-void PdfReader::read_page(int number) {
-  Page* page = document_->getPage(number);
-  if (page == nullptr || !page->isOk()) {
-    ++unreadable_pages_;
-    return;
+void PdfReader::find_layers() {
+  OCGs* layers = document_->getOptContentConfig();
+  if (layers == nullptr || !layers->isOk()) return;
+  for (const auto& [reference, layer] : layers->getOCGs()) {
+    if (layer->getState() == OptionalContentGroup::Off) layers_off_.push_back(layer.get());
   }
-  page_text_.clear();
+}
+
+void PdfReader::switch_layers(bool on) {
+  for (OptionalContentGroup* layer : layers_off_) {
+    layer->setState(on ? OptionalContentGroup::On : OptionalContentGroup::Off);
+  }
+}
+
+void PdfReader::draw_page(int number) {
   constexpr double points_per_inch = 72;
   document_->displayPage(&device_, number, points_per_inch, points_per_inch, 0, true, false, false,
                          abort_page, this, draw_annotation, this);
+}
+
+void PdfReader::read_page(int number) {
+  Page* page = document_->getPage(number);
+  if (page == nullptr || !page->isOk()) {
+    ++damaged_pages_;
+    return;
+  }
+  if (context_.options.tagged_pdf_content) {
+    if (!structure_) structure_.emplace(*document_);
+    marked_content_ = structure_->marked_content(page->getRef().num);
+  }
+  stream_damage = {};
+  page_text_.begin_page();
+  draw_page(number);
+  if (!layers_off_.empty() && context_.options.hidden_text && !failure_) {
+    // What is drawn now and was not drawn before is hidden.
+    page_text_.set_hidden(true);
+    switch_layers(true);
+    draw_page(number);
+    switch_layers(false);
+  }
   if (failure_) return;
   context_.limits.check_time();
+  if (stream_damage.wrong || (stream_damage.cut && reconstructed_) || lost_contents(*page))
+    ++damaged_pages_;
   write_collected();
   write_comments(*page);
   sink_->page();
+}
+
+bool PdfReader::lost_contents(Page& page) const {
+  if (!page.getContents().isNull()) return false;
+  const Object dictionary = document_->getXRef()->fetch(page.getRef());
+  return dictionary.isDict() && dictionary.dictLookupNF("Contents").isRef();
 }
 
 bool PdfReader::abort_page(void* self) {
@@ -173,8 +236,14 @@ void PdfReader::write_collected() {
   if (failure_) return;
   try {
     page_text_.finish();
-    const auto order = pdf::reading_order(page_text_, context_.options.pdf_reading);
-    pdf::write_page(page_text_, order, *sink_);
+    std::vector<std::uint32_t> order;
+    std::optional<float> middle;
+    if (!marked_content_.empty()) {
+      order = pdf::structure_order(page_text_, marked_content_);
+      if (!order.empty()) middle = static_cast<float>(device_.page_height() / 2);
+    }
+    if (order.empty()) order = pdf::reading_order(page_text_, context_.options.pdf_reading);
+    pdf::write_page(page_text_, order, middle, *sink_);
     page_text_.clear();
   } catch (...) {
     failure_ = std::current_exception();

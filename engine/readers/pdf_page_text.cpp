@@ -41,21 +41,25 @@ std::uint64_t place_key(std::string_view text, std::int64_t u, std::int64_t v, u
 
 }  // namespace
 
+void PageText::begin_page() {
+  clear();
+  frames_.clear();
+  right_to_left_met_ = false;
+  annotation_ = false;
+  hidden_ = false;
+  artifact_ = false;
+  marked_content_ = -1;
+}
+
 void PageText::clear() {
   characters_.clear();
   clusters_.clear();
   words_.clear();
   segments_.clear();
-  frames_.clear();
   places_.clear();
   forget_repeats();
   open_ = false;
   space_due_ = false;
-  right_to_left_met_ = false;
-  annotation_ = false;
-  artifact_ = false;
-  marked_content_ = -1;
-  set_frame(Frame{}, size_);
 }
 
 void PageText::set_frame(const Frame& frame, double size) {
@@ -79,6 +83,11 @@ void PageText::set_frame(const Frame& frame, double size) {
 void PageText::set_annotation(bool on) {
   if (on || annotation_ != on) end_segment();
   annotation_ = on;
+}
+
+void PageText::set_hidden(bool on) {
+  if (hidden_ != on) end_segment();
+  hidden_ = on;
 }
 
 void PageText::set_marked_content(std::int32_t identifier, bool artifact) {
@@ -226,7 +235,7 @@ void PageText::add(const Drawn& drawn, std::string_view text) {
   if (placed.u1 < placed.u0) std::swap(placed.u0, placed.u1);
   placed.spacing = drawn.character_spacing;
   placed.size = size_;
-  placed.outside = drawn.outside;
+  placed.hidden = hidden_ || drawn.outside;
   while (!text.empty() && text.front() == ' ') {
     placed.space_before = true;
     text.remove_prefix(1);
@@ -247,7 +256,7 @@ void PageText::add(const Drawn& drawn, std::string_view text) {
 void PageText::place(const Placed& placed) {
   const bool right_to_left = static_cast<unsigned char>(placed.text.front()) >= 0xD6 &&
                              is_right_to_left(first_character(placed.text));
-  if (open_ && placed.outside != segment_.hidden) end_segment();
+  if (open_ && placed.hidden != segment_.hidden) end_segment();
   if (open_) {
     if (combine_with_last(placed)) return;
     if (!continues_line(placed, right_to_left)) end_segment();
@@ -262,7 +271,7 @@ void PageText::place(const Placed& placed) {
     segment_.marked_content = marked_content_;
     segment_.annotation = annotation_;
     segment_.artifact = artifact_;
-    segment_.hidden = placed.outside;
+    segment_.hidden = placed.hidden;
     word_ = Word{};
     line_u0_ = u0;
     line_u1_ = u1;

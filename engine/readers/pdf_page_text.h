@@ -56,7 +56,7 @@ struct Segment {
   bool right_to_left = false;  ///< holds letters of a right-to-left script
   bool annotation = false;     ///< drawn by an annotation: a form field's value, free text
   bool artifact = false;       ///< marked as no content of the document: page headers, numbers
-  bool hidden = false;         ///< outside the page
+  bool hidden = false;         ///< outside the page, or of a layer that is switched off
 
   float top() const { return baseline - 0.8F * size; }
   float bottom() const { return baseline + 0.25F * size; }
@@ -79,6 +79,8 @@ class PageText {
   static constexpr std::size_t max_clusters = std::size_t{1} << 20;
 
   /// Forgets the page before, keeps its memory.
+  void begin_page();
+  /// Forgets what has been collected; more of the page may follow.
   void clear();
   bool full() const { return clusters_.size() >= max_clusters; }
 
@@ -86,6 +88,8 @@ class PageText {
   void set_frame(const Frame& frame, double size);
   /// Text from now on is an annotation's, or the page's again.
   void set_annotation(bool on);
+  /// Text from now on is hidden: it belongs to a layer that is switched off.
+  void set_hidden(bool on);
   /// Text from now on belongs to that marked content.
   void set_marked_content(std::int32_t identifier, bool artifact);
   /// Adds one character code's text (valid UTF-8); empty: it has no meaning but takes its place.
@@ -109,7 +113,7 @@ class PageText {
     double v;
     double spacing;
     float size;
-    bool outside;
+    bool hidden;
     bool space_before;
     bool space_after;
     std::string_view text;
@@ -145,6 +149,7 @@ class PageText {
   std::uint8_t frame_ = 0;
   float size_ = 10;
   bool annotation_ = false;
+  bool hidden_ = false;
   bool artifact_ = false;
   std::int32_t marked_content_ = -1;
 

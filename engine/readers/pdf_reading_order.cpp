@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <numeric>
 #include <span>
+#include <unordered_map>
 
 #include "engine/readers/pdf_columns.h"
 
@@ -385,6 +386,41 @@ std::vector<std::uint32_t> reading_order(const PageText& page, PdfReading readin
       break;
   }
   order.insert(order.end(), turned.begin(), turned.end());
+  insert_annotations(segments, annotations, order);
+  return order;
+}
+
+std::vector<std::uint32_t> structure_order(const PageText& page,
+                                           std::span<const std::int32_t> marked_content) {
+  const std::span<const Segment> segments = page.segments();
+  std::unordered_map<std::int32_t, std::size_t> rank_of;
+  for (const std::int32_t identifier : marked_content)
+    rank_of.try_emplace(identifier, rank_of.size() + 1);
+
+  // What the tree does not name stays behind what was drawn before it.
+  std::vector<std::size_t> ranks(segments.size());
+  std::size_t rank = 0;
+  std::uint64_t named = 0;
+  std::uint64_t content = 0;
+  Indices annotations;
+  Indices order;
+  for (std::uint32_t i = 0; i < segments.size(); ++i) {
+    const Segment& segment = segments[i];
+    const auto found = rank_of.find(segment.marked_content);
+    if (found != rank_of.end()) {
+      rank = found->second;
+      named += segment.characters;
+    }
+    ranks[i] = rank;
+    if (segment.annotation) {
+      annotations.push_back(i);
+      continue;
+    }
+    if (!segment.artifact) content += segment.characters;
+    order.push_back(i);
+  }
+  if (named * 2 < content || named == 0) return {};
+  std::ranges::stable_sort(order, {}, [&](std::uint32_t index) { return ranks[index]; });
   insert_annotations(segments, annotations, order);
   return order;
 }

@@ -36,6 +36,8 @@ void TextDevice::startPage(int /*number*/, GfxState* state, XRef* /*references*/
   height_ = state != nullptr ? state->getPageHeight() : 0;
   replacement_depth_ = 0;
   marked_content_.clear();
+  page_->set_annotation(false);
+  page_->set_marked_content(-1, false);
 }
 
 void TextDevice::beginString(GfxState* state, const GooString* /*string*/) {
@@ -67,7 +69,6 @@ void TextDevice::beginString(GfxState* state, const GooString* /*string*/) {
 void TextDevice::drawChar(GfxState* state, double x, double y, double dx, double dy,
                           double /*origin_x*/, double /*origin_y*/, CharCode code, int bytes,
                           const Unicode* characters, int count) {
-  ++drawn_;
   double spacing = state->getCharSpace();
   const double words = code == ' ' && bytes == 1 ? state->getWordSpace() : 0;
   double space_x = 0;

@@ -23,8 +23,8 @@ class TextDevice final : public OutputDev {
   void set_tagged(bool on) { tagged_ = on; }
   /// Text from now on is an annotation's.
   void begin_annotation() { page_->set_annotation(true); }
-  /// Character codes drawn so far, with and without a meaning.
-  std::uint64_t drawn() const { return drawn_; }
+  /// Of the page drawn last, in points.
+  double page_height() const { return height_; }
 
   bool upsideDown() override { return true; }
   bool useDrawChar() override { return true; }
@@ -52,7 +52,6 @@ class TextDevice final : public OutputDev {
   std::string text_;  ///< of the character code being drawn
   double width_ = 0;  ///< of the page
   double height_ = 0;
-  std::uint64_t drawn_ = 0;
 
   unsigned replacement_depth_ = 0;  ///< replacement texts that are open in each other
   bool replacement_due_ = false;    ///< the outermost one's text has not been placed yet
