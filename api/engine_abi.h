@@ -211,6 +211,7 @@ typedef struct tag_TRChunk {
 TR_ASSERT_SIZE(tag_TRChunk, 64);
 TR_ASSERT_OFFSET(tag_TRChunk, bytes, 0);
 TR_ASSERT_OFFSET(tag_TRChunk, length, 8);
+TR_ASSERT_OFFSET(tag_TRChunk, padding, 12);
 TR_ASSERT_OFFSET(tag_TRChunk, output, 16);
 
 /* ---- Detection ------------------------------------------------------------------------------ */
@@ -350,6 +351,7 @@ typedef struct tag_TRCredential {
   const char* text;
 } tag_TRCredential;
 TR_ASSERT_SIZE(tag_TRCredential, 16);
+TR_ASSERT_OFFSET(tag_TRCredential, kind, 0);
 TR_ASSERT_OFFSET(tag_TRCredential, text, 8);
 
 typedef struct tag_TRCredentials {
@@ -358,6 +360,7 @@ typedef struct tag_TRCredentials {
   const tag_TRCredential* const* items;
 } tag_TRCredentials;
 TR_ASSERT_SIZE(tag_TRCredentials, 16);
+TR_ASSERT_OFFSET(tag_TRCredentials, count, 0);
 TR_ASSERT_OFFSET(tag_TRCredentials, items, 8);
 
 typedef struct tag_TROpenRequest {
@@ -368,6 +371,7 @@ typedef struct tag_TROpenRequest {
   uint64_t reserved_32[4];
 } tag_TROpenRequest;
 TR_ASSERT_SIZE(tag_TROpenRequest, 64);
+TR_ASSERT_OFFSET(tag_TROpenRequest, header, 0);
 TR_ASSERT_OFFSET(tag_TROpenRequest, credentials, 16);
 TR_ASSERT_OFFSET(tag_TROpenRequest, stream, 24);
 
@@ -376,6 +380,7 @@ typedef struct tag_TRMainInfo {
   int32_t subfile_count;
   uint32_t reserved_20;
 } tag_TRMainInfo;
+TR_ASSERT_SIZE(tag_TRMainInfo, 24);
 TR_ASSERT_OFFSET(tag_TRMainInfo, subfile_count, 16);
 
 typedef struct tag_TRSubfileInfo {
@@ -414,6 +419,7 @@ typedef struct tag_TRExtractRequest {
   uint64_t reserved_64[2];
 } tag_TRExtractRequest;
 TR_ASSERT_SIZE(tag_TRExtractRequest, 80);
+TR_ASSERT_OFFSET(tag_TRExtractRequest, header, 0);
 TR_ASSERT_OFFSET(tag_TRExtractRequest, index, 16);
 TR_ASSERT_OFFSET(tag_TRExtractRequest, options, 32);
 TR_ASSERT_OFFSET(tag_TRExtractRequest, output, 56);
@@ -423,6 +429,7 @@ typedef struct tag_TRExtractResult {
   const char* location; /* where an external subfile is stored */
   uint64_t kind;
 } tag_TRExtractResult;
+TR_ASSERT_SIZE(tag_TRExtractResult, 40);
 TR_ASSERT_OFFSET(tag_TRExtractResult, location, 24);
 TR_ASSERT_OFFSET(tag_TRExtractResult, kind, 32);
 
@@ -434,6 +441,7 @@ typedef struct tag_TRMailRequest {
   uint64_t reserved_24[3];
 } tag_TRMailRequest;
 TR_ASSERT_SIZE(tag_TRMailRequest, 48);
+TR_ASSERT_OFFSET(tag_TRMailRequest, header, 0);
 TR_ASSERT_OFFSET(tag_TRMailRequest, index, 16);
 
 enum {
@@ -458,6 +466,7 @@ typedef struct tag_TRMailField {
   tag_TRValueWord value;
 } tag_TRMailField;
 TR_ASSERT_SIZE(tag_TRMailField, 32);
+TR_ASSERT_OFFSET(tag_TRMailField, present, 0);
 TR_ASSERT_OFFSET(tag_TRMailField, type, 8);
 TR_ASSERT_OFFSET(tag_TRMailField, name, 16);
 TR_ASSERT_OFFSET(tag_TRMailField, value, 24);
@@ -468,6 +477,7 @@ typedef struct tag_TRMailInfo {
   uint32_t padding_20;
   const tag_TRMailField* const* fields;
 } tag_TRMailInfo;
+TR_ASSERT_SIZE(tag_TRMailInfo, 32);
 TR_ASSERT_OFFSET(tag_TRMailInfo, count, 16);
 TR_ASSERT_OFFSET(tag_TRMailInfo, fields, 24);
 
@@ -486,6 +496,8 @@ typedef struct tag_TRExtractInterface {
   int (*free_info)(void* container, void* info);
 } tag_TRExtractInterface;
 TR_ASSERT_SIZE(tag_TRExtractInterface, 72);
+TR_ASSERT_OFFSET(tag_TRExtractInterface, header, 0);
+TR_ASSERT_OFFSET(tag_TRExtractInterface, reserved_1, 8);
 TR_ASSERT_OFFSET(tag_TRExtractInterface, open_file, 16);
 TR_ASSERT_OFFSET(tag_TRExtractInterface, close_file, 24);
 TR_ASSERT_OFFSET(tag_TRExtractInterface, get_main_file_info, 32);
