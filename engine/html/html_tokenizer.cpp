@@ -59,6 +59,21 @@ bool HtmlTag::has_attribute(std::string_view name) const {
   return find(name) != nullptr;
 }
 
+void HtmlTag::assign(std::string_view lower_case_name, bool self_closing) {
+  name_ = lower_case_name;
+  self_closing_ = self_closing;
+  bytes_.clear();
+  attributes_.clear();
+}
+
+void HtmlTag::add(std::string_view lower_case_name, std::string_view value) {
+  const std::size_t begin = bytes_.size();
+  bytes_.append(lower_case_name);
+  const std::size_t name_end = bytes_.size();
+  bytes_.append(value);
+  attributes_.push_back({begin, name_end, bytes_.size()});
+}
+
 void HtmlTokenizer::feed(std::string_view utf8) {
   while (!utf8.empty()) utf8.remove_prefix(advance(utf8));
 }

@@ -21,6 +21,11 @@ class HtmlTag {
   std::string_view attribute(std::string_view name) const;
   bool has_attribute(std::string_view name) const;
 
+  /// Makes it the tag of another element without attributes, for who has elements but no HTML.
+  void assign(std::string_view lower_case_name, bool self_closing = false);
+  /// Adds an attribute, references in its value resolved.
+  void add(std::string_view lower_case_name, std::string_view value);
+
  private:
   friend class HtmlTokenizer;
 

@@ -1,15 +1,18 @@
 #include "engine/xml/xml_parser.h"
 
-#include <libxml/HTMLparser.h>
 #include <libxml/parser.h>
 #include <libxml/parserInternals.h>
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 #include <string>
+#include <unordered_map>
 
+#include "engine/charset/text_decoder.h"
 #include "engine/core/engine_error.h"
-#include "engine/core/utf8.h"
+#include "engine/xml/xml_encoding.h"
+#include "engine/xml/xml_entities.h"
 
 namespace trfilter {
 namespace {
@@ -31,6 +34,32 @@ std::string_view view(const xmlChar* text) {
 
 // Bytes pushed at once: libxml2 keeps what it has not parsed yet.
 constexpr std::size_t push_size = std::size_t{64} << 10;
+
+// What references to entities may add to a document: this much, and this many times its bytes.
+constexpr std::uint64_t entity_floor = std::uint64_t{4} << 20;
+constexpr std::uint64_t entity_ratio = 16;
+
+/// How libxml2 is told the text of an entity. In content, the text of a "predefined" one is handed
+/// on as it stands; in an attribute's value, that of a "general" one is, references in it resolved.
+struct ParserEntity {
+  std::string text;
+  std::string escaped;
+  xmlEntity content{};
+  xmlEntity attribute{};
+};
+
+xmlChar* as_xml(std::string& text) {
+  return reinterpret_cast<xmlChar*>(text.data());
+}
+
+void describe(xmlEntity& entity, std::string& name, std::string& text, xmlEntityType type) {
+  entity.type = XML_ENTITY_DECL;
+  entity.name = as_xml(name);
+  entity.content = as_xml(text);
+  entity.length = static_cast<int>(text.size());
+  entity.etype = type;
+  entity.checked = 2;  // it has been looked at, and holds no '<'
+}
 
 }  // namespace
 
@@ -61,20 +90,44 @@ struct XmlParser::State {
   Limits* limits;
   xmlParserCtxtPtr context = nullptr;
   std::exception_ptr thrown;
-  std::string encoding;
-  bool stopped = false;
 
-  ~State() {
-    if (context != nullptr) {
-      if (context->myDoc != nullptr) xmlFreeDoc(context->myDoc);
-      xmlFreeParserCtxt(context);
-    }
+  const Encoding* told = nullptr;
+  std::string head;  ///< bytes from before the encoding is known
+  std::optional<TextDecoder> decoder;
+  std::string without_nul;
+
+  XmlEntities entities;
+  std::unordered_map<std::string, ParserEntity> parser_entities;
+  std::string unknown_name;
+  std::uint64_t entity_bytes = 0;
+  std::uint64_t fed_bytes = 0;
+
+  bool more_roots = false;
+  std::size_t depth = 0;
+  bool root_begun = false;       ///< the parser at hand has met an element
+  bool root_ended = false;       ///< the parser at hand has read its document
+  bool had_root = false;         ///< some parser has
+  std::size_t behind_root = 0;   ///< bytes of the piece at hand that lie behind it
+  std::size_t behind_error = 0;  ///< bytes of the piece at hand that lie behind the last error
+  bool damaged = false;
+  bool stopped = false;
+  std::string unread;
+
+  ~State() { close(); }
+
+  void close() {
+    if (context == nullptr) return;
+    if (context->myDoc != nullptr) xmlFreeDoc(context->myDoc);
+    xmlFreeParserCtxt(context);
+    context = nullptr;
   }
 
   /// Runs a handler's function; nothing may be thrown through the C code of the parser.
   template <typename Function>
   void guarded(Function function) {
-    if (thrown) return;
+    if (thrown || root_ended) return;
+    // A parser that has met an error would resolve no more references.
+    context->wellFormed = 1;
     try {
       function();
     } catch (...) {
@@ -83,19 +136,36 @@ struct XmlParser::State {
     }
   }
 
+  std::size_t bytes_ahead() const {
+    const xmlParserInputPtr input = context->input;
+    if (input == nullptr || context->inputNr != 1) return 0;
+    return static_cast<std::size_t>(input->end - input->cur);
+  }
+
   static State& of(void* data) { return *static_cast<State*>(data); }
 
   static void on_start(void* data, const xmlChar* name, const xmlChar*, const xmlChar* uri, int,
                        const xmlChar**, int attribute_count, int, const xmlChar** attributes) {
     State& state = of(data);
     state.guarded([&] {
+      ++state.depth;
+      state.root_begun = true;
       state.handler->start_element(XmlElement(view(name), view(uri), attributes, attribute_count));
     });
   }
 
   static void on_end(void* data, const xmlChar* name, const xmlChar*, const xmlChar* uri) {
     State& state = of(data);
-    state.guarded([&] { state.handler->end_element(view(name), view(uri)); });
+    state.guarded([&] {
+      state.handler->end_element(view(name), view(uri));
+      if (state.depth > 0 && --state.depth == 0) {
+        state.had_root = true;
+        if (state.more_roots) {
+          state.root_ended = true;
+          state.behind_root = state.bytes_ahead();
+        }
+      }
+    });
   }
 
   static void on_characters(void* data, const xmlChar* text, int length) {
@@ -105,22 +175,68 @@ struct XmlParser::State {
     });
   }
 
-  /// A reference to an entity that nothing declares here: XHTML's names are well known.
-  static void on_reference(void* data, const xmlChar* name) {
+  static void on_entity_declaration(void* data, const xmlChar* name, int type, const xmlChar*,
+                                    const xmlChar*, xmlChar* content) {
     State& state = of(data);
     state.guarded([&] {
-      const htmlEntityDesc* entity = htmlEntityLookup(name);
-      if (entity == nullptr) return;
-      std::string text;
-      append_utf8(text, entity->value);
-      state.handler->characters(text);
+      if (type == XML_INTERNAL_PARAMETER_ENTITY || type == XML_EXTERNAL_PARAMETER_ENTITY) return;
+      const bool internal = type == XML_INTERNAL_GENERAL_ENTITY;
+      state.entities.declare(view(name), internal ? view(content) : std::string_view{});
     });
   }
 
-  static void ignore_error(void*, const char*, ...) {}
-  static void ignore_structured(void*, xmlErrorPtr) {}
+  static xmlEntityPtr on_entity(void* data, const xmlChar* name) {
+    State& state = of(data);
+    xmlEntityPtr result = nullptr;
+    // While declarations are read, the parser only asks whether one is there already.
+    if (state.context->inSubset != 0) return result;
+    state.guarded([&] { result = state.entity(view(name)); });
+    return result;
+  }
 
-  void open(std::string_view first) {
+  xmlEntityPtr entity(std::string_view name) {
+    const auto [found, is_new] = parser_entities.try_emplace(std::string(name));
+    ParserEntity& known = found->second;
+    if (is_new) {
+      if (const std::string* text = entities.text_of(name)) {
+        known.text = *text;
+      } else {
+        // Nothing declares it here, perhaps a DTD elsewhere does: it stays as it stands.
+        if (context->hasExternalSubset == 0 && context->hasPErefs == 0) damaged = true;
+        known.text = "&" + std::string(name) + ";";
+      }
+      for (const char c : known.text) {
+        if (c == '&') {
+          known.escaped += "&#38;";
+        } else if (c == '<') {
+          known.escaped += "&#60;";
+        } else {
+          known.escaped.push_back(c);
+        }
+      }
+      // The map's nodes stay where they are.
+      describe(known.content, known.text, known.text, XML_INTERNAL_PREDEFINED_ENTITY);
+      describe(known.attribute, known.text, known.escaped, XML_INTERNAL_GENERAL_ENTITY);
+    }
+    if (entities.overflowed()) damaged = true;
+    entity_bytes += known.text.size();
+    if (entity_bytes > entity_floor && entity_bytes / entity_ratio > fed_bytes) {
+      throw EngineError(Code::corrupt, "entities make the document grow beyond its bound");
+    }
+    return context->instate == XML_PARSER_ATTRIBUTE_VALUE ? &known.attribute : &known.content;
+  }
+
+  static void on_error(void* data, xmlErrorPtr error) {
+    State& state = of(data);
+    if (state.root_ended || state.context == nullptr) return;
+    // What breaks the rules of namespaces or validity still is well-formed.
+    if (error->level < XML_ERR_ERROR || error->domain != XML_FROM_PARSER) return;
+    if (error->code == XML_WAR_UNDECLARED_ENTITY) return;
+    state.damaged = true;
+    state.behind_error = state.bytes_ahead();
+  }
+
+  void open() {
     xmlSAXHandler sax{};
     sax.initialized = XML_SAX2_MAGIC;
     sax.startElementNs = on_start;
@@ -128,19 +244,88 @@ struct XmlParser::State {
     sax.characters = on_characters;
     sax.cdataBlock = on_characters;
     sax.ignorableWhitespace = on_characters;
-    sax.reference = on_reference;
-    sax.warning = ignore_error;
-    sax.error = ignore_error;
-    sax.serror = ignore_structured;
-    context =
-        xmlCreatePushParserCtxt(&sax, this, first.data(), static_cast<int>(first.size()), nullptr);
+    sax.entityDecl = on_entity_declaration;
+    sax.getEntity = on_entity;
+    sax.serror = on_error;
+    context = xmlCreatePushParserCtxt(&sax, this, nullptr, 0, nullptr);
     if (context == nullptr) throw EngineError(Code::out_of_memory, "no XML parser context");
+    // The text is UTF-8 already, whatever its declaration says.
     xmlCtxtUseOptions(context, XML_PARSE_NOENT | XML_PARSE_NONET | XML_PARSE_RECOVER |
-                                   XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_COMPACT);
-    context->replaceEntities = 1;
-    if (!encoding.empty()) {
-      if (auto* handler_of_name = xmlFindCharEncodingHandler(encoding.c_str())) {
-        xmlSwitchToEncoding(context, handler_of_name);
+                                   XML_PARSE_COMPACT | XML_PARSE_IGNORE_ENC);
+    xmlSwitchEncoding(context, XML_CHAR_ENCODING_UTF8);
+    depth = 0;
+    root_begun = false;
+    root_ended = false;
+    entities = {};
+    parser_entities.clear();
+  }
+
+  /// Finds the encoding once enough of the document is there.
+  /// @return what follows the byte-order mark, out of `head`
+  std::string_view start_decoding() {
+    const XmlEncoding found = xml_encoding(head);
+    decoder.emplace(told != nullptr ? *told : *found.encoding);
+    const bool skip = told == nullptr || told == found.encoding;
+    return std::string_view(head).substr(skip ? found.mark_length : 0);
+  }
+
+  void feed(std::string_view bytes, bool last) {
+    if (!decoder) {
+      head.append(bytes);
+      if (!last && !has_xml_declaration_ended(head)) return;
+      parse_bytes(start_decoding(), last);
+      head = {};
+      return;
+    }
+    parse_bytes(bytes, last);
+  }
+
+  void parse_bytes(std::string_view bytes, bool last) {
+    do {
+      const std::string_view piece = bytes.substr(0, push_size);
+      bytes.remove_prefix(piece.size());
+      parse(decode(piece, last && bytes.empty()));
+      limits->check_time();
+    } while (!bytes.empty() && !stopped);
+    if (stopped) unread.append(decode(bytes, last));
+  }
+
+  /// UTF-8 without NUL characters: the parser ends at one.
+  std::string_view decode(std::string_view bytes, bool last) {
+    const std::string_view text = decoder->decode(bytes, last);
+    if (text.find('\0') == std::string_view::npos) return text;
+    damaged = true;
+    without_nul = text;
+    std::erase(without_nul, '\0');
+    return without_nul;
+  }
+
+  void parse(std::string_view text) {
+    while (!text.empty() && !stopped) {
+      if (context == nullptr) {
+        // Blanks before a document are no error of it.
+        const std::size_t begin = text.find_first_not_of(" \t\r\n");
+        if (begin == std::string_view::npos) return;
+        text.remove_prefix(begin);
+        open();
+      }
+      const std::string_view piece = text.substr(0, push_size);
+      behind_error = 0;
+      fed_bytes += piece.size();
+      xmlParseChunk(context, piece.data(), static_cast<int>(piece.size()), 0);
+      if (thrown) std::rethrow_exception(thrown);
+      if (root_ended && behind_root <= text.size()) {
+        text.remove_prefix(piece.size() - std::min(behind_root, piece.size()));
+        close();
+        continue;
+      }
+      text.remove_prefix(piece.size());
+      if (context->instate == XML_PARSER_EOF) {
+        stopped = true;
+        damaged = true;
+        unread = piece.substr(piece.size() - std::min(behind_error, piece.size()));
+        unread.append(text);
+        return;
       }
     }
   }
@@ -154,34 +339,44 @@ XmlParser::XmlParser(XmlHandler& handler, Limits& limits) : state_(std::make_uni
 XmlParser::~XmlParser() = default;
 
 void XmlParser::set_encoding(const char* name) {
-  state_->encoding = name;
+  state_->told = encoding_of_label(name);
+}
+
+void XmlParser::allow_more_roots() {
+  state_->more_roots = true;
 }
 
 void XmlParser::feed(std::string_view bytes) {
-  if (state_->context == nullptr) {
-    // The first four bytes choose the encoding (XML 1.0, appendix F).
-    const std::size_t first = state_->encoding.empty() ? std::min<std::size_t>(bytes.size(), 4) : 0;
-    state_->open(bytes.substr(0, first));
-    bytes.remove_prefix(first);
-  }
-  while (!bytes.empty() && !state_->stopped) {
-    const std::string_view piece = bytes.substr(0, push_size);
-    bytes.remove_prefix(piece.size());
-    xmlParseChunk(state_->context, piece.data(), static_cast<int>(piece.size()), 0);
-    if (state_->thrown) std::rethrow_exception(state_->thrown);
-    state_->stopped = state_->context->disableSAX == 1 && state_->context->wellFormed == 0;
-    state_->limits->check_time();
-  }
+  if (!bytes.empty() && !state_->stopped) state_->feed(bytes, false);
 }
 
 void XmlParser::finish() {
-  if (state_->context == nullptr) state_->open({});
-  xmlParseChunk(state_->context, nullptr, 0, 1);
-  if (state_->thrown) std::rethrow_exception(state_->thrown);
+  State& state = *state_;
+  if (state.stopped) return;
+  state.feed({}, true);
+  if (state.context != nullptr && !state.stopped) {
+    // Behind a document, comments and instructions may stand without another one.
+    if (state.had_root && !state.root_begun && state.bytes_ahead() == 0) return;
+    xmlParseChunk(state.context, nullptr, 0, 1);
+    if (state.thrown) std::rethrow_exception(state.thrown);
+  }
+  if (!state.had_root) state.damaged = true;
 }
 
 bool XmlParser::well_formed() const {
-  return state_->context != nullptr && state_->context->wellFormed == 1;
+  return !state_->damaged;
+}
+
+bool XmlParser::stopped() const {
+  return state_->stopped;
+}
+
+std::string_view XmlParser::unread() const {
+  return state_->unread;
+}
+
+std::string_view XmlParser::decode(std::string_view bytes, bool last) {
+  return state_->decode(bytes, last);
 }
 
 }  // namespace trfilter

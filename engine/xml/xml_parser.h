@@ -52,8 +52,12 @@ class XmlHandler {
 };
 
 /// Pushes XML 1.0 through a handler, with bounded memory. Opens nothing: no DTD, no external
-/// entity, no network; entities that the document declares are not expanded, XHTML's names are
-/// resolved. Goes on behind errors as far as it can.
+/// entity, no network. Entities that the document declares are resolved to their text as far as
+/// that stays small, external ones to nothing; HTML's names are known in every document. Goes on
+/// behind errors as far as it can.
+///
+/// The encoding is the one of `set_encoding`, of the byte-order mark or of the declaration, else
+/// UTF-8; bytes that are no characters become U+FFFD.
 class XmlParser {
  public:
   XmlParser(XmlHandler& handler, Limits& limits);
@@ -61,17 +65,35 @@ class XmlParser {
   XmlParser& operator=(const XmlParser&) = delete;
   ~XmlParser();
 
-  /// Overrides the document's own encoding declaration; before the first `feed`. An IANA name.
+  /// Overrides the document's own encoding declaration; before the first `feed`. An IANA name; one
+  /// that is unknown overrides nothing.
   void set_encoding(const char* name);
 
-  /// Parses the next bytes. Throws what the handler throws.
+  /// Takes the documents that follow behind the first one's end, as exports and logs have them,
+  /// instead of ending there; before the first `feed`. Their roots come to the handler one after
+  /// another.
+  void allow_more_roots();
+
+  /// Parses the next bytes. Throws what the handler throws, and code 4 when entities make the
+  /// document grow out of all proportion.
   void feed(std::string_view bytes);
 
-  /// Tells that the document is at its end. Throws what the handler throws.
+  /// Tells that the document is at its end. Throws as `feed`.
   void finish();
 
   /// False after an error of well-formedness, a missing end included.
   bool well_formed() const;
+
+  /// Whether an error was such that nothing behind it can be parsed; `feed` then does nothing.
+  bool stopped() const;
+
+  /// What of the bytes of the `feed` that stopped lies behind the error, in UTF-8; until the next
+  /// call.
+  std::string_view unread() const;
+
+  /// Decodes bytes behind those that have been fed; for who reads on where the parser has stopped.
+  /// @return UTF-8, until the next call
+  std::string_view decode(std::string_view bytes, bool last);
 
  private:
   struct State;
