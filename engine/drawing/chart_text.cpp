@@ -9,7 +9,16 @@ namespace {
 
 constexpr std::size_t most_value = std::size_t{1} << 20;
 
+bool is_values(std::string_view name) {
+  return name == "val" || name == "yVal" || name == "bubbleSize" || name == "numDim";
+}
+
 }  // namespace
+
+bool ChartTextHandler::holds_row(std::string_view element) const {
+  return element == "cat" || element == "strDim" ||
+         (with_values_ && (is_values(element) || element == "xVal"));
+}
 
 void ChartTextHandler::start_element(const XmlElement& element) {
   const std::string_view name = element.name();
@@ -21,19 +30,20 @@ void ChartTextHandler::start_element(const XmlElement& element) {
     in_rich_text_ = true;
   } else if (name == "br") {
     sink_.line();
-  } else if (name == "cat" || name == "strDim") {
-    in_categories_ = true;
-    numbers_ = false;
+  } else if (holds_row(name)) {
+    in_row_ = true;
+    row_of_values_ = is_values(name);
+    numbers_ = name == "numDim";
     format_code_.clear();
-    categories_.clear();
+    row_.clear();
   } else if (name == "numCache" || name == "numLit") {
     numbers_ = true;
   } else if (name == "tx" || name == "trendline") {
     in_name_ = true;
   } else if (name == "userShapes") {
     user_shapes_ = element.attribute("id");
-  } else if ((name == "v" && (in_categories_ || in_name_)) || (name == "pt" && in_categories_) ||
-             (name == "name" && in_name_) || (name == "formatCode" && in_categories_)) {
+  } else if ((name == "v" && (in_row_ || in_name_)) || (name == "pt" && in_row_) ||
+             (name == "name" && in_name_) || (name == "formatCode" && in_row_)) {
     capture_ = true;
     value_.clear();
   }
@@ -48,12 +58,12 @@ void ChartTextHandler::end_element(std::string_view name, std::string_view /*uri
     in_rich_text_ = false;
   } else if (name == "p") {
     sink_.paragraph();
-  } else if (name == "cat" || name == "strDim") {
-    end_categories();
+  } else if (holds_row(name)) {
+    end_row();
   } else if (name == "tx" || name == "trendline") {
     in_name_ = false;
   } else if (name == "formatCode") {
-    if (in_categories_) format_code_ = value_;
+    if (in_row_) format_code_ = value_;
     capture_ = false;
   } else if (name == "v" || name == "name" || name == "pt") {
     if (capture_) end_value();
@@ -73,32 +83,30 @@ void ChartTextHandler::characters(std::string_view text) {
 }
 
 void ChartTextHandler::end_value() {
-  if (!in_categories_) {
+  if (!in_row_) {
     sink_.text(value_);
     sink_.paragraph();
     return;
   }
-  if (categories_.size() + value_.size() > most_categories_bytes) return;
+  if (row_.size() + value_.size() > most_row_bytes) return;
   double number = 0;
   const char* end = value_.data() + value_.size();
   const auto parsed = std::from_chars(value_.data(), end, number);
   if (numbers_ && parsed.ec == std::errc() && parsed.ptr == end) {
-    NumberFormat(format_code_).append(categories_, number);
+    NumberFormat(format_code_).append(row_, number);
   } else {
-    categories_ += value_;
+    row_ += value_;
   }
-  categories_ += '\t';
+  row_ += '\t';
   value_.clear();
 }
 
-void ChartTextHandler::end_categories() {
-  in_categories_ = false;
-  if (categories_.empty() || categories_ == shown_categories_) return;
-  categories_.pop_back();
-  sink_.text(categories_);
+void ChartTextHandler::end_row() {
+  in_row_ = false;
+  if (row_.empty() || (!row_of_values_ && row_ == shown_categories_)) return;
+  sink_.text(std::string_view(row_).substr(0, row_.size() - 1));
   sink_.paragraph();
-  categories_ += '\t';
-  shown_categories_.swap(categories_);
+  if (!row_of_values_) shown_categories_.swap(row_);
 }
 
 }  // namespace trfilter

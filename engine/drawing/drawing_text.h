@@ -50,13 +50,18 @@ class DrawingTextHandler final : public XmlHandler {
 
 /// Shows a chart: its titles and labels as paragraphs, then the name of each series, and its
 /// categories as a row where they differ from those of the series before (ECMA-376 part 1, 21.2,
-/// and the chart parts of later versions, whose data come before their series).
+/// and the chart parts of later versions, whose data come before their series). On request the
+/// values that the chart keeps follow, a row a series: a spreadsheet has them in its cells, other
+/// documents nowhere else.
 class ChartTextHandler final : public XmlHandler {
  public:
-  /// Categories beyond are not shown.
-  static constexpr std::size_t most_categories_bytes = std::size_t{1} << 20;
+  /// What a row has beyond is not shown.
+  static constexpr std::size_t most_row_bytes = std::size_t{1} << 20;
 
-  explicit ChartTextHandler(TextSink& sink) : sink_(sink) {}
+  enum class Values : std::uint8_t { hidden, shown };
+
+  explicit ChartTextHandler(TextSink& sink, Values values = Values::hidden)
+      : sink_(sink), with_values_(values == Values::shown) {}
 
   /// Relationship of the drawing that lies over the chart; empty when there is none.
   const std::string& user_shapes() const { return user_shapes_; }
@@ -66,20 +71,23 @@ class ChartTextHandler final : public XmlHandler {
   void characters(std::string_view text) override;
 
  private:
-  void end_categories();
+  bool holds_row(std::string_view element) const;
+  void end_row();
   void end_value();
 
   TextSink& sink_;
   std::string user_shapes_;
   std::string value_;
   std::string format_code_;
-  std::string categories_;        ///< of the current series, each ended by a tab
+  std::string row_;               ///< of categories or values, each ended by a tab
   std::string shown_categories_;  ///< of the last series that showed them
   unsigned skipped_depth_ = 0;
   bool in_rich_text_ = false;
-  bool in_categories_ = false;
+  bool with_values_;
+  bool in_row_ = false;
+  bool row_of_values_ = false;
   bool in_name_ = false;
-  bool numbers_ = false;  ///< the categories are numbers
+  bool numbers_ = false;  ///< the row's items are numbers
   bool capture_ = false;
 };
 
