@@ -198,20 +198,22 @@ bool CBufferStream::LoadIntoMemory() {
   return true;
 }
 
+bool CBufferStream::PrepareToModifyInMemory() {
+  if (Refuses()) return false;
+  if (!in_memory_) {
+    if (!LoadIntoMemory()) return false;
+    copy_on_write_ = false;
+  }
+  // A private copy may go to a file: it is fetched back.
+  return PrepareToModify() && LoadIntoMemory();
+}
+
 void CBufferStream::IFInsert(size_t pos, const char* data, size_t n) {
-  if (Refuses()) return;
-  const bool was_in_file = !in_memory_;
-  if (!LoadIntoMemory()) return;
-  if (was_in_file) copy_on_write_ = false;
-  if (PrepareToModify()) memory_->insert(pos, data, n);
+  if (PrepareToModifyInMemory()) memory_->insert(pos, data, n);
 }
 
 size_t CBufferStream::IFRemove(size_t pos, size_t n) {
-  if (Refuses()) return 0;
-  const bool was_in_file = !in_memory_;
-  if (!LoadIntoMemory()) return 0;
-  if (was_in_file) copy_on_write_ = false;
-  return PrepareToModify() ? memory_->remove(pos, n) : 0;
+  return PrepareToModifyInMemory() ? memory_->remove(pos, n) : 0;
 }
 
 void CBufferStream::IFAssign(const char* data, size_t n) {

@@ -215,6 +215,8 @@ class OSTREL_EXPORT CBufferStream : public IBufferStream {
   void SwapFor(size_t n);
   /// `WriteCheck`. @return the store may be modified
   bool PrepareToModify();
+  /// The same for what works in memory alone.
+  bool PrepareToModifyInMemory();
   /// Loads a stream in a file into memory. @return false, and nothing changes, when it comes short
   bool LoadIntoMemory();
 

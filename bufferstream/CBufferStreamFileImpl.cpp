@@ -115,7 +115,9 @@ void CBufferStreamFileImpl::Init() {
   }
   mode_ = kTemporary;
   file_ = std::make_unique<CFileOperations>(name_);
-  file_->Open(mode_);
+  // The new file is empty. Opened with the truncating bit as well, some file systems would write its
+  // blocks out on every close, as for a document that is being replaced.
+  file_->Open(kReadWrite);
   start_offset_ = size_ = 0;
 }
 
@@ -128,10 +130,9 @@ void CBufferStreamFileImpl::unmap() {
 }
 
 bool CBufferStreamFileImpl::CreateMapping(bool readOnly) {
-  if (mapping_ != nullptr && mapping_length_ != file_->GetSize()) unmap();
+  if (mapping_ != nullptr && mapping_length_ != size_) unmap();
   if (!file_->IsOpen() || size_ == 0) return false;
   if ((file_->mode() & std::ios_base::out) != 0) file_->stream().flush();
-  if (mapping_ != nullptr && mapping_length_ != size_) unmap();
   mapping_length_ = size_;
   std::cout << "creating mapping for file '" << name_ << "'" << '\n';
 
@@ -271,6 +272,7 @@ void CBufferStreamFileImpl::replace(size_t pos, const char* data, size_t n) {
 size_t CBufferStreamFileImpl::write(const char* data, size_t n) {
   unmap();
   leave_end();
+  if (n == 0) return 0;  // nothing passes the end, wherever the put position is
   const size_t count = file_->Write(data, n);
   grow_to(file_->TellPut());
   return count;

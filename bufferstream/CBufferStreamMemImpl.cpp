@@ -52,10 +52,9 @@ CBufferStreamMemImpl::CBufferStreamMemImpl(CBufferStreamFileImpl* file) {
   put_ = (open ? static_cast<size_t>(operations.TellPut()) : 0) - file->start_offset();
   get_ = (open ? static_cast<size_t>(operations.TellGet()) : 0) - file->start_offset();
 
-  // The size that the file object holds may count overwritten bytes twice; the store's own account
-  // bounds it.
-  const size_t file_size = std::min(operations.GetSize(), file->size());
-  const size_t size = file_size - std::min(file_size, file->start_offset());
+  // The size that the file object holds counts overwritten bytes twice and gaps not at all, and
+  // asks for the file's name, which may be gone: the store's own account is right.
+  const size_t size = file->length();
   if (capacity_ < Sum(size, kSpare)) reserve_additional(Sum(size, kSpare));
 
   operations.SeekGet(static_cast<long>(file->start_offset()), 0);

@@ -315,6 +315,21 @@ TEST_F(BufferStream, CopyOnWriteServesEveryModification) {
   }
 }
 
+TEST_F(BufferStream, InsertAfterACopyOnWriteThatWentToAFileWorksInMemory) {
+  const std::string path = directory.file("named", "0123456789");
+  CBufferStream::sDefaultSwapSize = 9;
+  CBufferStream stream(path, false, true);
+  CBufferStream other(path, false, true);
+  CBufferStream::sDefaultSwapSize = kDefaultSwapSize;
+  stream.IFSwapToMemory();
+  stream.IFInsert(1, "x", 1);
+  EXPECT_TRUE(stream.IFIsInMemory());
+  EXPECT_EQ(stream.ToStdString(), "0x123456789");
+  other.IFSwapToMemory();
+  EXPECT_EQ(other.IFRemove(1, 2), 2U);
+  EXPECT_EQ(other.ToStdString(), "03456789");
+}
+
 TEST_F(BufferStream, StartPushingBackReservesWhatTheCallerSetAvailableTo) {
   CBufferStream stream(true);
   size_t available = 0;

@@ -436,6 +436,21 @@ TEST(MemoryStore, LoadsAFileStoreWithItsPositions) {
   EXPECT_EQ(file.tellp(), 15000);
 }
 
+TEST(MemoryStore, LoadTakesGapsAndOverwrittenBytesForWhatTheyAre) {
+  Store source("__0123");
+  CBufferStreamFileImpl file(&source);
+  file.remove(0, 2);
+  file.seekp(6, 0);
+  file.write("x", 1);  // two bytes behind the end
+  for (int i = 0; i < 5; ++i) {
+    file.seekp(0, 0);
+    file.write("ab", 2);
+  }
+  const Store loaded(&file);
+  EXPECT_EQ(loaded.bytes(), std::string("ab23\0\0x", 7));
+  EXPECT_EQ(loaded.capacity(), 9U);
+}
+
 TEST(MemoryStore, LoadClearsTheStateOfAFailedFile) {
   Store source(Pattern(10));
   CBufferStreamFileImpl file(&source);
