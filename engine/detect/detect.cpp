@@ -12,6 +12,7 @@
 #include "engine/detect/signatures.h"
 #include "engine/detect/text_head.h"
 #include "engine/detect/unsigned_formats.h"
+#include "engine/detect/wrapping.h"
 
 namespace trfilter {
 namespace {
@@ -54,10 +55,16 @@ Detection ask_fallback(const Content& content, const ReaderModules& modules) {
 }  // namespace
 
 Detection detect(Document& document, const ReaderModules* modules) {
-  Content content(document);
+  const std::optional<Wrapping> wrapping = find_wrapping(document);
+  Content content(document, wrapping ? wrapping->offset : 0,
+                  wrapping ? wrapping->size : document.size());
   Detection detection = detect_content(content);
   if (detection.format == Format::none && modules != nullptr && content.size() > 0) {
     detection = ask_fallback(content, *modules);
+  }
+  if (wrapping) {
+    if (detection.format == Format::none) detection.format = wrapping->format;
+    detection.attributes |= wrapping->attribute;
   }
   detection.category = category_of(detection.format);
   return detection;

@@ -12,6 +12,7 @@ namespace trfilter::detection {
 namespace {
 
 constexpr std::size_t longest_name = 64;
+constexpr std::size_t longest_header = std::size_t{32} << 10;
 
 struct FieldName {
   std::string_view name;  ///< in lower case
@@ -63,13 +64,12 @@ std::string lower_case(std::string_view text) {
 
 /// The next line without its end; advances `text`.
 std::string_view take_line(std::string_view& text) {
-  const std::size_t end = text.find_first_of("\r\n");
-  const std::string_view line = text.substr(0, end);
-  if (end == text.npos) {
-    text = {};
-  } else {
-    text.remove_prefix(end + (matches(text, end, "\r\n") ? 2 : 1));
-  }
+  std::string_view line = text.substr(0, text.find('\n'));
+  // A line may also end with a carriage return alone.
+  const std::size_t end = std::min(line.find('\r'), line.size());
+  const std::size_t after = end + (matches(text, end, "\r\n") ? 2 : 1);
+  line = line.substr(0, end);
+  text.remove_prefix(std::min(after, text.size()));
   return line;
 }
 
@@ -141,7 +141,7 @@ Header read_header(std::string_view text) {
 }  // namespace
 
 Detection identify_message(const TextHead& text) {
-  std::string_view rest = text.begin();
+  std::string_view rest = text.begin().substr(0, longest_header);
   const bool quoted = rest.starts_with('>');
   if (quoted) rest.remove_prefix(1);
   if (rest.starts_with("From ")) {

@@ -99,9 +99,8 @@ Detection refine_ac3(Content& content, Format format) {
   } else {
     return nothing;
   }
-  return frame >= 8 && has(head, frame, 2) && head.substr(frame, 2) == head.substr(0, 2)
-             ? found(format)
-             : nothing;
+  const bool again = has(head, frame, 2) && head.substr(frame, 2) == head.substr(0, 2);
+  return frame >= 8 && (again || frame == content.size()) ? found(format) : nothing;
 }
 
 /// ASF: which streams it has, and whether its content is encrypted.

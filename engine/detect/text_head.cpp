@@ -60,14 +60,51 @@ std::string_view without_cut_character(std::string_view bytes) {
   return bytes;
 }
 
+/// The characters of two bytes in an Asian encoding; none when some lead byte lacks its trail byte.
+/// Shift-JIS leaves a gap among its lead bytes, the EUC family has the high bit in both bytes, GBK
+/// and Big5 take ASCII as trail bytes too.
+struct DoubleByteEncoding {
+  unsigned first_lead, last_lead;
+  unsigned gap_begin, gap_end;  ///< bytes of the lead range that stand alone
+  unsigned first_trail;
+};
+
+constexpr std::array double_byte_encodings{
+    DoubleByteEncoding{0x81, 0xFC, 0xA0, 0xDF, 0x40},
+    DoubleByteEncoding{0xA1, 0xFE, 0, 0, 0xA1},
+    DoubleByteEncoding{0x81, 0xFE, 0, 0, 0x40},
+};
+
+bool is_double_byte_text(std::string_view bytes, const DoubleByteEncoding& encoding) {
+  for (std::size_t at = 0; at < bytes.size(); ++at) {
+    const std::uint32_t byte = byte_at(bytes, at);
+    if (byte < 0x80) continue;
+    if (byte >= encoding.gap_begin && byte <= encoding.gap_end) continue;
+    if (byte < encoding.first_lead || byte > encoding.last_lead) return false;
+    if (++at == bytes.size()) break;
+    const std::uint32_t trail = byte_at(bytes, at);
+    if (trail < encoding.first_trail || trail == 0x7F || trail > 0xFE) return false;
+  }
+  return true;
+}
+
 /// Whether high bytes among the others look like words of a legacy encoding. Random bytes that
-/// happen to have no control character are short, and neither have blanks between words nor stay in
-/// one part of the code table.
+/// happen to have no control character are short, and have neither lines or words nor pairs of
+/// bytes.
 bool looks_like_legacy_text(std::string_view bytes, const ByteCounts& counts) {
   constexpr std::size_t surely_no_accident = 256;
   if (counts.total >= surely_no_accident) return true;
   const std::size_t ascii = counts.of_class[plain] + counts.of_class[blank];
   if (counts.of_class[high] * 4 <= ascii) return true;
+  constexpr std::size_t least = 16;
+  if (counts.total < least || counts.of_class[blank] == 0) return false;
+  if (counts.of_class[blank] * 20 >= counts.total &&
+      std::any_of(double_byte_encodings.begin(), double_byte_encodings.end(),
+                  [&](const DoubleByteEncoding& encoding) {
+                    return is_double_byte_text(bytes, encoding);
+                  })) {
+    return true;
+  }
   // Words of letters beyond ASCII: few changes between the two halves of the code table.
   std::size_t changes = 0;
   bool was_high = false;
@@ -76,7 +113,7 @@ bool looks_like_legacy_text(std::string_view bytes, const ByteCounts& counts) {
     if (is_high != was_high) ++changes;
     was_high = is_high;
   }
-  return counts.total >= 16 && changes * 3 <= counts.total && counts.of_class[high] * 2 >= ascii;
+  return changes * 3 <= counts.total && counts.of_class[high] * 2 >= ascii;
 }
 
 /// Encoding of a sample whose encoding keeps ASCII.
@@ -97,32 +134,33 @@ std::uint32_t unit_at(std::string_view bytes, std::size_t offset, unsigned width
   return big_endian ? be16(bytes, offset) : le16(bytes, offset);
 }
 
-/// Whether `bytes` is text in units of this width and order, without a mark that says so: no
-/// control characters, nothing unassigned, surrogates in pairs, and the characters that any text
-/// has.
-bool is_wide_text(std::string_view bytes, unsigned width, bool big_endian) {
+/// How many of the characters that any text has are in `bytes`, taken as units of this width and
+/// order without a mark that says so; 0 when it is no such text: control characters, what is not
+/// assigned, surrogates without their pair, too few common characters.
+std::size_t count_wide_text(std::string_view bytes, unsigned width, bool big_endian) {
   std::size_t units = 0;
   std::size_t common = 0;
   bool lead = false;
   for (std::size_t at = 0; has(bytes, at, width); at += width, ++units) {
     const std::uint32_t unit = unit_at(bytes, at, width, big_endian);
-    if (unit > 0x10FFFF) return false;
+    if (unit > 0x10FFFF) return 0;
     const bool trail = width == 2 && unit >= 0xDC00 && unit <= 0xDFFF;
-    if (trail != lead) return false;
+    if (trail != lead) return 0;
     lead = width == 2 && unit >= 0xD800 && unit <= 0xDBFF;
-    if (width == 4 && unit >= 0xD800 && unit <= 0xDFFF) return false;
-    if ((unit & 0xFFFE) == 0xFFFE || (unit >= 0xFDD0 && unit <= 0xFDEF)) return false;
-    if (unit >= 0xE000 && unit <= 0xF8FF) return false;
+    if (width == 4 && unit >= 0xD800 && unit <= 0xDFFF) return 0;
+    if ((unit & 0xFFFE) == 0xFFFE || (unit >= 0xFDD0 && unit <= 0xFDEF)) return 0;
+    if (unit >= 0xE000 && unit <= 0xF8FF) return 0;
     if (unit < 0x80) {
-      if (byte_classes[unit] == control) return false;
+      if (byte_classes[unit] == control) return 0;
       ++common;
     } else if (unit <= 0x9F) {
-      return false;
+      return 0;
     } else if (unit >= 0x3000 && unit <= 0x3002) {
       ++common;
     }
   }
-  return units >= 2 && common * 40 >= units;
+  constexpr std::size_t units_per_common = 40;
+  return units >= 2 && common * units_per_common >= units ? common : 0;
 }
 
 // EBCDIC as far as its many code pages agree: letters, digits, blank and the usual punctuation.
@@ -194,7 +232,7 @@ bool TextHead::take_wide(std::string_view bytes) {
   if (marked) {
     // After a mark only the end of a sample may be odd; binary formats begin with these bytes too.
     const std::string_view checked = sample.substr(0, 512);
-    if (!checked.empty() && !is_wide_text(checked, width, big_endian)) {
+    if (!checked.empty() && count_wide_text(checked, width, big_endian) == 0) {
       std::size_t units = 0;
       std::size_t bad = 0;
       for (std::size_t at = 0; has(checked, at, width); at += width, ++units) {
@@ -208,24 +246,28 @@ bool TextHead::take_wide(std::string_view bytes) {
     return true;
   }
   if (bytes.size() < 4) return false;
-  // Text without a mark has some character with a zero half, or a blank: both orders are tried.
+  // The order that makes more of the characters that any text has is the right one.
+  std::size_t most = 0;
   for (const unsigned candidate : {4u, 2u}) {
     if (whole_ && bytes.size() % candidate != 0) continue;
     for (const bool order : {false, true}) {
-      const std::string_view even = sample.substr(0, sample.size() / 4 * 4);
-      std::string_view tried = whole_ ? sample : even;
+      std::string_view tried = sample;
       // A surrogate pair may be cut by the sample's end.
       if (candidate == 2 && tried.size() >= 2 && tried.size() < bytes.size()) {
         const std::uint32_t last = unit_at(tried, tried.size() - 2, 2, order);
         if (last >= 0xD800 && last <= 0xDBFF) tried.remove_suffix(2);
       }
-      if (!is_wide_text(tried, candidate, order)) continue;
-      convert_wide(bytes.substr(0, wide_sample), candidate, order);
-      whole_ = whole_ && bytes.size() <= wide_sample;
-      return true;
+      const std::size_t common = count_wide_text(tried, candidate, order);
+      if (common <= most) continue;
+      most = common;
+      width = candidate;
+      big_endian = order;
     }
   }
-  return false;
+  if (most == 0) return false;
+  convert_wide(bytes.substr(0, wide_sample), width, big_endian);
+  whole_ = whole_ && bytes.size() <= wide_sample;
+  return true;
 }
 
 void TextHead::convert_wide(std::string_view bytes, unsigned width, bool big_endian) {
@@ -253,18 +295,19 @@ void TextHead::convert_wide(std::string_view bytes, unsigned width, bool big_end
 
 bool TextHead::take_ebcdic(std::string_view bytes) {
   constexpr std::size_t least = 16;
-  if (bytes.size() < least) return false;
+  const std::string_view begin = bytes.substr(0, 1024);
+  if (begin.size() < least) return false;
   std::size_t known = 0;
   std::size_t blanks = 0;
   std::size_t letters = 0;
-  for (const char c : bytes) {
+  for (const char c : begin) {
     const char ascii = from_ebcdic[static_cast<unsigned char>(c)];
     if (ascii != '\0') ++known;
     if (ascii == ' ') ++blanks;
     if ((ascii >= 'a' && ascii <= 'z') || (ascii >= 'A' && ascii <= 'Z')) ++letters;
   }
   // Its letters are high bytes and its blank is "@", which no other text has so often.
-  if (known * 100 < bytes.size() * 85 || letters * 2 < bytes.size() || blanks * 20 < bytes.size()) {
+  if (known * 100 < begin.size() * 85 || letters * 2 < begin.size() || blanks * 20 < begin.size()) {
     return false;
   }
   converted_.reserve(bytes.size());

@@ -252,10 +252,6 @@ Detection identify_xml(const TextHead& text) {
     if (contains(prolog.application, "Word.Document") && space.empty()) {
       return found(Format::word_2003_xml);
     }
-    // A page may carry the declaration and still be no XML.
-    if (space.empty() && is_html_tag(local) && type_name.empty() && local != "title") {
-      return found(Format::html);
-    }
     return found(Format::xml, Detection::version_of(1));
   }
   if (!type_name.empty()) {

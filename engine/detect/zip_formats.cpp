@@ -122,7 +122,9 @@ Detection identify_open_package(ZipDirectory& directory, const ZipEntry& types_e
     types = directory.unpack(types_entry, most);
     format = format_of_content_types(types);
   }
-  if (format == Format::none && contains(types, "openxmlformats-officedocument.")) {
+  // A theme holds a presentation, but only to show what it looks like.
+  const bool theme = contains(types, "officedocument.themeManager+xml");
+  if (theme || (format == Format::none && contains(types, "openxmlformats-officedocument."))) {
     format = Format::office_2007;
   }
   return found(format);
@@ -288,7 +290,10 @@ Detection identify_package(ZipDirectory& directory) {
   const bool mac_mail = std::any_of(entries.begin(), entries.end(), [](const ZipEntry& entry) {
     return contains(entry.name, "com.microsoft.__Messages/");
   });
-  return found(mac_mail ? Format::olm : Format::zip);
+  if (mac_mail) return found(Format::olm);
+  const bool drawing = directory.find("content/riffData.cdr") != nullptr ||
+                       directory.find("content/root.dat") != nullptr;
+  return found(drawing ? Format::corel_draw : Format::zip);
 }
 
 }  // namespace
