@@ -208,14 +208,14 @@ class HostProgram(unittest.TestCase):
         self.assertEqual(tarnis("text", png).returncode, 3)
 
     def test_status_4_for_a_protected_document(self):
-        path = os.path.join(SAMPLES, "protected.pdf")
+        path = os.path.join(SAMPLES, "locked.pdf")
         self.assertEqual(tarnis("text", path).returncode, 4)
         self.assertEqual(tarnis("text", "--password", "wrong", path).returncode, 4)
-        run = tarnis("text", "--password", "secret", path)
+        run = tarnis("text", "--password", "sesame", path)
         self.assertEqual(run.returncode, 0)
         self.assertTrue(run.stdout.strip())
         reader, writer = os.pipe()
-        os.write(writer, b"secret\n")
+        os.write(writer, b"sesame\n")
         os.close(writer)
         again = tarnis("text", "--password_fd", str(reader), path, pass_fds=(reader,))
         os.close(reader)
