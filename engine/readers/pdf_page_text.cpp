@@ -198,7 +198,7 @@ bool PageText::combine_with_last(const Placed& placed) {
   return true;
 }
 
-bool PageText::continues_line(const Placed& placed, bool right_to_left) {
+bool PageText::continues_line(const Placed& placed, bool right_to_left, bool left_to_right) {
   const Cluster& last = clusters_.back();
   const double size = std::max(placed.size, last_size_);
   const double across = std::abs(placed.v - last.v);
@@ -206,7 +206,8 @@ bool PageText::continues_line(const Placed& placed, bool right_to_left) {
 
   const double forward = placed.u0 - last.u1;
   double gap = forward;
-  if (right_to_left || (right_to_left_met_ && !is_left_to_right(first_character(placed.text)))) {
+  const bool neutral = !left_to_right && (segment_.right_to_left || !segment_.left_to_right);
+  if (right_to_left || (right_to_left_met_ && neutral)) {
     const double backward = line_u0_ - placed.u1;
     const double onward = placed.u0 - line_u1_;
     if (std::abs(backward) < std::abs(forward) || std::abs(onward) < std::abs(forward)) {
@@ -254,12 +255,13 @@ void PageText::add(const Drawn& drawn, std::string_view text) {
 }
 
 void PageText::place(const Placed& placed) {
-  const bool right_to_left = static_cast<unsigned char>(placed.text.front()) >= 0xD6 &&
-                             is_right_to_left(first_character(placed.text));
+  const char32_t character = first_character(placed.text);
+  const bool right_to_left = is_right_to_left(character);
+  const bool left_to_right = is_left_to_right(character);
   if (open_ && placed.hidden != segment_.hidden) end_segment();
   if (open_) {
     if (combine_with_last(placed)) return;
-    if (!continues_line(placed, right_to_left)) end_segment();
+    if (!continues_line(placed, right_to_left, left_to_right)) end_segment();
   }
   const auto u0 = static_cast<float>(placed.u0);
   const auto u1 = static_cast<float>(placed.u1);
@@ -289,6 +291,7 @@ void PageText::place(const Placed& placed) {
     segment_.baseline = static_cast<float>(placed.v);
   }
   segment_.right_to_left |= right_to_left;
+  segment_.left_to_right |= left_to_right;
   right_to_left_met_ |= right_to_left;
   last_size_ = placed.size;
   last_spacing_ = placed.spacing;
@@ -372,9 +375,12 @@ void PageText::end_segment() {
 bool PageText::merge_right_to_left() {
   if (!right_to_left_met_ || segments_.empty()) return false;
   Segment& before = segments_.back();
+  const bool turned = before.right_to_left || segment_.right_to_left ||
+                      (!before.left_to_right && !segment_.left_to_right);
   const double size = std::max(before.size, segment_.size);
   const double gap = std::max(before.u0 - segment_.u1, segment_.u0 - before.u1);
-  if (before.frame != segment_.frame || before.marked_content != segment_.marked_content ||
+  if (!turned || before.frame != segment_.frame ||
+      before.marked_content != segment_.marked_content ||
       before.annotation != segment_.annotation || before.artifact != segment_.artifact ||
       before.hidden != segment_.hidden ||
       std::abs(before.baseline - segment_.baseline) > same_baseline * size ||
@@ -386,6 +392,7 @@ bool PageText::merge_right_to_left() {
   before.u0 = std::min(before.u0, segment_.u0);
   before.u1 = std::max(before.u1, segment_.u1);
   before.right_to_left = true;
+  before.left_to_right |= segment_.left_to_right;
   return true;
 }
 

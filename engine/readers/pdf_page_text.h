@@ -54,6 +54,7 @@ struct Segment {
   std::int32_t marked_content = -1;  ///< its identifier in the structure tree, -1: none
   std::uint8_t frame = 0;
   bool right_to_left = false;  ///< holds letters of a right-to-left script
+  bool left_to_right = false;  ///< holds letters of other scripts
   bool annotation = false;     ///< drawn by an annotation: a form field's value, free text
   bool artifact = false;       ///< marked as no content of the document: page headers, numbers
   bool hidden = false;         ///< outside the page, or of a layer that is switched off
@@ -124,7 +125,7 @@ class PageText {
   bool repeats(const Placed& placed);
   void forget_repeats();
   void place_repeats();
-  bool continues_line(const Placed& placed, bool right_to_left);
+  bool continues_line(const Placed& placed, bool right_to_left, bool left_to_right);
   bool combine_with_last(const Placed& placed);
   void end_word();
   void end_segment();

@@ -336,6 +336,11 @@ void insert_annotations(std::span<const Segment> segments, const Indices& annota
       position = right;
     } else if (above != order.end()) {
       position = above + 1;
+      while (position != order.end() && segments[*position].frame == value.frame &&
+             std::abs(segments[*position].baseline - segments[*above].baseline) <
+                 0.5F * value.size) {
+        ++position;
+      }
     }
     order.insert(position, index);
   }

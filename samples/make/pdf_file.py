@@ -21,11 +21,16 @@ def width(text, size):
 
 
 def literal(text):
-    """A string object of WinAnsi text, or of UTF-16 when that does not suffice."""
-    try:
-        data = text.encode("cp1252")
-    except UnicodeEncodeError:
-        data = b"\xfe\xff" + text.encode("utf-16-be")
+    """A string object of text for fonts in WinAnsi encoding."""
+    return escaped(text.encode("cp1252"))
+
+
+def text_string(text):
+    """A string object of text for people."""
+    return escaped(text.encode() if text.isascii() else b"\xfe\xff" + text.encode("utf-16-be"))
+
+
+def escaped(data):
     for special in (b"\\", b"(", b")"):
         data = data.replace(special, b"\\" + special)
     return b"(" + data.replace(b"\r", b"\\r").replace(b"\n", b"\\n") + b")"
