@@ -1,8 +1,8 @@
 #pragma once
 
 #include "api/engine_abi.h"
+#include "api/error.h"
 #include "api/session_implementation.h"
-#include "api/throw_on_error.h"
 
 namespace tarnis::v1::internal {
 
@@ -82,7 +82,7 @@ constexpr int interface_function_not_found = 23;
 template <int Slot, class... Arguments>
 auto call_engine(const SessionImplementation& session, Arguments... arguments) {
   const auto operation = find_operation<Slot>(*session.filter_interface());
-  if (operation == nullptr) throw_on_error(interface_function_not_found);
+  if (operation == nullptr) throw tarnis_error(interface_function_not_found);
   return operation(session.pFilter(), arguments...);
 }
 
@@ -100,7 +100,7 @@ template <class Operation, class... Arguments>
 int call_extraction(const SessionImplementation& session,
                     Operation tag_TRExtractInterface::*operation, Arguments... arguments) {
   const Operation function = session.extract_interface()->*operation;
-  if (function == nullptr) throw_on_error(interface_function_not_found);
+  if (function == nullptr) throw tarnis_error(interface_function_not_found);
   return function(arguments...);
 }
 

@@ -31,6 +31,7 @@ class TARNIS_EXPORT IFile {
 };
 
 /// A file on disk, for reading.
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): final, and no one's base deletes it
 class TARNIS_EXPORT InputFile final : public IFile {
  public:
   /// @throws std::runtime_error "Could not open input file at path: " with the path
@@ -72,6 +73,7 @@ class TARNIS_EXPORT OutputFile final {
 };
 
 /// A byte string that grows when it is written to.
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): final, and no one's base deletes it
 class TARNIS_EXPORT InMemoryFile final : public IFile {
  public:
   InMemoryFile() = default;

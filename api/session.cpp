@@ -6,9 +6,9 @@
 
 namespace tarnis::v1 {
 
-Session::Session(std::string bin_path, bool in_process, Configuration configuration)
+Session::Session(std::string bin_path, bool in_process, const Configuration& configuration)
     : implementation_(std::make_unique<internal::SessionImplementation>(
-          std::move(bin_path), in_process, std::move(configuration))) {}
+          std::move(bin_path), in_process, configuration)) {}
 
 Session::Session(Session&& other) noexcept = default;
 

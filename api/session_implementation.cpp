@@ -24,10 +24,10 @@ std::string library_path(const std::string& bin_path) {
 }  // namespace
 
 SessionImplementation::SessionImplementation(std::string bin_path, bool in_process,
-                                             Configuration configuration)
+                                             const Configuration& configuration)
 
     : bin_path_(bin_path.empty() ? std::string(1, '.') : std::move(bin_path)),
-      configuration_(std::move(configuration)) {
+      configuration_(configuration) {
   std::cout << "SessionImplementation()..." << std::endl;
   memory_ = make_memory_stream();
   load_filter_interface();
