@@ -1,5 +1,6 @@
 #include "engine/readers/rtf_flow.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace trfilter::rtf {
@@ -11,6 +12,11 @@ void Flow::text(std::string_view utf8) {
     return;
   }
   Note& note = notes_[open_.back()];
+  if (note.events.empty()) {
+    // A note begins with the blank that follows its number, which is not shown.
+    utf8.remove_prefix(std::min(utf8.find_first_not_of(" \t"), utf8.size()));
+    if (utf8.empty()) return;
+  }
   if (note.events.empty() || note.events.back().kind != Event::Kind::text) {
     note.events.push_back({Event::Kind::text, {}, 0});
     waiting_ += sizeof(Event);

@@ -102,26 +102,28 @@ class Parser {
   static constexpr std::size_t longest_value = std::size_t{1} << 20;
   static constexpr std::size_t text_at_once = std::size_t{16} << 10;
 
-  // rtf_parser.cpp: groups, words.
+  // rtf_parser.cpp: groups, words, ends of paragraphs and what is larger.
   bool handle(const Token& token);
   void begin_group();
   void end_group();
   void finish();
+  void skip_rest_of_group();
   void symbol(unsigned char character);
   void word(const Token& token);
   void property_word(const Token& token);
   void information_word(const Token& token);
-  void begin_destination(const Token& token);
-  void begin_information_destination(const Token& token);
-  void begin_region(Region region);
-  void begin_note(std::optional<Region> region);
-  void skip_rest_of_group();
   void set_mark(Mark mark, const Token& token);
   void end_of_paragraph();
   void end_of_section();
   void end_of_page();
   void end_of_cell(bool nested);
   void end_of_row(bool nested);
+
+  // rtf_parser_destinations.cpp: begins and ends of destinations.
+  void begin_destination(const Token& token);
+  void begin_information_destination(const Token& token);
+  void begin_region(Region region);
+  void begin_note(std::optional<Region> region);
   void end_field();
   void end_field_instruction();
   void end_shape_property();
@@ -136,6 +138,7 @@ class Parser {
   bool prepare_text();
   void flush_bytes();
   void flush_text();
+  void hand_over_text();
   void flush_body();
   void set_open_marks(std::uint8_t marks);
   void settle_section();

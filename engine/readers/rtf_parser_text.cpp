@@ -78,7 +78,7 @@ void Parser::put_text(std::string_view run) {
       bytes_.clear();
     }
   }
-  if (text_.size() > text_at_once) flush_text();
+  if (text_.size() > text_at_once) hand_over_text();
 }
 
 void Parser::put_bytes(std::string_view run) {
@@ -131,7 +131,7 @@ void Parser::put_byte(unsigned char byte) {
   } else {
     font.page->decode(run, text_, true);
   }
-  if (text_.size() > text_at_once) flush_text();
+  if (text_.size() > text_at_once) hand_over_text();
 }
 
 void Parser::put_symbols(std::string_view run) {
@@ -176,7 +176,7 @@ void Parser::put_unicode(std::int32_t parameter) {
     character = symbol != 0 ? symbol : bullet_of(character);
   }
   append_utf8(text_, character);
-  if (text_.size() > text_at_once) flush_text();
+  if (text_.size() > text_at_once) hand_over_text();
 }
 
 void Parser::flush_bytes() {
@@ -192,6 +192,10 @@ void Parser::flush_text() {
     high_surrogate_ = 0;
     append_utf8(text_, U'\uFFFD');
   }
+  hand_over_text();
+}
+
+void Parser::hand_over_text() {
   if (text_.empty()) return;
   const Group& group = top();
   switch (group.destination) {
