@@ -134,33 +134,40 @@ std::uint32_t unit_at(std::string_view bytes, std::size_t offset, unsigned width
   return big_endian ? be16(bytes, offset) : le16(bytes, offset);
 }
 
-/// How many of the characters that any text has are in `bytes`, taken as units of this width and
-/// order without a mark that says so; 0 when it is no such text: control characters, what is not
-/// assigned, surrogates without their pair, too few common characters.
-std::size_t count_wide_text(std::string_view bytes, unsigned width, bool big_endian) {
+struct WideCounts {
   std::size_t units = 0;
-  std::size_t common = 0;
+  std::size_t common = 0;  ///< characters that any text has: ASCII, ideographic blank and stops
+  std::size_t wrong =
+      0;  ///< control characters, surrogates without their pair, what is not assigned
+
+  /// Whether this is text although no mark says so.
+  bool sure() const { return wrong == 0 && units >= 2 && common * 40 >= units; }
+
+  /// Whether this is text after a mark, with a stray character at most.
+  bool likely() const { return wrong * 50 <= units && common * 100 >= units; }
+};
+
+/// Looks at `bytes` as units of this width and order.
+WideCounts count_wide(std::string_view bytes, unsigned width, bool big_endian) {
+  WideCounts counts;
   bool lead = false;
-  for (std::size_t at = 0; has(bytes, at, width); at += width, ++units) {
+  for (std::size_t at = 0; has(bytes, at, width); at += width, ++counts.units) {
     const std::uint32_t unit = unit_at(bytes, at, width, big_endian);
-    if (unit > 0x10FFFF) return 0;
-    const bool trail = width == 2 && unit >= 0xDC00 && unit <= 0xDFFF;
-    if (trail != lead) return 0;
-    lead = width == 2 && unit >= 0xD800 && unit <= 0xDBFF;
-    if (width == 4 && unit >= 0xD800 && unit <= 0xDFFF) return 0;
-    if ((unit & 0xFFFE) == 0xFFFE || (unit >= 0xFDD0 && unit <= 0xFDEF)) return 0;
-    if (unit >= 0xE000 && unit <= 0xF8FF) return 0;
-    if (unit < 0x80) {
-      if (byte_classes[unit] == control) return 0;
-      ++common;
-    } else if (unit <= 0x9F) {
-      return 0;
-    } else if (unit >= 0x3000 && unit <= 0x3002) {
-      ++common;
+    const bool surrogate = unit >= 0xD800 && unit <= 0xDFFF;
+    const bool trail = width == 2 && surrogate && unit >= 0xDC00;
+    const bool control_character =
+        unit < 0x80 ? byte_classes[unit] == control : unit >= 0x80 && unit <= 0x9F;
+    const bool unassigned = unit > 0x10FFFF || (unit & 0xFFFE) == 0xFFFE ||
+                            (unit >= 0xFDD0 && unit <= 0xFDEF) ||
+                            (unit >= 0xE000 && unit <= 0xF8FF);
+    if (trail != lead || control_character || unassigned || (width == 4 && surrogate)) {
+      ++counts.wrong;
+    } else if (unit < 0x80 || (unit >= 0x3000 && unit <= 0x3002)) {
+      ++counts.common;
     }
+    lead = width == 2 && surrogate && unit < 0xDC00;
   }
-  constexpr std::size_t units_per_common = 40;
-  return units >= 2 && common * units_per_common >= units ? common : 0;
+  return counts;
 }
 
 // EBCDIC as far as its many code pages agree: letters, digits, blank and the usual punctuation.
@@ -230,17 +237,9 @@ bool TextHead::take_wide(std::string_view bytes) {
   }
   const std::string_view sample = bytes.substr(marked ? width : 0, marked ? wide_sample : 1024);
   if (marked) {
-    // After a mark only the end of a sample may be odd; binary formats begin with these bytes too.
+    // Binary formats begin with these bytes too.
     const std::string_view checked = sample.substr(0, 512);
-    if (!checked.empty() && count_wide_text(checked, width, big_endian) == 0) {
-      std::size_t units = 0;
-      std::size_t bad = 0;
-      for (std::size_t at = 0; has(checked, at, width); at += width, ++units) {
-        const std::uint32_t unit = unit_at(checked, at, width, big_endian);
-        if (unit > 0x10FFFF || (unit < 0x80 && byte_classes[unit] == control)) ++bad;
-      }
-      if (bad * 50 > units) return false;
-    }
+    if (!checked.empty() && !count_wide(checked, width, big_endian).likely()) return false;
     convert_wide(sample, width, big_endian);
     whole_ = whole_ && sample.size() + width == bytes.size();
     return true;
@@ -257,9 +256,9 @@ bool TextHead::take_wide(std::string_view bytes) {
         const std::uint32_t last = unit_at(tried, tried.size() - 2, 2, order);
         if (last >= 0xD800 && last <= 0xDBFF) tried.remove_suffix(2);
       }
-      const std::size_t common = count_wide_text(tried, candidate, order);
-      if (common <= most) continue;
-      most = common;
+      const WideCounts counts = count_wide(tried, candidate, order);
+      if (!counts.sure() || counts.common <= most) continue;
+      most = counts.common;
       width = candidate;
       big_endian = order;
     }

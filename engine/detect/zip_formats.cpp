@@ -266,12 +266,12 @@ Detection identify_package(ZipDirectory& directory) {
   }
   const ZipEntry* types = directory.find("[Content_Types].xml");
   if (types == nullptr) types = directory.find("[Content_Types].xml/[0].piece");
-  if (types != nullptr) {
-    const Detection detection = identify_open_package(directory, *types);
-    if (detection.format != Format::none) return detection;
-  }
+  const Detection by_type =
+      types != nullptr ? identify_open_package(directory, *types) : Detection{};
+  if (by_type.format != Format::none && by_type.format != Format::office_2007) return by_type;
   const Format by_part = format_of_part_names(directory);
   if (by_part != Format::none) return found(by_part);
+  if (by_type.format != Format::none) return by_type;
   if (const Detection detection = identify_iwork(directory); detection.format != Format::none) {
     return detection;
   }
