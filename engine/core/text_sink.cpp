@@ -101,16 +101,16 @@ bool TextSink::begin(Region region) {
   if (shown_here && suppressed_ == 0) {
     switch (region) {
       case Region::inserted:
-        if (options_->revision_marks) mark(insertion_begin);
+        if (options_->revision_marks) marks_due_ += insertion_begin;
         break;
       case Region::deleted:
-        mark(deletion_begin);
+        marks_due_ += deletion_begin;
         break;
       case Region::header:
-        if (options_->header_and_footer_tags) mark(header_begin);
+        if (options_->header_and_footer_tags) marks_due_ += header_begin;
         break;
       case Region::footer:
-        if (options_->header_and_footer_tags) mark(footer_begin);
+        if (options_->header_and_footer_tags) marks_due_ += footer_begin;
         break;
       default:
         break;
@@ -132,13 +132,13 @@ void TextSink::end(Region region) {
       if (options_->revision_marks) append(insertion_end);
       break;
     case Region::deleted:
-      append(deletion_end);
+      end_mark(deletion_begin, deletion_end);
       break;
     case Region::header:
-      if (options_->header_and_footer_tags) append(header_end);
+      if (options_->header_and_footer_tags) end_mark(header_begin, header_end);
       break;
     case Region::footer:
-      if (options_->header_and_footer_tags) append(footer_end);
+      if (options_->header_and_footer_tags) end_mark(footer_begin, footer_end);
       break;
     default:
       break;
@@ -191,11 +191,18 @@ void TextSink::flush_break() {
     tabs_due_ = 0;
     line_empty_ = false;
   }
+  if (!marks_due_.empty()) {
+    append(marks_due_);
+    marks_due_.clear();
+  }
 }
 
-void TextSink::mark(std::string_view text) {
-  flush_break();
-  append(text);
+void TextSink::end_mark(std::string_view begin, std::string_view end) {
+  if (const std::size_t due = marks_due_.rfind(begin); due != std::string::npos) {
+    marks_due_.erase(due, begin.size());
+  } else {
+    append(end);
+  }
 }
 
 void TextSink::append(std::string_view clean) {

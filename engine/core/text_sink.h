@@ -67,7 +67,7 @@ class TextSink {
   /// Ends the page, slide or sheet.
   void page();
 
-  /// Opens a region. Regions nest; each `begin` has its `end`.
+  /// Opens a region. Regions nest; each `begin` has its `end`. One without text leaves no marks.
   /// @return whether its text is shown; a reader may skip the work when it is not
   bool begin(Region region);
   void end(Region region);
@@ -96,7 +96,7 @@ class TextSink {
   bool is_shown(Region region) const;
   void flush_break();
   void append(std::string_view clean);
-  void mark(std::string_view text);
+  void end_mark(std::string_view begin, std::string_view end);
 
   const Options* options_;
   Limits* limits_;
@@ -108,6 +108,7 @@ class TextSink {
   Newline newline_due_ = Newline::none;
   bool page_due_ = false;
   unsigned tabs_due_ = 0;
+  std::string marks_due_;  ///< of the regions that have begun without text so far
   bool line_empty_ = true;  ///< nothing written on the current line yet
   bool has_text_ = false;
 };
