@@ -5,9 +5,9 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/drawing/math_structure.h"
 #include "engine/opc/opc_package.h"
 #include "engine/readers/docx_field.h"
-#include "engine/readers/docx_math.h"
 #include "engine/readers/docx_numbering.h"
 #include "engine/readers/docx_output.h"
 #include "engine/readers/docx_styles.h"

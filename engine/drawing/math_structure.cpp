@@ -1,9 +1,11 @@
-#include "engine/readers/docx_math.h"
+#include "engine/drawing/math_structure.h"
 
-#include "engine/readers/docx_styles.h"
-
-namespace trfilter::docx {
+namespace trfilter {
 namespace {
+
+bool is_on(std::string_view value) {
+  return value != "0" && value != "off" && value != "false";
+}
 
 bool is_construct(std::string_view name) {
   return name == "d" || name == "f" || name == "rad" || name == "nary" || name == "sSup" ||
@@ -44,9 +46,9 @@ std::string_view MathStructure::start(const XmlElement& element) {
   } else if (name == "chr") {
     if (in.name == "nary") in.begin = value;
   } else if (name == "subHide") {
-    in.hides_sub = is_on(element);
+    in.hides_sub = is_on(value);
   } else if (name == "supHide") {
-    in.hides_sup = is_on(element);
+    in.hides_sup = is_on(value);
   } else if (name == "den") {
     written_ = '/';
   } else if (name == "e") {
@@ -88,4 +90,4 @@ std::string_view MathStructure::end(std::string_view name) {
   return written_;
 }
 
-}  // namespace trfilter::docx
+}  // namespace trfilter

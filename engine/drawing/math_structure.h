@@ -6,7 +6,7 @@
 
 #include "engine/xml/xml_parser.h"
 
-namespace trfilter::docx {
+namespace trfilter {
 
 /// The characters of an equation (ECMA-376 part 1, 22.1) that stand in its structure and not in its
 /// text: fraction bars, roots, brackets, operators. In linear form, without brackets of its own:
@@ -38,4 +38,4 @@ class MathStructure {
   std::string written_;
 };
 
-}  // namespace trfilter::docx
+}  // namespace trfilter
