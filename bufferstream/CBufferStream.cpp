@@ -40,6 +40,11 @@ std::string Name(const char* name) {
   return name;
 }
 
+/// With `n` more bytes the content would be larger than the swap size.
+bool Outgrows(const CBufferStreamMemImpl& memory, size_t n, size_t swap_size) {
+  return memory.length() > swap_size || n > swap_size - memory.length();
+}
+
 /// Everything written to a new file has reached it.
 bool HoldsAll(const CBufferStreamFileImpl& file, size_t length) {
   return file.file()->IsOpen() && file.file()->GetSize() == length;
@@ -154,21 +159,9 @@ void CBufferStream::IFClear(size_t keep) {
   }
 }
 
-void CBufferStream::SwapFor(size_t n) {
-  if (!in_memory_) return;
-  const size_t length = memory_->length();
-  if (length > swap_size_ || n > swap_size_ - length) SwapToFile();
-}
-
-bool CBufferStream::PrepareToModify() {
-  if (!copy_on_write_) return true;
-  WriteCheck();
-  return !copy_on_write_;
-}
-
 size_t CBufferStream::IFPushBack(const char* data, size_t n) {
   if (Refuses()) return 0;
-  SwapFor(n);
+  if (in_memory_ && Outgrows(*memory_, n, swap_size_)) SwapToFile();
   if (!PrepareToModify()) return 0;
   return in_memory_ ? memory_->push_back(data, n) : file_->append(data, n);
 }
@@ -229,7 +222,7 @@ void CBufferStream::IFAssign(const char* data, size_t n) {
 
 char* CBufferStream::IFStartPushingBack(size_t* available, size_t wanted) {
   if (!Refuses()) {
-    SwapFor(wanted);
+    if (in_memory_ && Outgrows(*memory_, wanted, swap_size_)) SwapToFile();
     if (PrepareToModify()) {
       return in_memory_ ? memory_->start_pushing_back(available, wanted)
                         : file_->start_pushing_back(available, wanted);
@@ -275,7 +268,7 @@ size_t CBufferStream::IFRead(char* dst, size_t n) {
 
 size_t CBufferStream::IFWrite(const char* data, size_t n) {
   if (Refuses()) return 0;
-  SwapFor(n);
+  if (in_memory_ && Outgrows(*memory_, n, swap_size_)) SwapToFile();
   if (!PrepareToModify()) return 0;
   return in_memory_ ? memory_->write(data, n) : file_->write(data, n);
 }

@@ -211,10 +211,11 @@ class OSTREL_EXPORT CBufferStream : public IBufferStream {
   void Become(CBufferStreamMemImpl* memory);
   void Become(CBufferStreamFileImpl* file);
   bool Refuses() const { return file_acquired_ || read_only_; }
-  /// Moves to a file what would no longer fit in memory with `n` more bytes.
-  void SwapFor(size_t n);
   /// `WriteCheck`. @return the store may be modified
-  bool PrepareToModify();
+  bool PrepareToModify() {
+    if (copy_on_write_) WriteCheck();
+    return !copy_on_write_;
+  }
   /// The same for what works in memory alone.
   bool PrepareToModifyInMemory();
   /// Loads a stream in a file into memory. @return false, and nothing changes, when it comes short

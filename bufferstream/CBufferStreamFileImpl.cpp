@@ -115,8 +115,8 @@ void CBufferStreamFileImpl::Init() {
   }
   mode_ = kTemporary;
   file_ = std::make_unique<CFileOperations>(name_);
-  // The new file is empty. Opened with the truncating bit as well, some file systems would write its
-  // blocks out on every close, as for a document that is being replaced.
+  // The new file is empty. Opened with the truncating bit as well, some file systems would write
+  // its blocks out on every close, as for a document that is being replaced.
   file_->Open(kReadWrite);
   start_offset_ = size_ = 0;
 }

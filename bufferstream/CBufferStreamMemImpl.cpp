@@ -135,7 +135,7 @@ size_t CBufferStreamMemImpl::push_back_growing(const char* data, size_t size) {
   own_block();
   grow(size);
   if (buffer_ == nullptr || size > room()) return 0;
-  if (size != 0) std::memcpy(buffer_ + front_ + length_, data, size);
+  copy(buffer_ + front_ + length_, data, size);
   length_ += size;
   return size;
 }
@@ -172,7 +172,7 @@ void CBufferStreamMemImpl::insert(size_t pos, const char* data, size_t size) {
   if (buffer_ == nullptr || size > room()) return;
   char* place = buffer_ + front_ + pos;
   std::memmove(place + size, place, length_ - pos);
-  if (size != 0) std::memcpy(place, data, size);
+  copy(place, data, size);
   length_ += size;
   put_ = pos + size;
 }
@@ -216,7 +216,7 @@ size_t CBufferStreamMemImpl::write(const char* data, size_t size) {
   const size_t end = Sum(put_, size);
   if (end > length_) grow(end - length_);
   if (buffer_ == nullptr || put_ > length_ || end > capacity_ - front_) return 0;
-  if (size != 0) std::memcpy(buffer_ + front_ + put_, data, size);
+  copy(buffer_ + front_ + put_, data, size);
   put_ = end;
   length_ = std::max(length_, end);
   return size;

@@ -67,7 +67,7 @@ class OSTREL_EXPORT CBufferStreamMemImpl {
   /// @return `size`, or 0 when there is no memory for it
   size_t push_back(const char* data, size_t size) {
     if (size > capacity_ - front_ - length_ || borrowed_) return push_back_growing(data, size);
-    if (size != 0) std::memcpy(buffer_ + front_ + length_, data, size);
+    copy(buffer_ + front_ + length_, data, size);
     length_ += size;
     return size;
   }
@@ -101,7 +101,7 @@ class OSTREL_EXPORT CBufferStreamMemImpl {
   size_t read(char* dst, size_t count) {
     if (get_ >= length_) return 0;
     const size_t n = count < length_ - get_ ? count : length_ - get_;
-    if (n != 0) std::memcpy(dst, buffer_ + front_ + get_, n);
+    copy(dst, buffer_ + front_ + get_, n);
     get_ += n;
     return n;
   }
@@ -136,6 +136,21 @@ class OSTREL_EXPORT CBufferStreamMemImpl {
                           size_t count);
 
  private:
+  /// `memcpy` that takes null pointers for 0 bytes, and does not leave the function for a few
+  /// words, of which many streams are written.
+  static void copy(char* dst, const char* src, size_t n) {
+    constexpr size_t word = 8;
+    if (n >= word && n <= 2 * word) {
+      char first[word];
+      char last[word];
+      std::memcpy(first, src, word);
+      std::memcpy(last, src + n - word, word);
+      std::memcpy(dst, first, word);
+      std::memcpy(dst + n - word, last, word);
+    } else if (n != 0) {
+      std::memcpy(dst, src, n);
+    }
+  }
   long seek(size_t& position, long offset, signed char whence);
   size_t push_back_growing(const char* data, size_t size);
   /// Bytes of the block behind the live ones.
