@@ -44,21 +44,27 @@ namespace {
 
 using pdf::PageText;
 
-/// Damage of compressed streams that the library has met on this thread since it was last asked.
-struct StreamDamage {
-  bool wrong = false;  ///< a stream holds what cannot be
-  bool cut = false;    ///< a stream ends before its end
+/// What the library has reported on this thread since it was last asked.
+struct Reports {
+  bool wrong_stream = false;  ///< a compressed stream holds what cannot be
+  bool short_stream = false;  ///< a compressed stream ends before its end
+  bool missing_mapping =
+      false;  ///< the character maps of an East Asian collection are not installed
 };
-thread_local StreamDamage stream_damage;
+thread_local Reports reports;
 
 /// The library reports much that loses no text, and names the rest in words alone.
 void note_error(ErrorCategory category, Goffset /*position*/, const char* message) {
   if (category != errSyntaxError || message == nullptr) return;
   const std::string_view text = message;
-  if (text.find("flate stream") == std::string_view::npos &&
-      text.find("LZW stream") == std::string_view::npos)
-    return;
-  (text.starts_with("Unexpected end") ? stream_damage.cut : stream_damage.wrong) = true;
+  const auto mentions = [text](std::string_view words) {
+    return text.find(words) != std::string_view::npos;
+  };
+  if (mentions("flate stream") || mentions("LZW stream")) {
+    (text.starts_with("Unexpected end") ? reports.short_stream : reports.wrong_stream) = true;
+  } else if (mentions("Missing language pack")) {
+    reports.missing_mapping = true;
+  }
 }
 
 /// Sets the library up once for the process. It keeps its own locks from then on.
@@ -73,9 +79,9 @@ void start_library() {
 class PdfReader final : public Reader {
  public:
   explicit PdfReader(const ReaderContext& context)
-      : context_(context), source_{context.document, nullptr}, device_(page_text_, [this] {
-          write_collected();
-        }) {
+      : context_(context),
+        source_{context.document, context.limits, nullptr, false},
+        device_(page_text_, source_, [this] { write_collected(); }) {
     start_library();
     open();
     page_count_ = document_->getNumPages();
@@ -89,13 +95,15 @@ class PdfReader final : public Reader {
     sink_ = &sink;
     if (next_page_ <= page_count_) {
       read_page(next_page_++);
-      if (failure_) std::rethrow_exception(failure_);
-      if (source_.failure) std::rethrow_exception(source_.failure);
     }
     if (next_page_ <= page_count_) return true;
     if (damaged_pages_ != 0) {
       throw EngineError(Code::corrupt,
                         std::to_string(damaged_pages_) + " pages cannot be read as a whole");
+    }
+    if (missing_mapping_) {
+      throw EngineError(Code::no_reader,
+                        "the character maps of East Asian collections are not installed");
     }
     return false;
   }
@@ -107,6 +115,9 @@ class PdfReader final : public Reader {
  private:
   void open();
   bool open_with(const std::optional<std::string>& password);
+  void rethrow_failure() const {
+    if (source_.failure) std::rethrow_exception(source_.failure);
+  }
   void find_layers();
   void switch_layers(bool on);
   void read_page(int number);
@@ -124,6 +135,7 @@ class PdfReader final : public Reader {
   int page_count_ = 0;
   int next_page_ = 1;
   int damaged_pages_ = 0;
+  bool missing_mapping_ = false;
 
   std::vector<OptionalContentGroup*> layers_off_;
   std::optional<pdf::StructureTree> structure_;
@@ -132,7 +144,6 @@ class PdfReader final : public Reader {
   PageText page_text_;
   pdf::TextDevice device_;
   TextSink* sink_ = nullptr;
-  std::exception_ptr failure_;  ///< what a callback could not throw through the library
 };
 
 bool PdfReader::open_with(const std::optional<std::string>& password) {
@@ -140,9 +151,11 @@ bool PdfReader::open_with(const std::optional<std::string>& password) {
   if (password) secret.emplace(*password);
   reconstructed_ = false;
   // The document takes over a reference to the stream, and deletes it.
-  document_ = std::make_unique<PDFDoc>(pdf::open_stream(source_).release(), secret, secret, nullptr,
+  auto stream = std::make_unique<pdf::DocumentStream>(
+      source_, 0, false, static_cast<Goffset>(context_.document.size()), Object(objNull));
+  document_ = std::make_unique<PDFDoc>(stream.release(), secret, secret, nullptr,
                                        [this] { reconstructed_ = true; });
-  if (source_.failure) std::rethrow_exception(source_.failure);
+  rethrow_failure();
   return document_->isOk();
 }
 
@@ -189,20 +202,22 @@ void PdfReader::read_page(int number) {
     if (!structure_) structure_.emplace(*document_);
     marked_content_ = structure_->marked_content(page->getRef().num);
   }
-  stream_damage = {};
+  reports = {};
   page_text_.begin_page();
   draw_page(number);
-  if (!layers_off_.empty() && context_.options.hidden_text && !failure_) {
+  if (!layers_off_.empty() && context_.options.hidden_text && !source_.ended) {
     // What is drawn now and was not drawn before is hidden.
     page_text_.set_hidden(true);
     switch_layers(true);
     draw_page(number);
     switch_layers(false);
   }
-  if (failure_) return;
-  context_.limits.check_time();
-  if (stream_damage.wrong || (stream_damage.cut && reconstructed_) || lost_contents(*page))
+  source_.ended = false;
+  rethrow_failure();
+  if (device_.cut_off() || reports.wrong_stream || (reports.short_stream && reconstructed_) ||
+      lost_contents(*page))
     ++damaged_pages_;
+  missing_mapping_ |= reports.missing_mapping;
   write_collected();
   write_comments(*page);
   sink_->page();
@@ -216,38 +231,31 @@ bool PdfReader::lost_contents(Page& page) const {
 
 bool PdfReader::abort_page(void* self) {
   auto& reader = *static_cast<PdfReader*>(self);
-  if (reader.failure_) return true;
   try {
     reader.context_.limits.check_time();
   } catch (...) {
-    reader.failure_ = std::current_exception();
+    reader.source_.fail(std::current_exception());
   }
-  return reader.failure_ != nullptr;
+  return reader.source_.ended;
 }
 
 bool PdfReader::draw_annotation(Annot* annotation, void* self) {
-  auto& reader = *static_cast<PdfReader*>(self);
   if (abort_page(self) || annotation->getType() == Annot::typePopup) return false;
-  reader.device_.begin_annotation();
+  static_cast<PdfReader*>(self)->device_.begin_annotation();
   return true;
 }
 
 void PdfReader::write_collected() {
-  if (failure_) return;
-  try {
-    page_text_.finish();
-    std::vector<std::uint32_t> order;
-    std::optional<float> middle;
-    if (!marked_content_.empty()) {
-      order = pdf::structure_order(page_text_, marked_content_);
-      if (!order.empty()) middle = static_cast<float>(device_.page_height() / 2);
-    }
-    if (order.empty()) order = pdf::reading_order(page_text_, context_.options.pdf_reading);
-    pdf::write_page(page_text_, order, middle, *sink_);
-    page_text_.clear();
-  } catch (...) {
-    failure_ = std::current_exception();
+  page_text_.finish();
+  std::vector<std::uint32_t> order;
+  std::optional<float> middle;
+  if (!marked_content_.empty()) {
+    order = pdf::structure_order(page_text_, marked_content_);
+    if (!order.empty()) middle = static_cast<float>(device_.page_height() / 2);
   }
+  if (order.empty()) order = pdf::reading_order(page_text_, context_.options.pdf_reading);
+  pdf::write_page(page_text_, order, middle, *sink_);
+  page_text_.clear();
 }
 
 void PdfReader::write_comments(Page& page) {

@@ -76,14 +76,16 @@ struct Drawn {
 /// Collects what is drawn on a page as words and segments, and writes it in an order.
 class PageText {
  public:
-  /// Characters after which a page is written in parts, so that none exhausts memory.
+  /// Character codes, and bytes of text, after which a page is written in parts: none exhausts
+  /// memory.
   static constexpr std::size_t max_clusters = std::size_t{1} << 20;
+  static constexpr std::size_t max_bytes = std::size_t{16} << 20;
 
   /// Forgets the page before, keeps its memory.
   void begin_page();
   /// Forgets what has been collected; more of the page may follow.
   void clear();
-  bool full() const { return clusters_.size() >= max_clusters; }
+  bool full() const { return clusters_.size() >= max_clusters || characters_.size() >= max_bytes; }
 
   /// Text from now on runs so. @param size  font size in points
   void set_frame(const Frame& frame, double size);

@@ -1,6 +1,5 @@
 #include "engine/readers/pdf_stream.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace trfilter::pdf {
@@ -23,26 +22,17 @@ Stream* DocumentStream::makeSubStream(Goffset begin, bool is_limited, Goffset si
 }
 
 Goffset DocumentStream::read(char* buffer, Goffset size) {
-  if (position_ < 0 || size <= 0 || source_->failure) return 0;
+  if (position_ < 0 || size <= 0 || source_->ended) return 0;
   try {
+    source_->limits.check_time();
     const std::size_t count = source_->document.read_at(static_cast<std::uint64_t>(position_),
                                                         {buffer, static_cast<std::size_t>(size)});
     position_ += static_cast<Goffset>(count);
     return static_cast<Goffset>(count);
   } catch (...) {
-    source_->failure = std::current_exception();
+    source_->fail(std::current_exception());
     return 0;
   }
-}
-
-std::unique_ptr<BaseStream> open_stream(StreamSource& source) {
-  const auto size = static_cast<Goffset>(source.document.size());
-  Object no_dictionary(objNull);
-  if (source.document.size() <= Document::block_in_memory) {
-    const std::string_view bytes = source.document.bytes();
-    return std::make_unique<MemStream>(bytes.data(), 0, size, std::move(no_dictionary));
-  }
-  return std::make_unique<DocumentStream>(source, 0, false, size, std::move(no_dictionary));
 }
 
 }  // namespace trfilter::pdf

@@ -4,17 +4,26 @@
 #include <Stream.h>
 
 #include <exception>
-#include <memory>
+#include <utility>
 
 #include "engine/core/document.h"
+#include "engine/core/limits.h"
 
 namespace trfilter::pdf {
 
 /// What the streams over one document share.
 struct StreamSource {
   Document& document;
-  /// The first failure to read the document: nothing may be thrown through the library.
+  Limits& limits;
+  /// The first failure to read the document in time: nothing may be thrown through the library.
   std::exception_ptr failure;
+  /// The document gives no more bytes, so that the library comes to the end of what it is doing.
+  bool ended = false;
+
+  void fail(std::exception_ptr reason) {
+    if (!failure) failure = std::move(reason);
+    ended = true;
+  }
 };
 
 /// The library's view of a document that is too large for memory: a window of its bytes with a
@@ -37,9 +46,5 @@ class DocumentStream final : public BaseSeekInputStream {
   StreamSource* source_;
   Goffset position_ = 0;
 };
-
-/// A stream over all of a document: over memory for one that is there as a whole, else a
-/// DocumentStream. The library counts its references; the caller hands it on.
-std::unique_ptr<BaseStream> open_stream(StreamSource& source);
 
 }  // namespace trfilter::pdf

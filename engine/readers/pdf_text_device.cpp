@@ -28,16 +28,49 @@ double font_size(const GfxState& state) {
 
 }  // namespace
 
-TextDevice::TextDevice(PageText& page, std::function<void()> on_full)
-    : page_(&page), on_full_(std::move(on_full)) {}
+TextDevice::TextDevice(PageText& page, StreamSource& source, std::function<void()> on_full)
+    : page_(&page), source_(&source), on_full_(std::move(on_full)) {}
+
+template <typename Work>
+void TextDevice::guarded(Work work) noexcept {
+  if (source_->ended) return;
+  try {
+    work();
+  } catch (...) {
+    source_->fail(std::current_exception());
+  }
+}
+
+bool TextDevice::useDrawForm() {
+  guarded([&] { source_->limits.check_time(); });
+  return source_->ended;
+}
+
+void TextDevice::saveState(GfxState* /*state*/) {
+  if (++saved_states_ <= max_saved_states) return;
+  cut_off_ = true;
+  source_->ended = true;
+}
+
+void TextDevice::restoreState(GfxState* /*state*/) {
+  if (saved_states_ != 0) --saved_states_;
+}
+
+void TextDevice::begin_annotation() {
+  guarded([&] { page_->set_annotation(true); });
+}
 
 void TextDevice::startPage(int /*number*/, GfxState* state, XRef* /*references*/) {
   width_ = state != nullptr ? state->getPageWidth() : 0;
   height_ = state != nullptr ? state->getPageHeight() : 0;
+  saved_states_ = 0;
+  cut_off_ = false;
   replacement_depth_ = 0;
   marked_content_.clear();
-  page_->set_annotation(false);
-  page_->set_marked_content(-1, false);
+  guarded([&] {
+    page_->set_annotation(false);
+    page_->set_marked_content(-1, false);
+  });
 }
 
 void TextDevice::beginString(GfxState* state, const GooString* /*string*/) {
@@ -63,25 +96,27 @@ void TextDevice::beginString(GfxState* state, const GooString* /*string*/) {
     }
     frame.mirrored = m22 * frame.cosine - m21 * frame.sine > 0;
   }
-  page_->set_frame(frame, font_size(*state));
+  guarded([&] { page_->set_frame(frame, font_size(*state)); });
 }
 
 void TextDevice::drawChar(GfxState* state, double x, double y, double dx, double dy,
                           double /*origin_x*/, double /*origin_y*/, CharCode code, int bytes,
                           const Unicode* characters, int count) {
-  double spacing = state->getCharSpace();
-  const double words = code == ' ' && bytes == 1 ? state->getWordSpace() : 0;
-  double space_x = 0;
-  double space_y = 0;
-  const bool vertical = state->getFont() != nullptr && state->getFont()->getWMode() != 0;
-  if (vertical) {
-    state->textTransformDelta(0, spacing + words, &space_x, &space_y);
-  } else {
-    state->textTransformDelta((spacing + words) * state->getHorizScaling(), 0, &space_x, &space_y);
+  // The library's advance includes what is set between characters and words.
+  const double spacing = state->getCharSpace();
+  const double extra = spacing + (code == ' ' && bytes == 1 ? state->getWordSpace() : 0);
+  double extra_x = 0;
+  double extra_y = 0;
+  if (extra != 0) {
+    if (state->getFont() != nullptr && state->getFont()->getWMode() != 0) {
+      state->textTransformDelta(0, extra, &extra_x, &extra_y);
+    } else {
+      state->textTransformDelta(extra * state->getHorizScaling(), 0, &extra_x, &extra_y);
+    }
   }
   Drawn drawn;
   state->transform(x, y, &drawn.x, &drawn.y);
-  state->transformDelta(dx - space_x, dy - space_y, &drawn.dx, &drawn.dy);
+  state->transformDelta(dx - extra_x, dy - extra_y, &drawn.dx, &drawn.dy);
   if (spacing > 0) {
     const double scale =
         state->getFontSize() > 0 ? state->getTransformedFontSize() / state->getFontSize() : 1;
@@ -90,7 +125,12 @@ void TextDevice::drawChar(GfxState* state, double x, double y, double dx, double
   constexpr double margin = 1;
   drawn.outside = drawn.x + drawn.dx < -margin || drawn.x > width_ + margin ||
                   drawn.y + drawn.dy < -margin || drawn.y > height_ + margin;
+  const std::size_t meanings =
+      count > 0 && characters != nullptr ? static_cast<std::size_t>(count) : 0;
+  guarded([&] { draw(drawn, {characters, meanings}); });
+}
 
+void TextDevice::draw(const Drawn& drawn, std::span<const Unicode> characters) {
   if (replacement_depth_ != 0) {
     if (replacement_due_) {
       replacement_due_ = false;
@@ -100,21 +140,18 @@ void TextDevice::drawChar(GfxState* state, double x, double y, double dx, double
     }
     return;
   }
-  if (count == 1 && characters[0] < 0x80) {
-    text_.clear();
-    append_plain(text_, characters[0]);
-  } else {
-    text_.clear();
-    for (int i = 0; i < count; ++i) append_plain(text_, characters[i]);
-  }
+  text_.clear();
+  for (const Unicode character : characters) append_plain(text_, character);
   page_->add(drawn, text_);
   if (page_->full()) on_full_();
 }
 
 void TextDevice::beginActualText(GfxState* /*state*/, const GooString* text) {
   if (replacement_depth_++ != 0 || text == nullptr) return;
-  replacement_ = plain_text_string(text->toStr());
-  replacement_due_ = true;
+  guarded([&] {
+    replacement_ = plain_text_string(text->toStr());
+    replacement_due_ = true;
+  });
 }
 
 void TextDevice::endActualText(GfxState* /*state*/) {
@@ -129,15 +166,17 @@ void TextDevice::beginMarkedContent(const char* name, Dict* properties) {
     const Object identifier = properties->lookup("MCID");
     if (identifier.isInt()) content = {identifier.getInt(), false};
   }
-  marked_content_.push_back(content);
-  page_->set_marked_content(content.identifier, content.artifact);
+  guarded([&] {
+    marked_content_.push_back(content);
+    page_->set_marked_content(content.identifier, content.artifact);
+  });
 }
 
 void TextDevice::endMarkedContent(GfxState* /*state*/) {
   if (!tagged_ || marked_content_.empty()) return;
   marked_content_.pop_back();
   const MarkedContent content = marked_content_.empty() ? MarkedContent{} : marked_content_.back();
-  page_->set_marked_content(content.identifier, content.artifact);
+  guarded([&] { page_->set_marked_content(content.identifier, content.artifact); });
 }
 
 }  // namespace trfilter::pdf
