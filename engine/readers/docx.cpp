@@ -6,7 +6,7 @@
 // boxes, pictures' descriptions, charts and diagrams stand behind the paragraph that they are
 // anchored in.
 //
-// Not handled: embedded objects and alternative chunks in other formats than plain text (they are
+// Not handled: embedded objects and alternative chunks other than HTML and plain text (they are
 // subfiles), building blocks, form fields' lists, the positions of frames and boxes on the page.
 //
 // Bounds: the parts stream in pieces of 64 KiB. Kept are the style and list tables (bounded in

@@ -5,10 +5,10 @@
 #include <charconv>
 #include <utility>
 
-#include "engine/core/engine_error.h"
 #include "engine/core/symbol_font.h"
 #include "engine/core/utf8.h"
 #include "engine/drawing/drawing_parts.h"
+#include "engine/readers/docx_chunk.h"
 #include "engine/xml/name_table.h"
 
 namespace trfilter::docx {
@@ -147,8 +147,11 @@ constexpr std::string_view soft_hyphen = "\xC2\xAD";
 
 // Text of a ruby and the like is kept for a moment.
 constexpr std::size_t most_kept_bytes = std::size_t{64} << 10;
-// Text that an alternative chunk puts into the body.
-constexpr std::size_t most_chunk_bytes = std::size_t{64} << 20;
+
+/// Columns that a cell spans or that stand before a row, 1 and more.
+unsigned column_count(const XmlElement& element) {
+  return static_cast<unsigned>(std::max(1, whole_number(element.attribute("val")).value_or(1)));
+}
 
 bool is_wordprocessing(std::string_view uri) {
   return uri.find("wordprocessingml") != std::string_view::npos;
@@ -157,7 +160,12 @@ bool is_wordprocessing(std::string_view uri) {
 }  // namespace
 
 Story::Story(const StoryContext& context, std::string part, SectionListener* listener)
-    : context_(context), part_(std::move(part)), listener_(listener), output_(context.sink) {}
+    : context_(context),
+      part_(std::move(part)),
+      listener_(listener),
+      output_(context.sink),
+      tables_(output_),
+      fields_(output_, context.package.limits()) {}
 
 void Story::start_element(const XmlElement& element) {
   if (skipped_ != 0) {
@@ -192,19 +200,19 @@ void Story::start_content(Token token, const XmlElement& element) {
       capture_ = Capture::instruction;
       break;
     case Token::tab:
-      if (!in_instruction()) output_.text("\t");
+      if (!fields_.in_instruction()) output_.text("\t");
       break;
     case Token::line_break:
       line_break(element);
       break;
     case Token::carriage_return:
-      if (!in_instruction()) output_.line();
+      if (!fields_.in_instruction()) output_.line();
       break;
     case Token::no_break_hyphen:
-      if (!in_instruction()) output_.text(no_break_hyphen);
+      if (!fields_.in_instruction()) output_.text(no_break_hyphen);
       break;
     case Token::soft_hyphen:
-      if (!in_instruction()) output_.text(soft_hyphen);
+      if (!fields_.in_instruction()) output_.text(soft_hyphen);
       break;
     case Token::symbol:
       symbol(element);
@@ -213,23 +221,22 @@ void Story::start_content(Token token, const XmlElement& element) {
       field_character(element);
       break;
     case Token::simple_field:
-      begin_field();
-      fields_.back().append(element.attribute("instr"));
-      separate_field();
+      fields_.begin();
+      fields_.append_instruction(element.attribute("instr"));
+      fields_.separate();
       break;
     case Token::inserted:
     case Token::deleted:
       revision(token, true);
       break;
     case Token::table:
-      output_.paragraph();
-      tables_.emplace_back().nested = in_table() || output_.deferring();
+      tables_.begin(output_.deferring() || tables_.size() != 0);
       break;
     case Token::row:
-      start_row();
+      tables_.begin_row();
       break;
     case Token::cell:
-      if (!tables_.empty()) tables_.back().cell_span = 1;
+      tables_.begin_cell();
       break;
     case Token::ruby:
       phonetic_.clear();
@@ -311,18 +318,13 @@ void Story::start_property(Token token, const XmlElement& element) {
       skipped_ = 1;
       break;
     case Token::grid_span:
+      tables_.set_cell_span(column_count(element));
+      break;
     case Token::grid_before:
-      if (!tables_.empty()) {
-        const int count = whole_number(element.attribute("val")).value_or(0);
-        Table& table = tables_.back();
-        if (count > 0) {
-          (token == Token::grid_span ? table.cell_span : table.cells_before) =
-              static_cast<unsigned>(count);
-        }
-      }
+      tables_.set_cells_before(column_count(element));
       break;
     case Token::hidden_row:
-      if (in_row_properties_ && is_on(element)) tables_.back().row_region = Region::hidden;
+      if (in_row_properties_ && is_on(element)) tables_.set_row_region(Region::hidden);
       break;
     case Token::table_description:
       alternative_text(element.attribute("val"));
@@ -362,7 +364,11 @@ void Story::start_object(Token token, const XmlElement& element) {
       }
       break;
     case Token::chunk:
-      put_chunk(element.attribute("id"));
+      if (const OpcRelationship* chunk = relationship(element.attribute("id"))) {
+        deferred_part([&](TextSink& sink) { show_chunk(context_.package, chunk->target, sink); });
+        output_.write_deferred();
+        output_.paragraph();
+      }
       break;
     default:
       break;
@@ -394,21 +400,20 @@ void Story::end_content(Token token) {
       capture_ = Capture::none;
       break;
     case Token::simple_field:
-      if (!fields_.empty()) end_field();
+      if (fields_.size() != 0) fields_.end();
       break;
     case Token::inserted:
     case Token::deleted:
       revision(token, false);
       break;
     case Token::table:
-      if (!tables_.empty()) tables_.pop_back();
-      output_.paragraph();
+      tables_.end();
       break;
     case Token::row:
-      end_row();
+      tables_.end_row();
       break;
     case Token::cell:
-      end_cell();
+      tables_.end_cell();
       break;
     case Token::ruby:
       if (!phonetic_.empty()) output_.text(" (" + std::exchange(phonetic_, {}) + ")");
@@ -419,7 +424,7 @@ void Story::end_content(Token token) {
     case Token::footnote:
     case Token::endnote:
     case Token::comment:
-      close_fields(0);
+      fields_.close(0);
       output_.paragraph();
       if (note_region_) output_.close(*std::exchange(note_region_, std::nullopt));
       break;
@@ -443,7 +448,7 @@ void Story::end_content(Token token) {
       }
       break;
     case Token::row_properties:
-      end_row_properties();
+      if (std::exchange(in_row_properties_, false)) tables_.end_row_properties();
       break;
     default:
       break;
@@ -455,7 +460,7 @@ void Story::characters(std::string_view text) {
     case Capture::none:
       return;
     case Capture::instruction:
-      if (in_instruction()) fields_.back().append(text);
+      fields_.append_instruction(text);
       return;
     case Capture::phonetic:
       if (phonetic_.size() < most_kept_bytes) phonetic_ += text;
@@ -478,10 +483,10 @@ void Story::characters(std::string_view text) {
 
 void Story::finish() {
   while (!boxes_.empty()) end_box();
-  close_fields(0);
+  fields_.close(0);
   if (!paragraphs_.empty()) end_paragraph();
   paragraphs_.clear();
-  tables_.clear();
+  tables_.close(0);
   output_.paragraph();
   output_.write_deferred();
   output_.paragraph();
@@ -571,7 +576,7 @@ void Story::set_run_hidden(bool hidden) {
 
 void Story::start_text(const XmlElement& element) {
   if (capture_ == Capture::phonetic) return;
-  if (in_instruction()) return;
+  if (fields_.in_instruction()) return;
   if (element.attribute("space") == "preserve" || !is_wordprocessing(element.uri())) {
     capture_ = Capture::text;
   } else {
@@ -581,10 +586,10 @@ void Story::start_text(const XmlElement& element) {
 }
 
 void Story::line_break(const XmlElement& element) {
-  if (in_instruction()) return;
+  if (fields_.in_instruction()) return;
   if (element.attribute("type") != "page") {
     output_.line();
-  } else if (tables_.empty() && !note_region_ && listener_ != nullptr) {
+  } else if (tables_.size() == 0 && !note_region_ && listener_ != nullptr) {
     output_.page();
   } else {
     output_.paragraph();
@@ -593,7 +598,7 @@ void Story::line_break(const XmlElement& element) {
 
 void Story::symbol(const XmlElement& element) {
   const std::string_view code = element.attribute("char");
-  if (code.empty() || in_instruction()) return;
+  if (code.empty() || fields_.in_instruction()) return;
   std::uint32_t value = 0;
   if (std::from_chars(code.data(), code.data() + code.size(), value, 16).ec != std::errc{}) return;
   char32_t shown = symbol_font_character(element.attribute("font"), char32_t{value});
@@ -607,9 +612,7 @@ void Story::revision(Token token, bool start) {
   const bool of_mark = in_run_properties_ != 0 || in_paragraph_properties_ != 0;
   const bool deleted = token == Token::deleted;
   if (in_row_properties_) {
-    if (start && !tables_.empty()) {
-      tables_.back().row_region = deleted ? Region::deleted : Region::inserted;
-    }
+    if (start) tables_.set_row_region(deleted ? Region::deleted : Region::inserted);
   } else if (of_mark) {
     if (start && deleted && in_paragraph_properties_ != 0 && !paragraphs_.empty()) {
       paragraphs_.back().mark_deleted = true;
@@ -619,53 +622,6 @@ void Story::revision(Token token, bool start) {
   } else {
     output_.close(deleted ? Region::deleted : Region::inserted);
   }
-}
-
-// Tables.
-
-bool Story::in_table() const {
-  return tables_.size() > (boxes_.empty() ? 0 : boxes_.back().tables);
-}
-
-void Story::start_row() {
-  if (tables_.empty()) return;
-  Table& table = tables_.back();
-  table.cells_before = 0;
-  table.row_region.reset();
-  if (!table.nested) output_.begin_row();
-}
-
-void Story::end_row_properties() {
-  if (!std::exchange(in_row_properties_, false) || tables_.empty()) return;
-  const Table& table = tables_.back();
-  if (table.row_region) output_.open(*table.row_region);
-  if (table.cells_before == 0) return;
-  if (table.nested) {
-    output_.nested_cell(table.cells_before);
-  } else {
-    output_.cell(table.cells_before);
-  }
-}
-
-void Story::end_cell() {
-  if (tables_.empty()) return;
-  const Table& table = tables_.back();
-  if (table.nested) {
-    output_.nested_cell(table.cell_span);
-  } else {
-    output_.cell(table.cell_span);
-  }
-}
-
-void Story::end_row() {
-  if (tables_.empty()) return;
-  Table& table = tables_.back();
-  if (table.nested) {
-    output_.nested_row();
-  } else {
-    output_.row();
-  }
-  if (table.row_region) output_.close(*std::exchange(table.row_region, std::nullopt));
 }
 
 // Text boxes.
@@ -679,8 +635,8 @@ void Story::end_box() {
   if (boxes_.empty()) return;
   const Box box = boxes_.back();
   while (paragraphs_.size() > box.paragraphs) end_paragraph();
-  tables_.resize(std::min(tables_.size(), box.tables));
-  close_fields(box.fields);
+  tables_.close(box.tables);
+  fields_.close(box.fields);
   boxes_.pop_back();
   output_.end_deferred();
 }
@@ -691,45 +647,14 @@ void Story::field_character(const XmlElement& element) {
   const std::string_view type = element.attribute("fldCharType");
   const std::size_t outside = boxes_.empty() ? 0 : boxes_.back().fields;
   if (type == "begin") {
-    begin_field();
+    fields_.begin();
   } else if (fields_.size() > outside) {
     if (type == "separate") {
-      separate_field();
+      fields_.separate();
     } else {
-      end_field();
+      fields_.end();
     }
   }
-}
-
-void Story::begin_field() {
-  fields_.emplace_back();
-  output_.open(Region::field_code);
-}
-
-void Story::separate_field() {
-  Field& field = fields_.back();
-  if (!field.in_instruction) return;
-  field.in_instruction = false;
-  output_.close(Region::field_code);
-  field.regions = regions_of_field(field.instruction);
-  if (!field.regions) return;
-  output_.open(field.regions->code);
-  output_.text(trimmed(field.instruction));
-  output_.close(field.regions->code);
-  output_.open(field.regions->result);
-}
-
-void Story::end_field() {
-  const bool without_result = fields_.back().in_instruction;
-  if (without_result) separate_field();
-  const Field field = std::move(fields_.back());
-  fields_.pop_back();
-  if (field.regions) output_.close(field.regions->result);
-  if (without_result && !in_instruction()) output_.text(shown_instruction(field.instruction));
-}
-
-void Story::close_fields(std::size_t down_to) {
-  while (fields_.size() > down_to) end_field();
 }
 
 // What stands in other parts or beside the text.
@@ -782,24 +707,13 @@ void Story::deferred_lines(std::string_view lines) {
 template <typename Show>
 void Story::deferred_part(Show show) {
   // The part's text is laid out on its own first.
-  TextSink sink(output_.options(), context_.package.limits());
+  Options options = output_.options();
+  options.byte_order_mark = false;
+  TextSink sink(options, context_.package.limits());
   show(sink);
   std::string text;
   sink.take(text);
   deferred_lines(text);
-}
-
-void Story::put_chunk(std::string_view relationship_id) {
-  const OpcRelationship* chunk = relationship(relationship_id);
-  if (chunk == nullptr || context_.package.content_type(chunk->target) != "text/plain") return;
-  output_.paragraph();
-  try {
-    deferred_lines(context_.package.zip().read_all(chunk->target, most_chunk_bytes));
-  } catch (const EngineError& error) {
-    if (error.code() != Code::corrupt) throw;
-    context_.package.note_damage();
-  }
-  output_.write_deferred();
 }
 
 }  // namespace trfilter::docx

@@ -11,6 +11,7 @@
 #include "engine/readers/docx_numbering.h"
 #include "engine/readers/docx_output.h"
 #include "engine/readers/docx_styles.h"
+#include "engine/readers/docx_table.h"
 
 namespace trfilter::docx {
 
@@ -63,13 +64,6 @@ class Story final : public XmlHandler {
     bool style_vanish = false;
   };
 
-  struct Table {
-    bool nested = false;
-    unsigned cell_span = 1;
-    unsigned cells_before = 0;
-    std::optional<Region> row_region;
-  };
-
   /// A text box is a story within the story.
   struct Box {
     std::size_t paragraphs;
@@ -92,12 +86,6 @@ class Story final : public XmlHandler {
   void set_run_hidden(bool hidden);
   bool style_vanishes() const;
 
-  void start_row();
-  void end_row_properties();
-  void end_cell();
-  void end_row();
-  bool in_table() const;
-
   void start_box();
   void end_box();
 
@@ -105,18 +93,12 @@ class Story final : public XmlHandler {
   void line_break(const XmlElement& element);
   void symbol(const XmlElement& element);
   void field_character(const XmlElement& element);
-  void begin_field();
-  void separate_field();
-  void end_field();
-  void close_fields(std::size_t down_to);
-  bool in_instruction() const { return !fields_.empty() && fields_.back().in_instruction; }
 
   void start_note(const XmlElement& element, Region region);
   void alternative_text(std::string_view text);
   void deferred_lines(std::string_view lines);
   template <typename Show>
   void deferred_part(Show show);
-  void put_chunk(std::string_view relationship_id);
   void revision(StoryToken token, bool start);
   const OpcRelationship* relationship(std::string_view id);
 
@@ -128,9 +110,9 @@ class Story final : public XmlHandler {
   MathStructure math_;
 
   std::vector<Paragraph> paragraphs_;
-  std::vector<Table> tables_;
+  TableStack tables_;
   std::vector<Box> boxes_;
-  std::vector<Field> fields_;
+  FieldStack fields_;
   std::vector<bool> choice_taken_;  ///< of each mc:AlternateContent around
 
   unsigned skipped_ = 0;  ///< depth within an element that is left out
