@@ -445,6 +445,7 @@ Word Engine::stream_of(Word handle) const {
 }
 
 void Engine::observe(const Call& call) {
+  if (call.operation == "close_stream") next_chunk_.erase(call.arguments[1]);
   Word released = 0;
   if (call.operation == "free_info" || call.operation == "free_summary_info") {
     released = call.arguments[1];

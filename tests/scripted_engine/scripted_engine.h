@@ -199,7 +199,9 @@ Record summary_element(const Property& property);
 /// A mail field, 32 bytes.
 Record mail_field(const Property& property);
 
-/// The control of one scripted engine. Clears script and log when it is made and when it dies.
+/// The control of one scripted engine, of which there is one at a time. Clears script and log when
+/// it is made and when it dies; a session may outlive it, and then meets an engine without a
+/// script.
 class Engine {
  public:
   enum class Variant { complete, without_filter_entry, without_extract_entry };
@@ -230,7 +232,7 @@ class Engine {
   void produces(const std::vector<std::string>& chunks);
   /// The members of every container from now on, with their bytes.
   void contains(const std::vector<Subfile>& subfiles);
-  /// The answer to the question for one member; the record is 80 bytes, or null when `record` is.
+  /// Answers query_subfile_info for one member with `record`, 80 bytes, or with no record for null.
   void describes(std::uint32_t index, const Record* record);
   /// Extraction answers `status` with a record of 40 bytes that has this kind and location.
   void extracts(Word status, std::uint64_t kind, const char* location);
