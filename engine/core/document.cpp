@@ -5,8 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <cstring>
+#include <cerrno>
 #include <filesystem>
 #include <utility>
 
@@ -15,20 +14,17 @@
 namespace trfilter {
 namespace {
 
-class MemorySource : public ByteSource {
- public:
-  explicit MemorySource(std::string bytes) : bytes_(std::move(bytes)) {}
-
-  std::uint64_t size() const override { return bytes_.size(); }
-
-  std::size_t read_at(std::uint64_t offset, std::span<char> out) override {
-    if (offset >= bytes_.size()) return 0;
-    return bytes_.copy(out.data(), out.size(), offset);
+/// Reads until `out` is full or the source has ended.
+/// @return bytes copied
+std::size_t read_fully(ByteSource& source, std::uint64_t offset, std::span<char> out) {
+  std::size_t filled = 0;
+  while (filled < out.size()) {
+    const std::size_t count = source.read_at(offset + filled, out.subspan(filled));
+    if (count == 0) break;
+    filled += count;
   }
-
- private:
-  std::string bytes_;
-};
+  return filled;
+}
 
 /// A file without a name, in `directory` or the system's directory for temporary files.
 int open_unlinked_file(const std::string& directory) {
@@ -100,18 +96,15 @@ Document::Document(std::unique_ptr<ByteSource> source, std::string temporary_dir
       in_memory_(size_ <= block_in_memory) {
   if (!in_memory_) return;
   memory_.resize(static_cast<std::size_t>(size_));
-  std::size_t filled = 0;
-  while (filled < memory_.size()) {
-    const std::size_t count = source_->read_at(filled, std::span<char>(memory_).subspan(filled));
-    if (count == 0) break;
-    filled += count;
-  }
-  memory_.resize(filled);
-  size_ = filled;
+  memory_.resize(read_fully(*source_, 0, memory_));
+  size_ = memory_.size();
 }
 
+Document::Document(std::string bytes)
+    : size_(bytes.size()), in_memory_(true), memory_(std::move(bytes)) {}
+
 Document Document::from_memory(std::string bytes) {
-  return Document(std::make_unique<MemorySource>(std::move(bytes)));
+  return Document(std::move(bytes));
 }
 
 Document::Document(Document&&) noexcept = default;
@@ -125,7 +118,7 @@ std::size_t Document::read_at(std::uint64_t offset, std::span<char> out) {
     return mapping_->bytes().copy(out.data(), out.size(), static_cast<std::size_t>(offset));
   }
   if (out.size() >= cache_block * 4) {
-    return source_->read_at(offset, out);
+    return read_fully(*source_, offset, out);
   }
   std::size_t filled = 0;
   while (filled < out.size() && offset < size_) {
@@ -140,10 +133,10 @@ std::size_t Document::read_at(std::uint64_t offset, std::span<char> out) {
 }
 
 std::string_view Document::head(std::size_t count) {
-  if (in_memory_) return std::string_view(memory_).substr(0, count);
+  if (in_memory_) return std::string_view(memory_).substr(0, std::min(count, cache_block));
   if (head_.empty()) {
     head_.resize(cache_block);
-    head_.resize(source_->read_at(0, head_));
+    head_.resize(read_fully(*source_, 0, head_));
   }
   return std::string_view(head_).substr(0, count);
 }
@@ -166,7 +159,7 @@ const std::string& Document::cached_block(std::uint64_t number) {
     recent_.pop_back();
   }
   bytes.resize(cache_block);
-  bytes.resize(source_->read_at(number * cache_block, bytes));
+  bytes.resize(read_fully(*source_, number * cache_block, bytes));
   recent_.push_front({number, std::move(bytes)});
   blocks_[number] = recent_.begin();
   return recent_.front().bytes;

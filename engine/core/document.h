@@ -21,7 +21,7 @@ class ByteSource {
   virtual std::uint64_t size() const = 0;
 
   /// Copies bytes from `offset` into `out`.
-  /// @return bytes copied; less than asked for only at the end
+  /// @return bytes copied; 0 only at the end
   virtual std::size_t read_at(std::uint64_t offset, std::span<char> out) = 0;
 };
 
@@ -37,7 +37,7 @@ class Document {
   ///                             empty: the system's
   explicit Document(std::unique_ptr<ByteSource> source, std::string temporary_directory = {});
 
-  /// A document of bytes that are already here.
+  /// A document of bytes that are already here; they stay in memory, however many they are.
   static Document from_memory(std::string bytes);
 
   Document(Document&&) noexcept;
@@ -62,13 +62,14 @@ class Document {
 
  private:
   class Mapping;
+  explicit Document(std::string bytes);
   const std::string& cached_block(std::uint64_t number);
 
-  std::unique_ptr<ByteSource> source_;
+  std::unique_ptr<ByteSource> source_;  ///< null when all bytes came with the document
   std::string temporary_directory_;
   std::uint64_t size_ = 0;
   bool in_memory_ = false;
-  std::string memory_;  ///< the whole of a small document, or nothing
+  std::string memory_;  ///< the whole of a document in memory, or nothing
   std::string head_;    ///< the first block of a large one, once asked for
   std::unique_ptr<Mapping> mapping_;
 

@@ -22,8 +22,10 @@ void Limits::charge_output(std::uint64_t bytes) {
 
 void Limits::charge_unpacked(std::uint64_t bytes) {
   unpacked_bytes_ += bytes;
-  if (unpacked_bytes_ > bounds_.expansion_floor &&
-      unpacked_bytes_ / bounds_.expansion_ratio > document_size_) {
+  const std::uint64_t ratio = unpacked_bytes_ / bounds_.expansion_ratio;
+  const bool beyond = ratio > document_size_ ||
+                      (ratio == document_size_ && unpacked_bytes_ % bounds_.expansion_ratio != 0);
+  if (unpacked_bytes_ > bounds_.expansion_floor && beyond) {
     throw EngineError(Code::corrupt, "the document unpacks to more than its bound");
   }
   check_time();

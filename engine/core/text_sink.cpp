@@ -35,7 +35,6 @@ TextSink::TextSink(const Options& options, Limits& limits) : options_(&options),
 
 void TextSink::text(std::string_view utf8) {
   if (utf8.empty() || suppressed_ != 0) return;
-  flush_break();
   while (!utf8.empty()) {
     const std::size_t clean = clean_utf8_prefix(utf8);
     append(utf8.substr(0, clean));
@@ -52,7 +51,6 @@ void TextSink::text(std::string_view utf8) {
 
 void TextSink::clean_text(std::string_view utf8) {
   if (utf8.empty() || suppressed_ != 0) return;
-  flush_break();
   append(utf8);
 }
 
@@ -64,7 +62,7 @@ void TextSink::character(char32_t code_point) {
 void TextSink::line() {
   if (suppressed_ != 0) return;
   flush_break();
-  append("\n");
+  put("\n");
 }
 
 void TextSink::paragraph() {
@@ -75,6 +73,7 @@ void TextSink::paragraph() {
 }
 
 void TextSink::begin_row() {
+  if (suppressed_ != 0) return;
   if (newline_due_ == Newline::paragraph) newline_due_ = Newline::row;
 }
 
@@ -129,7 +128,7 @@ void TextSink::end(Region region) {
   if (suppressed_ != 0) return;
   switch (region) {
     case Region::inserted:
-      if (options_->revision_marks) append(insertion_end);
+      if (options_->revision_marks) end_mark(insertion_begin, insertion_end);
       break;
     case Region::deleted:
       end_mark(deletion_begin, deletion_end);
@@ -178,11 +177,11 @@ bool TextSink::is_shown(Region region) const {
 
 void TextSink::flush_break() {
   if (page_due_) {
-    if (!line_empty_) append("\n");
-    append("\f");
+    if (!line_empty_) put("\n");
+    put("\f");
     line_empty_ = true;
   } else if (newline_due_ != Newline::none) {
-    append("\n");
+    put("\n");
   }
   newline_due_ = Newline::none;
   page_due_ = false;
@@ -192,7 +191,7 @@ void TextSink::flush_break() {
     line_empty_ = false;
   }
   if (!marks_due_.empty()) {
-    append(marks_due_);
+    put(marks_due_);
     marks_due_.clear();
   }
 }
@@ -201,24 +200,30 @@ void TextSink::end_mark(std::string_view begin, std::string_view end) {
   if (const std::size_t due = marks_due_.rfind(begin); due != std::string::npos) {
     marks_due_.erase(due, begin.size());
   } else {
-    append(end);
+    put(end);
   }
 }
 
 void TextSink::append(std::string_view clean) {
-  if (clean.empty()) return;
-  if (options_->soft_hyphens) {
-    out_.append(clean);
-  } else {
-    std::size_t from = 0;
+  if (!options_->soft_hyphens) {
     for (std::size_t at = clean.find(soft_hyphen); at != std::string_view::npos;
-         at = clean.find(soft_hyphen, from)) {
-      out_.append(clean, from, at - from);
-      from = at + soft_hyphen.size();
+         at = clean.find(soft_hyphen)) {
+      write(clean.substr(0, at));
+      clean.remove_prefix(at + soft_hyphen.size());
     }
-    out_.append(clean, from);
   }
-  line_empty_ = clean.back() == '\n';
+  write(clean);
+}
+
+void TextSink::write(std::string_view kept) {
+  if (kept.empty()) return;
+  flush_break();
+  put(kept);
+}
+
+void TextSink::put(std::string_view bytes) {
+  out_.append(bytes);
+  line_empty_ = bytes.back() == '\n';
   has_text_ = true;
 }
 
@@ -226,7 +231,7 @@ void TextSink::finish() {
   tabs_due_ = 0;
   page_due_ = false;
   newline_due_ = Newline::none;
-  if (has_text_ && !line_empty_) append("\n");
+  if (has_text_ && !line_empty_) put("\n");
 }
 
 void TextSink::take(std::string& into) {

@@ -35,8 +35,9 @@ enum class Region : std::uint8_t {
 /// and trailing empty cells leave nothing behind. The layout is: one line a paragraph or row, a tab
 /// between cells, a form feed between pages, a line feed at the end.
 ///
-/// Invalid UTF-8 becomes U+FFFD a bad byte, NUL characters and carriage returns are dropped.
-/// One document has one sink; it is used by one thread.
+/// Invalid UTF-8 becomes U+FFFD a bad byte; NUL characters, carriage returns and, by the options,
+/// soft hyphens are dropped. Text of which nothing is left is no text. One document has one sink;
+/// it is used by one thread.
 class TextSink {
  public:
   /// Text is handed over once this much is there; readers keep a step's text near it.
@@ -96,6 +97,8 @@ class TextSink {
   bool is_shown(Region region) const;
   void flush_break();
   void append(std::string_view clean);
+  void write(std::string_view kept);
+  void put(std::string_view bytes);
   void end_mark(std::string_view begin, std::string_view end);
 
   const Options* options_;
@@ -108,7 +111,7 @@ class TextSink {
   Newline newline_due_ = Newline::none;
   bool page_due_ = false;
   unsigned tabs_due_ = 0;
-  std::string marks_due_;  ///< of the regions that have begun without text so far
+  std::string marks_due_;   ///< of the regions that have begun without text so far
   bool line_empty_ = true;  ///< nothing written on the current line yet
   bool has_text_ = false;
 };

@@ -195,7 +195,8 @@ TEST(RtfReader, TakesValidUtf8AmongRawBytesForUtf8) {
 }
 
 TEST(RtfReader, DropsControlCharacters) {
-  EXPECT_EQ(text_of(std::string_view("a\0b\x01\x7F\\'00\\'0dc\\'09d\\'0ae", 27)), "abc\td\ne\n");
+  using std::string_view_literals::operator""sv;
+  EXPECT_EQ(text_of("a\0b\x01\x7F\\'00\\'0dc\\'09d\\'0ae"sv), "abc\td\ne\n");
 }
 
 TEST(RtfReader, MapsSymbolFonts) {
