@@ -129,7 +129,7 @@ TEST_F(BufferStream, StartPushingBackMovesToAFileForWhatIsWanted) {
   char* area = stream.IFStartPushingBack(&available, 11);
   EXPECT_FALSE(stream.IFIsInMemory());
   EXPECT_EQ(available, 11U);
-  std::memcpy(area, "0123456789a", 11);
+  std::string("0123456789a").copy(area, 11);
   stream.IFStopPushingBack(11);
   EXPECT_EQ(stream.ToStdString(), "0123456789a");
 }
