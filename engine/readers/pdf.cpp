@@ -85,6 +85,7 @@ class PdfReader final : public Reader {
     start_library();
     open();
     page_count_ = document_->getNumPages();
+    rethrow_failure();
     if (page_count_ <= 0) throw EngineError(Code::corrupt, "the document has no pages");
     find_layers();
     device_.set_tagged(context.options.tagged_pdf_content);
@@ -110,6 +111,7 @@ class PdfReader final : public Reader {
 
   void properties(Properties& properties) override {
     pdf::add_properties(*document_, context_.options.custom_pdf_metadata, properties);
+    rethrow_failure();
   }
 
  private:
@@ -162,6 +164,7 @@ bool PdfReader::open_with(const std::optional<std::string>& password) {
 void PdfReader::open() {
   const std::string& password = context_.options.password;
   if (!password.empty() && open_with(password)) return;
+  if (const auto bytes = pdf::password_bytes(password); bytes && open_with(bytes)) return;
   // Documents for all have an empty password and refuse every other.
   if (open_with(std::nullopt)) return;
   const int error = document_->getErrorCode();

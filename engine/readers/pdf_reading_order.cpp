@@ -150,13 +150,18 @@ void find_running(std::vector<Block>& blocks, std::uint8_t frame) {
   }
 }
 
+/// How far the order that blocks were drawn in was off.
+struct Disorder {
+  std::size_t backward = 0;      ///< times that reading goes back to what was drawn before
+  std::size_t contradicted = 0;  ///< blocks that no place suits
+};
+
 /// Puts each block before the first one that it stands above, if nothing in between stands above
 /// it.
-/// @return how many blocks contradict the order that came out
-std::size_t order_blocks(std::vector<Block>& blocks) {
+Disorder order_blocks(std::vector<Block>& blocks) {
   std::vector<Block> ordered;
   ordered.reserve(blocks.size());
-  std::size_t contradictions = 0;
+  Disorder disorder;
   for (Block& block : blocks) {
     const auto below =
         std::ranges::find_if(ordered, [&](const Block& other) { return is_above(block, other); });
@@ -164,15 +169,39 @@ std::size_t order_blocks(std::vector<Block>& blocks) {
     if (below != ordered.end()) {
       if (std::any_of(below, ordered.end(),
                       [&](const Block& other) { return is_above(other, block); })) {
-        ++contradictions;
+        ++disorder.contradicted;
       } else {
         position = below;
       }
     }
     ordered.insert(position, std::move(block));
   }
+  // A block's first segment tells when it was drawn.
+  for (std::size_t i = 1; i < ordered.size(); ++i) {
+    if (ordered[i].segments.front() < ordered[i - 1].segments.front()) ++disorder.backward;
+  }
   blocks = std::move(ordered);
-  return contradictions;
+  return disorder;
+}
+
+/// Swaps columns of running text that were drawn against the direction of reading.
+void order_columns(std::span<const Segment> segments, std::vector<Block>& blocks, bool from_right) {
+  constexpr std::size_t least_lines = 4;
+  const auto wrong = [&](const Block& first, const Block& second) {
+    if (first.frame != second.frame ||
+        std::min(first.segments.size(), second.segments.size()) < least_lines) {
+      return false;
+    }
+    const float apart = from_right ? second.u0 - first.u1 : first.u0 - second.u1;
+    const float common = std::min(first.bottom, second.bottom) - std::max(first.top, second.top);
+    return apart > 0 &&
+           common * 2 > std::min(first.bottom - first.top, second.bottom - second.top) &&
+           are_text_columns(segments, first.segments, second.segments);
+  };
+  for (std::size_t i = 1; i < blocks.size(); ++i) {
+    for (std::size_t j = i; j > 0 && wrong(blocks[j - 1], blocks[j]); --j)
+      std::swap(blocks[j - 1], blocks[j]);
+  }
 }
 
 /// Reads running text that was drawn across its columns, line by line, column by column.
@@ -285,11 +314,16 @@ Indices automatic_order(std::span<const Segment> segments, const Indices& drawn,
   if (blocks.size() > max_blocks) return drawn;
   find_running(blocks, frame);
   for (Block& block : blocks) split_columns(segments, block);
-  const std::size_t count = blocks.size();
-  const std::size_t contradictions = order_blocks(blocks);
+  const Disorder disorder = order_blocks(blocks);
   constexpr std::size_t tolerated = 3;
-  if (contradictions > tolerated && contradictions * 5 > count)
-    return order_by_place(segments, drawn, from_right);
+  const bool contradictory =
+      disorder.contradicted > tolerated && disorder.contradicted * 5 > blocks.size();
+  // Line by line or word by word, each before the one before.
+  const bool in_pieces = blocks.size() * 3 > drawn.size() * 2;
+  const bool reversed =
+      in_pieces && disorder.backward > 2 * tolerated && disorder.backward * 3 > blocks.size();
+  if (contradictory || reversed) return order_by_place(segments, drawn, from_right);
+  order_columns(segments, blocks, from_right);
   join_tables(segments, blocks, from_right);
   Indices order;
   order.reserve(drawn.size());

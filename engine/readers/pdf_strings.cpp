@@ -58,6 +58,16 @@ std::string plain_text_string(const std::string& bytes) {
                    [](std::string& out, Unicode character) { append_plain(out, character); });
 }
 
+std::optional<std::string> password_bytes(std::string_view utf8) {
+  std::string bytes;
+  for (const char16_t unit : utf8_to_utf16(utf8)) {
+    if (unit > 0xFF) return std::nullopt;
+    bytes.push_back(static_cast<char>(unit));
+  }
+  if (bytes == utf8) return std::nullopt;
+  return bytes;
+}
+
 std::optional<FileTime> date(const std::string& bytes) {
   const GooString string(bytes);
   int year = 0;

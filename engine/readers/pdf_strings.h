@@ -15,6 +15,10 @@ std::string text_string(const std::string& bytes);
 /// The same as text of a page: ligatures resolved, every white space a space.
 std::string plain_text_string(const std::string& bytes);
 
+/// UTF-8 as the PDFDocEncoding that passwords are in before PDF 2.0; nothing when it is the same or
+/// has characters beyond Latin 1.
+std::optional<std::string> password_bytes(std::string_view utf8);
+
 /// A PDF date ("D:YYYYMMDDHHmmSSOHH'mm'"), its zone applied; nothing when it is none.
 std::optional<FileTime> date(const std::string& bytes);
 
