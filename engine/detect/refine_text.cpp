@@ -51,24 +51,20 @@ Detection refine_dxf(const TextHead& text, Format format) {
                                                                             : nothing;
 }
 
-/// Two capitals, coordinates, a semicolon: a dozen such commands in a row.
+/// Commands of two capitals with numbers, each closed by a semicolon, several in a row.
 Detection refine_hpgl(const TextHead& text, Format format) {
+  constexpr std::array<std::string_view, 22> commands{
+      "AA", "AR", "CI", "CO", "DF", "FT", "IN", "IP", "IW", "LT", "PA",
+      "PD", "PR", "PS", "PU", "PW", "RO", "SC", "SI", "SP", "VS", "WU"};
   std::string_view rest = first_lines(text, 2048);
-  const auto is_capital = [](std::uint32_t c) { return c >= 'A' && c <= 'Z'; };
   constexpr int enough = 4;
-  int commands = 0;
-  while (commands < enough) {
+  for (int count = 0; count < enough; ++count) {
     const std::size_t end = rest.find(';');
     if (end == rest.npos || end < 2) return nothing;
-    const std::string_view command = rest.substr(0, end);
-    if (!is_capital(byte_at(command, 0)) || !is_capital(byte_at(command, 1))) return nothing;
-    for (std::size_t at = 2; at < end; ++at) {
-      const std::uint32_t c = byte_at(command, at);
-      const bool coordinate =
-          is_digit(c) || c == ',' || c == '-' || c == '.' || c == ' ' || c == '+' || is_capital(c);
-      if (!coordinate) return nothing;
-    }
-    ++commands;
+    const std::string_view command = rest.substr(0, 2);
+    if (std::find(commands.begin(), commands.end(), command) == commands.end()) return nothing;
+    if (rest.substr(2, end - 2).find_first_not_of("0123456789,-+. \r\n") != rest.npos)
+      return nothing;
     rest.remove_prefix(end + 1);
     rest.remove_prefix(std::min(rest.find_first_not_of(" \r\n"), rest.size()));
   }
@@ -104,10 +100,14 @@ Detection refine_uuencoded(const TextHead& text, Format format) {
   if (at < 9 || at > 10 || byte_at(lines, at) != ' ') return nothing;
   const std::size_t end = lines.find('\n', at);
   if (end == lines.npos || end == at + 1) return nothing;
-  const std::string_view data = lines.substr(end + 1);
-  const std::size_t length = std::min(data.find_first_of("\r\n"), data.size());
+  std::string_view data = lines.substr(end + 1);
+  data = data.substr(0, data.find_first_of("\r\n"));
+  const bool encoded =
+      std::all_of(data.begin(), data.end(), [](char c) { return c >= ' ' && c <= '`'; });
+  // Three bytes make four characters; blanks at the end may be lost, a check sum may follow.
   const std::size_t bytes = (byte_at(data, 0) - 0x20) & 0x3F;
-  return length >= 1 && length - 1 >= (bytes * 8 + 5) / 6 ? found(format) : nothing;
+  const std::size_t characters = (bytes + 2) / 3 * 4;
+  return encoded && !data.empty() && data.size() <= characters + 2 ? found(format) : nothing;
 }
 
 Detection refine_xbm(const TextHead& text, Format format) {
