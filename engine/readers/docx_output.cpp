@@ -27,6 +27,7 @@ std::string_view StoryOutput::write_due(std::string_view utf8) {
 
 void StoryOutput::write_waiting() {
   due_ = false;
+  write_newline();
   const Due due = std::exchange(waiting_, {});
   if (due.tabs != 0) text(std::string(due.tabs, '\t'));
   text(due.label);
@@ -47,11 +48,24 @@ void StoryOutput::line() {
 }
 
 void StoryOutput::paragraph() {
+  if (nested_tables_ == 0) {
+    put_paragraph();
+  } else if (waiting_.tabs == 0 && waiting_.newline == Newline::none) {
+    waiting_.newline = Newline::paragraph;
+    due_ = true;
+  }
+}
+
+void StoryOutput::put_paragraph() {
   if (!deferring()) {
     sink_.paragraph();
   } else {
     record(Call::paragraph);
   }
+}
+
+void StoryOutput::write_newline() {
+  if (std::exchange(waiting_.newline, Newline::none) != Newline::none) put_paragraph();
 }
 
 void StoryOutput::begin_row() {
@@ -113,18 +127,29 @@ void StoryOutput::set_label(std::string_view label) {
 }
 
 void StoryOutput::nested_cell(unsigned count) {
+  if (waiting_.newline == Newline::paragraph) waiting_.newline = Newline::none;
   waiting_.tabs += std::clamp(count, 1u, most_cells);
   due_ = true;
 }
 
 void StoryOutput::nested_row() {
   waiting_.tabs = 0;
-  due_ = waiting_.any();
-  paragraph();
+  waiting_.newline = Newline::row;
+  due_ = true;
+}
+
+void StoryOutput::end_nested_table() {
+  if (nested_tables_ == 0) return;
+  // To the cell around, the last row is a paragraph like any other.
+  if (--nested_tables_ == 0) {
+    write_newline();
+  } else if (waiting_.newline == Newline::row) {
+    waiting_.newline = Newline::paragraph;
+  }
 }
 
 void StoryOutput::begin_deferred() {
-  if (deferring()) paragraph();
+  if (deferring()) put_paragraph();
   outside_.push_back(std::exchange(waiting_, {}));
   due_ = false;
   if (outside_.size() > 1) return;
@@ -133,7 +158,7 @@ void StoryOutput::begin_deferred() {
 }
 
 void StoryOutput::end_deferred() {
-  paragraph();
+  put_paragraph();
   if (outside_.size() == 1) {
     std::for_each(open_.rbegin(), open_.rend(),
                   [&](Region region) { record(Call::close, static_cast<unsigned>(region)); });
@@ -158,6 +183,7 @@ void StoryOutput::record(Call call, unsigned argument) {
 
 void StoryOutput::write_deferred() {
   if (deferred_.empty() || deferring()) return;
+  write_newline();
   std::string_view rest = deferred_;
   while (!rest.empty()) {
     const std::size_t mark = std::min(rest.find(call_mark), rest.size());

@@ -51,9 +51,11 @@ class StoryOutput {
   /// Blanks before the next text are left out.
   void drop_blanks();
 
-  /// A table within a table: cells within a line, a paragraph's end behind each row.
+  /// A table within a table or a box: cells within a line, a paragraph's end behind each row.
+  void begin_nested_table() { ++nested_tables_; }
   void nested_cell(unsigned count);
   void nested_row();
+  void end_nested_table();
 
   /// What is written between the two is put off until `write_deferred`. Where that is going on
   /// already, it becomes paragraphs in place.
@@ -73,17 +75,24 @@ class StoryOutput {
     close,
   };
 
+  enum class Newline : std::uint8_t { none, paragraph, row };
+
   struct Due {
+    Newline newline = Newline::none;  ///< within a nested table, where a cell's last one is its end
     std::string label;
     unsigned tabs = 0;
     bool drops_blanks = false;
 
-    bool any() const { return !label.empty() || tabs != 0 || drops_blanks; }
+    bool any() const {
+      return newline != Newline::none || !label.empty() || tabs != 0 || drops_blanks;
+    }
   };
 
   /// Writes what waits for text. @return what is to be written of the text
   std::string_view write_due(std::string_view utf8);
   void write_waiting();
+  void write_newline();
+  void put_paragraph();
   void record_text(std::string_view utf8);
   void record(Call call, unsigned argument = 0);
   void replay(Call call, unsigned argument);
@@ -92,7 +101,8 @@ class StoryOutput {
   TextSink& sink_;
   std::vector<Region> open_;
   std::string deferred_;  ///< text, and calls as a control character, the code and the argument
-  bool due_ = false;      ///< something is to be done before text
+  unsigned nested_tables_ = 0;
+  bool due_ = false;  ///< something is to be done before text
   Due waiting_;
   std::vector<Due> outside_;  ///< of what is put off: what the text around waits for
 };

@@ -7,6 +7,7 @@ namespace trfilter::docx {
 void TableStack::begin(bool nested) {
   output_.paragraph();
   tables_.emplace_back().nested = nested;
+  if (nested) output_.begin_nested_table();
 }
 
 void TableStack::end() {
@@ -19,6 +20,7 @@ void TableStack::close(std::size_t size) {
   while (tables_.size() > size) {
     const Table& table = tables_.back();
     if (table.row_region_open) output_.close(*table.row_region);
+    if (table.nested) output_.end_nested_table();
     tables_.pop_back();
   }
 }

@@ -220,12 +220,6 @@ void ShapesHandler::end_element(std::string_view name, std::string_view uri) {
 void ShapesHandler::characters(std::string_view text) {
   if (!in_text_) return;
   if (std::exchange(label_due_, false)) sink_.text(label_);
-  // Some programs write a line break as the character that older files have for it.
-  for (std::size_t end = text.find('\v'); end != std::string_view::npos; end = text.find('\v')) {
-    sink_.text(text.substr(0, end));
-    sink_.line();
-    text.remove_prefix(end + 1);
-  }
   sink_.text(text);
 }
 
