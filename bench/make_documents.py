@@ -133,8 +133,8 @@ DOCUMENTS = {
     "huge.txt": lambda path: text(path, 1 << 30, 5),
     "small.pdf": maker("make_pdf.py", "--pages", "2"),
     "large.pdf": maker("make_pdf.py", "--pages", "300"),
-    "large.xlsx": maker("make_xlsx.py", "--bytes", str(6 << 20)),
-    "million.xlsx": maker("make_xlsx.py", "--rows", "1000000"),
+    "large.xlsx": maker("make_xlsx.py", "105000"),
+    "million.xlsx": maker("make_xlsx.py", "1000000", "strings"),
 }
 
 
