@@ -124,6 +124,11 @@ void OdfContentHandler::start_text(const XmlElement& element, Open& open) {
       begin_paragraph(open, heading ? lists_.heading_label(element) : lists_.paragraph_label());
       break;
     }
+    case E::span:
+      if (in_text_ && styles_.hides("text", element.attribute("style-name"))) {
+        begin_region(open, Region::hidden);
+      }
+      break;
     case E::space:
       if (in_text_) {
         const unsigned count = odf_unsigned(element.attribute("c")).value_or(1);

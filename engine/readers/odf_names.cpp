@@ -76,6 +76,7 @@ constexpr NameTable office_names{std::array{
 constexpr NameTable text_names{std::array{
     NamedToken<E>{"p", E::paragraph},
     NamedToken<E>{"h", E::heading},
+    NamedToken<E>{"span", E::span},
     NamedToken<E>{"s", E::space},
     NamedToken<E>{"tab", E::tab},
     NamedToken<E>{"tab-stop", E::tab},

@@ -10,7 +10,6 @@ namespace trfilter {
 /// Elements of OpenDocument and its ancestors that mean something to the reader.
 enum class OdfElement : std::uint8_t {
   other,
-  shape,    ///< of the drawing namespaces
   skipped,  ///< nothing within is text of the document
   // office
   document,
@@ -23,6 +22,7 @@ enum class OdfElement : std::uint8_t {
   // text
   paragraph,
   heading,
+  span,
   space,
   tab,
   line_break,
@@ -66,6 +66,7 @@ enum class OdfElement : std::uint8_t {
   column,
   // draw, presentation, svg
   page,
+  shape,  ///< any other of the drawing namespaces
   image_text,
   object,
   notes,

@@ -92,6 +92,7 @@ void OdfPropertiesHandler::end_element(std::string_view name, std::string_view /
     in_meta_ = false;
     done_ = true;
     properties_.add("Keywords", keywords_);
+    if (!author_stated_) properties_.add("Author", last_author_);
   } else {
     end_property(name);
   }
@@ -114,6 +115,8 @@ void OdfPropertiesHandler::end_property(std::string_view name) {
   } else {
     for (const Row& row : rows) {
       if (row.element != name) continue;
+      if (row.property == "Author") author_stated_ = author_stated_ || !value_.empty();
+      if (row.property == "LastAuthor") last_author_ = value_;
       if (row.kind == Row::Kind::text) {
         properties_.add(std::string(row.property), value_);
       } else if (const auto time = parse_date_time(value_)) {

@@ -30,6 +30,8 @@ class OdfPropertiesHandler final : public XmlHandler {
   bool done_ = false;
   std::string value_;
   std::string keywords_;
+  bool author_stated_ = false;
+  std::string last_author_;  ///< of a document that states no other: its author
   std::string user_name_;
   std::string user_type_;
 };

@@ -21,6 +21,7 @@
 
 #include "engine/core/engine_error.h"
 #include "engine/core/reader.h"
+#include "engine/drawing/drawing_parts.h"
 #include "engine/drawing/drawing_text.h"
 #include "engine/opc/opc_package.h"
 #include "engine/readers/xlsx_comments.h"
@@ -78,7 +79,6 @@ class XlsxReader final : public Reader {
   void begin_sheet(TextSink& sink);
   void end_sheet(TextSink& sink);
   void show_drawing(TextSink& sink, std::string_view part);
-  void show_chart(TextSink& sink, std::string_view part);
 
   const Options& options_;
   OpcPackage package_;
@@ -164,10 +164,12 @@ void XlsxReader::end_sheet(TextSink& sink) {
   const Sheet& sheet = workbook_.sheets[sheet_];
   const OpcRelationships relationships = package_.relationships(sheet_part_);
   for (const std::string& id : rows_->drawings()) {
-    if (const auto* drawing = relationships.by_id(id)) show_drawing(sink, drawing->target);
+    const auto* drawing = relationships.by_id(id);
+    if (drawing != nullptr && !drawing->external) show_drawing(sink, drawing->target);
   }
   for (const OpcRelationship& relationship : relationships.all()) {
     if (relationship.kind != "comments" && relationship.kind != "threadedComment") continue;
+    if (relationship.external) continue;
     CommentsHandler comments(sink);
     package_.parse(relationship.target, comments);
   }
@@ -187,24 +189,12 @@ void XlsxReader::show_drawing(TextSink& sink, std::string_view part) {
   const OpcRelationships relationships = package_.relationships(part);
   for (const DrawingTextHandler::Object& object : drawing.objects()) {
     const auto* relationship = relationships.by_id(object.relationship);
-    if (relationship == nullptr) continue;
+    if (relationship == nullptr || relationship->external) continue;
     if (object.kind == DrawingTextHandler::Object::Kind::chart) {
-      show_chart(sink, relationship->target);
+      show_chart_part(package_, relationship->target, sink, ChartTextHandler::Values::hidden);
     } else {
-      DrawingTextHandler diagram(sink, package_.limits());
-      package_.parse(relationship->target, diagram);
+      show_diagram_part(package_, relationship->target, sink);
     }
-  }
-}
-
-void XlsxReader::show_chart(TextSink& sink, std::string_view part) {
-  ChartTextHandler chart(sink);
-  package_.parse(part, chart);
-  if (chart.user_shapes().empty()) return;
-  const OpcRelationships relationships = package_.relationships(part);
-  if (const auto* shapes = relationships.by_id(chart.user_shapes())) {
-    DrawingTextHandler drawing(sink, package_.limits());
-    package_.parse(shapes->target, drawing);
   }
 }
 
