@@ -5,8 +5,8 @@
 // values and free text annotations are text of the page; remarks follow it as comments. Characters
 // without a meaning (a font without a character map) leave nothing.
 //
-// Not handled: attachments and bookmarks, XMP metadata, text that is only painted as shapes or
-// pictures.
+// Not handled: attachments and bookmarks, XMP metadata, forms that exist as XFA alone (their pages
+// hold a notice instead), text that is only painted as shapes or pictures.
 //
 // Bounds: a step is a page; a page of more than PageText::max_clusters characters is written in
 // parts. The time limit is kept inside a page too. Recursion of forms and resources is the

@@ -323,7 +323,7 @@ TEST(PdfReader, OpensWithEitherPassword) {
   EXPECT_EQ(read_document(bytes, Format::pdf, options).code, 8);
   options.password = "simsim";
   EXPECT_EQ(read_document(bytes, Format::pdf, options).code, 8);
-  for (const char* password : {"sesame", "aladdin"}) {
+  for (const char* password : {"s\u00E9same", "aladdin"}) {
     options.password = password;
     const Reading reading = read_document(bytes, Format::pdf, options);
     EXPECT_EQ(reading.code, 0) << reading.reason;
@@ -366,6 +366,71 @@ TEST(PdfReader, ReportsContentsThatAreCutOff) {
   const Reading reading = read_document(builder.bytes(), Format::pdf);
   EXPECT_EQ(reading.text, "Whole\n");
   EXPECT_EQ(reading.code, 4);
+}
+
+TEST(PdfReader, CutsContentsThatNestTooDeep) {
+  std::string content = show(72, 700, "Before the depth");
+  for (int i = 0; i < 70'000; ++i) content += "q ";
+  content += show(72, 600, "below it");
+  const Reading reading = read_document(
+      PdfBuilder().page(content).page(show(72, 700, "Next page")).bytes(), Format::pdf);
+  EXPECT_TRUE(reading.text.starts_with("Before the depth\n")) << reading.text;
+  EXPECT_TRUE(reading.text.ends_with("\fNext page\n")) << reading.text;
+  EXPECT_EQ(reading.code, 4);
+}
+
+TEST(PdfReader, ReadsPagesThatAreDrawnInAnyOrderByTheirGeometry) {
+  std::vector<std::string> lines;
+  for (int row = 0; row < 12; ++row) {
+    lines.push_back(show(54, 700 - 12 * row,
+                         "The left column has a line of text, L" + std::to_string(row) + "."));
+    lines.push_back(show(324, 700 - 12 * row,
+                         "The right column follows with it, R" + std::to_string(row) + "."));
+  }
+  std::string content;
+  for (std::size_t i = 0; i < lines.size(); ++i) content += lines[i * 7 % lines.size()];
+  EXPECT_TRUE(
+      in_order(text_of_page(content), {"L0.", "L1.", "L6.", "L11.", "R0.", "R1.", "R6.", "R11."}));
+}
+
+TEST(PdfReader, ReadsPredefinedCharacterMapsOrSaysThatTheyAreMissing) {
+  PdfBuilder builder;
+  const int descendant = builder.add(
+      "<</Type/Font/Subtype/CIDFontType0/BaseFont/X/DW 1000/CIDSystemInfo"
+      "<</Registry(Adobe)/Ordering(Japan1)/Supplement 2>>>>");
+  const int font =
+      builder.add("<</Type/Font/Subtype/Type0/BaseFont/X/Encoding/UniJIS-UTF16-H/DescendantFonts[" +
+                  std::to_string(descendant) + " 0 R]>>");
+  builder.page("BT /F2 10 Tf 72 700 Td <65E5672C8A9E> Tj ET", {},
+               "/Font<</F2 " + std::to_string(font) + " 0 R>>");
+  const Reading reading = read_document(builder.bytes(), Format::pdf);
+  EXPECT_TRUE((reading.code == 0 && reading.text == "\u65E5\u672C\u8A9E\n") ||
+              (reading.code == 13 && reading.text.empty()))
+      << reading.code << " " << reading.text;
+}
+
+TEST(PdfReader, ReadsRightToLeftLinesInLogicalOrder) {
+  // Letters drawn one by one from right to left, a number in them.
+  PdfBuilder builder;
+  const int map = builder.stream(
+      "/CIDInit /ProcSet findresource begin 12 dict begin begincmap /CMapName /M def /CMapType 2 "
+      "def\n"
+      "1 begincodespacerange <0000> <FFFF> endcodespacerange\n"
+      "5 beginbfchar <0001> <05D0> <0002> <05D1> <0003> <05D2> <0004> <0031> <0005> <0032> "
+      "endbfchar endcmap end end");
+  const int descendant = builder.add(
+      "<</Type/Font/Subtype/CIDFontType2/BaseFont/X/DW 500/CIDSystemInfo"
+      "<</Registry(Adobe)/Ordering(Identity)/Supplement 0>>>>");
+  const int font =
+      builder.add("<</Type/Font/Subtype/Type0/BaseFont/X/Encoding/Identity-H/DescendantFonts[" +
+                  std::to_string(descendant) + " 0 R]/ToUnicode " + std::to_string(map) + " 0 R>>");
+  const auto letter = [](int x, const char* code) {
+    return "BT /F2 10 Tf " + std::to_string(x) + " 700 Td <" + code + "> Tj ET ";
+  };
+  builder.page(letter(200, "0001") + letter(195, "0002") + letter(190, "0003") +
+                   letter(178, "0004") + letter(183, "0005") + letter(170, "0001"),
+               {}, "/Font<</F2 " + std::to_string(font) + " 0 R>>");
+  EXPECT_EQ(read_document(builder.bytes(), Format::pdf).text, "\u05D0\u05D1\u05D2 12 \u05D0\n");
 }
 
 TEST(PdfReader, StatesTheInformationDictionary) {
