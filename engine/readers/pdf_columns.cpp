@@ -123,7 +123,7 @@ void order_part(std::span<const Segment> segments, Indices indices, bool from_ri
                 Indices& out);
 
 /// Orders the columns of a part that gutters divide.
-void order_columns(std::span<const Segment> segments, Indices indices,
+void order_columns(std::span<const Segment> segments, const Indices& indices,
                    const std::vector<float>& middles, bool from_right, unsigned depth,
                    Indices& out) {
   std::vector<Indices> columns(middles.size() + 1);
@@ -164,7 +164,7 @@ void order_part(std::span<const Segment> segments, Indices indices, bool from_ri
   bool region_divided = false;
   const auto close = [&] {
     if (region_divided) {
-      order_columns(segments, std::move(region), region_cover.gaps(gutter), from_right, depth, out);
+      order_columns(segments, region, region_cover.gaps(gutter), from_right, depth, out);
     } else {
       order_rows(segments, region, from_right);
       out.insert(out.end(), region.begin(), region.end());

@@ -17,8 +17,9 @@ namespace {
 constexpr double word_gap = 0.15;  ///< more of it between clusters is a space
 constexpr double east_asian_gap =
     0.5;  ///< the same between ideographs, which are spread to fill lines
-constexpr double segment_gap = 1.0;  ///< more of it is another cell or column
-constexpr double overlap = 0.35;     ///< clusters may reach that far into each other
+constexpr double segment_gap = 1.0;       ///< more of it is another cell or column
+constexpr double overlap = 0.35;          ///< clusters may reach that far into each other
+constexpr double pushed_together = 0.12;  ///< letters reach that far into each other
 constexpr double same_baseline = 0.2;
 constexpr double raised_baseline = 0.55;  ///< of superscripts and subscripts, which adjoin
 constexpr double tracking = 0.6;  ///< more character spacing than that places single characters
@@ -218,10 +219,20 @@ bool PageText::continues_line(const Placed& placed, bool right_to_left, bool lef
   if (gap < -overlap * size || gap > segment_gap * size) return false;
   if (across > same_baseline * size && gap > 2 * word_gap * size) return false;
 
-  double space = word_gap * placed.size;
-  if (is_east_asian(first_character(text_of(last)))) space = east_asian_gap * placed.size;
-  if (last_spacing_ > 0 && last_spacing_ < tracking * placed.size) space += last_spacing_;
-  if (space_due_ || placed.space_before || gap > space) end_word();
+  // What the page sets between all characters is no space.
+  if (last_spacing_ > 0 && last_spacing_ < tracking * placed.size) gap -= last_spacing_;
+  // Letters may be pushed together again, against that or against widths that are too large: then
+  // what is not pushed is a space.
+  double pushed = 0;
+  ++gaps_;
+  if (gap < -pushed_together * placed.size) {
+    ++pushed_gaps_;
+    pushed_sum_ += gap;
+  }
+  if (pushed_gaps_ >= 2 && pushed_gaps_ * 2 >= gaps_) pushed = pushed_sum_ / pushed_gaps_;
+  const bool spread = is_east_asian(first_character(text_of(last)));
+  const double space = (spread ? east_asian_gap : word_gap) * placed.size;
+  if (space_due_ || placed.space_before || gap - pushed > space) end_word();
   return true;
 }
 
@@ -277,6 +288,9 @@ void PageText::place(const Placed& placed) {
     word_ = Word{};
     line_u0_ = u0;
     line_u1_ = u1;
+    gaps_ = 0;
+    pushed_gaps_ = 0;
+    pushed_sum_ = 0;
   }
   line_u0_ = std::min(line_u0_, u0);
   line_u1_ = std::max(line_u1_, u1);

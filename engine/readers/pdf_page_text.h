@@ -162,6 +162,9 @@ class PageText {
   Word word_;
   float line_u0_ = 0;  ///< the open segment's extent
   float line_u1_ = 0;
+  int gaps_ = 0;                    ///< between the open segment's clusters,
+  int pushed_gaps_ = 0;             ///< those that push letters together
+  double pushed_sum_ = 0;           ///< and by how much in all
   bool space_due_ = false;          ///< a space was drawn after the last cluster
   float last_size_ = 0;             ///< the last cluster's font size
   double last_spacing_ = 0;         ///< extra advance after the last cluster
