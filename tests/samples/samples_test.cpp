@@ -99,8 +99,8 @@ TEST_P(Sample, WithFlippedBytesEndsInTextOrAnError) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Samples, Sample, testing::ValuesIn(sample_names()), [](const auto& info) {
-  std::string name = info.param;
+INSTANTIATE_TEST_SUITE_P(Samples, Sample, testing::ValuesIn(sample_names()), [](const auto& sample) {
+  std::string name = sample.param;
   std::replace_if(
       name.begin(), name.end(), [](unsigned char c) { return std::isalnum(c) == 0; }, '_');
   return name;
