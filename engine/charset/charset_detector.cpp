@@ -18,6 +18,11 @@ constexpr std::size_t context_before = 64;
 // Valid sequences that outweigh one bad byte.
 constexpr std::uint64_t sequences_for_bad_byte = 4;
 
+// From this many bad bytes on, one block in so many is looked at: the text goes on as it has begun,
+// or its other blocks show that it does not.
+constexpr std::uint64_t many_bad_bytes = std::uint64_t{256} << 10;
+constexpr std::uint64_t stride_of_many = 16;
+
 constexpr std::size_t read_size = std::size_t{256} << 10;
 
 const Encoding& encoding_of_kind(Encoding::Kind kind) {
@@ -77,6 +82,10 @@ void CharsetDetector::count_zeros(std::string_view bytes) {
 }
 
 void CharsetDetector::count_utf8(std::string_view bytes) {
+  if (bad_bytes_ > many_bad_bytes && blocks_++ % stride_of_many != 0) {
+    carry_.clear();
+    return;
+  }
   if (carry_.empty() && is_ascii(bytes)) return;
   std::string_view rest = bytes;
   if (!carry_.empty()) {
@@ -113,7 +122,7 @@ void CharsetDetector::count_utf8(std::string_view bytes) {
   if (multi_byte_ < bad_bytes_ * sequences_for_bad_byte) sample_.add(bytes);
 }
 
-const Encoding* CharsetDetector::utf16_or_utf32() const {
+const Encoding* CharsetDetector::utf32() const {
   const std::uint64_t zeros = zeros_[0] + zeros_[1] + zeros_[2] + zeros_[3];
   if (zeros == 0) return nullptr;
   const std::uint64_t quarter = total_ / 4;
@@ -121,12 +130,6 @@ const Encoding* CharsetDetector::utf16_or_utf32() const {
   const auto rarely = [&](int place) { return zeros_[place] * 20 <= quarter; };
   if (mostly(2) && mostly(3) && rarely(0)) return &encoding_of_kind(Encoding::Kind::utf32_little);
   if (mostly(0) && mostly(1) && rarely(3)) return &encoding_of_kind(Encoding::Kind::utf32_big);
-  // UTF-16: blanks, digits and line ends have a NUL as their upper byte in text of any script.
-  const std::uint64_t even = zeros_[0] + zeros_[2];
-  const std::uint64_t odd = zeros_[1] + zeros_[3];
-  const std::uint64_t units = total_ / 2;
-  if (odd * 50 > units && even * 10 <= odd) return &encoding_of_kind(Encoding::Kind::utf16_little);
-  if (even * 50 > units && odd * 10 <= even) return &encoding_of_kind(Encoding::Kind::utf16_big);
   return nullptr;
 }
 
@@ -145,14 +148,17 @@ DetectedCharset CharsetDetector::finish() {
     result.encoding = bad_bytes_ == 0 ? &utf8_encoding() : &windows_1252_encoding();
     return result;
   }
-  if (const Encoding* wide = utf16_or_utf32()) {
-    result.encoding = wide;
-    return result;
+  const bool is_ascii_only = bad_bytes_ == 0 && multi_byte_ == 0;
+  result.encoding = utf32();
+  if (is_ascii_only && has_escape_ && result.encoding == nullptr) {
+    result.encoding = guess_stateful_encoding(head_);
   }
+  const bool is_utf8 = bad_bytes_ == 0 && multi_byte_ != 0;
+  if (!is_utf8 && result.encoding == nullptr) result.encoding = guess_utf16_encoding(head_);
+  if (result.encoding != nullptr) return result;
   if (bad_bytes_ == 0) {
-    if (multi_byte_ == 0 && has_escape_) result.encoding = guess_stateful_encoding(head_);
-    if (result.encoding == nullptr) result.encoding = &utf8_encoding();
-    result.has_multi_byte_utf8 = multi_byte_ != 0;
+    result.encoding = &utf8_encoding();
+    result.has_multi_byte_utf8 = is_utf8;
     return result;
   }
   if (multi_byte_ >= bad_bytes_ * sequences_for_bad_byte) {

@@ -25,7 +25,9 @@ struct DetectedCharset {
 ///
 /// The rules, in this order:
 /// - A byte-order mark decides.
-/// - NUL bytes in the places where UTF-16 or UTF-32 has them decide for it.
+/// - NUL bytes in the places where UTF-32 has them decide for it, controls that are characters in
+/// one
+///   byte order for UTF-16.
 /// - Text that is valid UTF-8, or has at least four valid multi-byte sequences for each bad byte,
 /// is UTF-8.
 /// - Anything else is one of the older sets, see `guess_legacy_encoding`.
@@ -56,7 +58,7 @@ class CharsetDetector {
 
   void count_utf8(std::string_view bytes);
   void count_zeros(std::string_view bytes);
-  const Encoding* utf16_or_utf32() const;
+  const Encoding* utf32() const;
 
   bool detect_;
   std::string head_;
@@ -66,6 +68,7 @@ class CharsetDetector {
   std::uint64_t zeros_[4] = {};   ///< NUL bytes by their place within four bytes
   std::uint64_t multi_byte_ = 0;  ///< valid UTF-8 sequences of more than one byte
   std::uint64_t bad_bytes_ = 0;   ///< bytes that are no part of valid UTF-8
+  std::uint64_t blocks_ = 0;      ///< seen since the bad bytes have become many
   bool has_escape_ = false;
   bool has_carriage_return_ = false;
 };

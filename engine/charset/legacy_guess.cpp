@@ -300,6 +300,41 @@ const Encoding* guess_stateful_encoding(std::string_view head) {
   return nullptr;
 }
 
+const Encoding* guess_utf16_encoding(std::string_view head) {
+  head = head.substr(0, head.size() / 2 * 2);
+  const auto is_control = [](char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\f' && byte != '\r' &&
+           byte != 0x1B;
+  };
+  const auto controls = static_cast<std::size_t>(std::ranges::count_if(head, is_control));
+  const auto printable = static_cast<std::size_t>(
+      std::ranges::count_if(head, [](char c) { return c >= 0x20 && c < 0x7F; }));
+  if (head.size() < 4 || controls * 50 < head.size()) return nullptr;
+  // ASCII with some controls in it; of UTF-16, half the bytes at the most look like it.
+  if (printable * 10 > head.size() * 8) return nullptr;
+  const auto units = static_cast<std::ptrdiff_t>(head.size() / 2);
+  std::ptrdiff_t best_surplus = 0;
+  const Encoding* best = nullptr;
+  for (const char* label : {"utf-16le", "utf-16be"}) {
+    const Encoding* encoding = encoding_of_label(label);
+    const std::u16string text = decode(*encoding, head);
+    const std::ptrdiff_t bad = std::ranges::count_if(text, [](char16_t c) {
+      const auto type = u_charType(c);
+      return c == 0xFFFD || type == U_UNASSIGNED || type == U_PRIVATE_USE_CHAR ||
+             (type == U_CONTROL_CHAR && (c < '\t' || c > '\r'));
+    });
+    // Units in the wrong order often are characters too, but hardly ever blanks and digits.
+    const std::ptrdiff_t ascii = std::ranges::count_if(text, [](char16_t c) { return c < 0x80; });
+    constexpr std::ptrdiff_t one_bad_unit_in = 50;
+    const std::ptrdiff_t surplus = units + ascii - bad * 4;
+    if (bad * one_bad_unit_in > units || surplus <= best_surplus) continue;
+    best_surplus = surplus;
+    best = encoding;
+  }
+  return best;
+}
+
 const Encoding* guess_ebcdic_encoding(std::string_view head) {
   std::size_t blanks = 0;
   std::size_t letters = 0;

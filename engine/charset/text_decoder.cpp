@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstring>
 
 #include "engine/charset/utf8_scan.h"
@@ -13,6 +14,7 @@ namespace trfilter {
 namespace {
 
 constexpr std::string_view replacement = "\xEF\xBF\xBD";
+constexpr std::string_view next_line = "\xC2\x85";
 
 // Units between source and target of a conversion.
 constexpr std::size_t pivot_units = 4096;
@@ -33,9 +35,12 @@ UniqueConverter open_converter(const char* name) {
 
 }  // namespace
 
+/// The state of a conversion between two blocks.
 struct TextDecoder::Converter {
   explicit Converter(const Encoding& encoding)
       : source(open_converter(encoding.converter)), target(open_converter("UTF-8")) {}
+
+  void convert(std::string_view bytes, bool last, std::string& out);
 
   UniqueConverter source;
   UniqueConverter target;
@@ -45,8 +50,58 @@ struct TextDecoder::Converter {
   bool between_characters = true;  ///< nothing of a character or a shift is pending
 };
 
+/// What each byte of a single-byte set stands for, as UTF-8.
+struct TextDecoder::ByteTable {
+  explicit ByteTable(const Encoding& encoding);
+
+  void convert(std::string_view bytes, std::string& out) const;
+
+  struct Character {
+    std::array<char, 4> utf8;
+    std::uint8_t length;
+  };
+  std::array<Character, 256> characters{};
+};
+
+TextDecoder::ByteTable::ByteTable(const Encoding& encoding) {
+  Converter converter(encoding);
+  std::string utf8;
+  for (unsigned byte = 0; byte < characters.size(); ++byte) {
+    const char c = static_cast<char>(byte);
+    utf8.clear();
+    converter.convert(std::string_view(&c, 1), true, utf8);
+    // Mainframes end lines with what ISO 6429 calls "next line".
+    if (encoding.kind == Encoding::Kind::ebcdic && utf8 == next_line) utf8 = "\n";
+    Character& character = characters[byte];
+    character.length = static_cast<std::uint8_t>(std::min(utf8.size(), character.utf8.size()));
+    utf8.copy(character.utf8.data(), character.length);
+  }
+}
+
+void TextDecoder::ByteTable::convert(std::string_view bytes, std::string& out) const {
+  const std::size_t filled = out.size();
+  out.resize(filled + bytes.size() * sizeof(Character::utf8));
+  char* to = out.data() + filled;
+  for (const char byte : bytes) {
+    const Character& character = characters[static_cast<unsigned char>(byte)];
+    std::memcpy(to, character.utf8.data(), character.utf8.size());
+    to += character.length;
+  }
+  out.resize(static_cast<std::size_t>(to - out.data()));
+}
+
 TextDecoder::TextDecoder(const Encoding& encoding) : encoding_(&encoding) {
-  if (encoding.kind != Encoding::Kind::utf8) converter_ = std::make_unique<Converter>(encoding);
+  switch (encoding.kind) {
+    case Encoding::Kind::utf8:
+      break;
+    case Encoding::Kind::single_byte:
+    case Encoding::Kind::ebcdic:
+      bytes_ = std::make_unique<ByteTable>(encoding);
+      break;
+    default:
+      converter_ = std::make_unique<Converter>(encoding);
+      break;
+  }
 }
 
 TextDecoder::TextDecoder(TextDecoder&&) noexcept = default;
@@ -54,12 +109,15 @@ TextDecoder& TextDecoder::operator=(TextDecoder&&) noexcept = default;
 TextDecoder::~TextDecoder() = default;
 
 std::string_view TextDecoder::decode(std::string_view bytes, bool last) {
-  if (!converter_) return decode_utf8(bytes, last);
-  if (encoding_->is_ascii_superset() && converter_->between_characters && is_ascii(bytes)) {
-    return bytes;
-  }
+  if (encoding_->kind == Encoding::Kind::utf8) return decode_utf8(bytes, last);
+  const bool between_characters = !converter_ || converter_->between_characters;
+  if (encoding_->is_ascii_superset() && between_characters && is_ascii(bytes)) return bytes;
   out_.clear();
-  convert(bytes, last);
+  if (bytes_) {
+    bytes_->convert(bytes, out_);
+  } else {
+    converter_->convert(bytes, last, out_);
+  }
   return out_;
 }
 
@@ -111,29 +169,24 @@ void TextDecoder::append_repaired(std::string_view bytes, bool last) {
   }
 }
 
-void TextDecoder::convert(std::string_view bytes, bool last) {
-  const char* source = bytes.data();
-  const char* const source_end = source + bytes.size();
-  while (true) {
-    const std::size_t filled = out_.size();
+void TextDecoder::Converter::convert(std::string_view bytes, bool last, std::string& out) {
+  const char* from = bytes.data();
+  const char* const from_end = from + bytes.size();
+  UErrorCode status = U_BUFFER_OVERFLOW_ERROR;
+  while (status == U_BUFFER_OVERFLOW_ERROR) {
+    const std::size_t filled = out.size();
     // Three bytes of UTF-8 stand for each byte of most sets that need more than one.
-    const std::size_t room =
-        std::max<std::size_t>(static_cast<std::size_t>(source_end - source) * 3, 64);
-    out_.resize(filled + room);
-    char* target = out_.data() + filled;
-    UErrorCode status = U_ZERO_ERROR;
-    ucnv_convertEx(converter_->target.get(), converter_->source.get(), &target,
-                   out_.data() + out_.size(), &source, source_end, converter_->pivot.data(),
-                   &converter_->pivot_source, &converter_->pivot_target,
-                   converter_->pivot.data() + converter_->pivot.size(), false, last, &status);
-    out_.resize(static_cast<std::size_t>(target - out_.data()));
-    if (status == U_BUFFER_OVERFLOW_ERROR) continue;
-    break;
+    out.resize(filled + std::max<std::size_t>(static_cast<std::size_t>(from_end - from) * 3, 64));
+    char* to = out.data() + filled;
+    status = U_ZERO_ERROR;
+    ucnv_convertEx(target.get(), source.get(), &to, out.data() + out.size(), &from, from_end,
+                   pivot.data(), &pivot_source, &pivot_target, pivot.data() + pivot.size(), false,
+                   last, &status);
+    out.resize(static_cast<std::size_t>(to - out.data()));
   }
-  UErrorCode status = U_ZERO_ERROR;
-  converter_->between_characters = ucnv_toUCountPending(converter_->source.get(), &status) == 0 &&
-                                   U_SUCCESS(status) &&
-                                   converter_->pivot_source == converter_->pivot_target;
+  status = U_ZERO_ERROR;
+  between_characters = ucnv_toUCountPending(source.get(), &status) == 0 && U_SUCCESS(status) &&
+                       pivot_source == pivot_target;
 }
 
 std::string_view LineEndings::normalize(std::string_view text) {

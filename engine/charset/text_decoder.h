@@ -27,13 +27,14 @@ class TextDecoder {
 
  private:
   struct Converter;
+  struct ByteTable;
 
   std::string_view decode_utf8(std::string_view bytes, bool last);
   void append_repaired(std::string_view bytes, bool last);
-  void convert(std::string_view bytes, bool last);
 
   const Encoding* encoding_;
-  std::unique_ptr<Converter> converter_;  ///< null for UTF-8
+  std::unique_ptr<ByteTable> bytes_;      ///< for single-byte sets
+  std::unique_ptr<Converter> converter_;  ///< for what is neither these nor UTF-8
   std::string carry_;                     ///< UTF-8: the begin of a character that goes on
   std::string out_;
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <system_error>
 
 namespace trfilter {
 namespace {
@@ -283,7 +284,8 @@ void HtmlText::open(const HtmlTag& tag, const HtmlElementRow& row) {
   if (row.element == HtmlElement::cell) {
     const std::string_view span = tag.attribute("colspan");
     unsigned columns = 1;
-    std::from_chars(span.data(), span.data() + span.size(), columns);
+    const auto read = std::from_chars(span.data(), span.data() + span.size(), columns);
+    if (read.ec == std::errc::result_out_of_range) columns = most_columns;
     open.columns = static_cast<std::uint16_t>(std::clamp(columns, 1u, most_columns));
   }
   if (open.skipped) ++skipped_;

@@ -110,6 +110,7 @@ struct XmlParser::State {
   std::size_t behind_root = 0;   ///< bytes of the piece at hand that lie behind it
   std::size_t behind_error = 0;  ///< bytes of the piece at hand that lie behind the last error
   bool damaged = false;
+  bool finishing = false;
   bool stopped = false;
   std::string unread;
 
@@ -234,6 +235,10 @@ struct XmlParser::State {
     if (error->code == XML_WAR_UNDECLARED_ENTITY) return;
     state.damaged = true;
     state.behind_error = state.bytes_ahead();
+    if (state.finishing && state.behind_error != 0) {
+      state.unread.assign(as_chars(state.context->input->cur),
+                          std::min(state.behind_error, push_size));
+    }
   }
 
   void open() {
@@ -357,8 +362,12 @@ void XmlParser::finish() {
   if (state.context != nullptr && !state.stopped) {
     // Behind a document, comments and instructions may stand without another one.
     if (state.had_root && !state.root_begun && state.bytes_ahead() == 0) return;
+    // A single byte of text would not come out.
+    if (state.depth != 0 && state.bytes_ahead() == 1) xmlParseChunk(state.context, "\n", 1, 0);
+    state.finishing = true;
     xmlParseChunk(state.context, nullptr, 0, 1);
     if (state.thrown) std::rethrow_exception(state.thrown);
+    state.stopped = state.damaged && state.context->instate == XML_PARSER_EOF;
   }
   if (!state.had_root) state.damaged = true;
 }
