@@ -9,6 +9,9 @@ namespace trfilter {
 namespace {
 
 constexpr std::size_t piece_size = std::size_t{64} << 10;
+// Of one part, and content types of a package; what is beyond counts as damage.
+constexpr std::size_t most_relationships = std::size_t{1} << 18;
+constexpr std::size_t most_content_types = std::size_t{1} << 18;
 
 std::string lower(std::string_view text) {
   std::string result(text);
@@ -56,11 +59,15 @@ std::string percent_decoded(std::string_view text) {
 
 class RelationshipsHandler final : public XmlHandler {
  public:
-  RelationshipsHandler(std::string_view source, const ZipPackage& zip, OpcRelationships& into)
-      : source_(source), zip_(zip), into_(into) {}
+  RelationshipsHandler(std::string_view source, OpcPackage& package, OpcRelationships& into)
+      : source_(source), package_(package), into_(into) {}
 
   void start_element(const XmlElement& element) override {
     if (element.name() != "Relationship") return;
+    if (into_.all().size() == most_relationships) {
+      package_.note_damage();
+      return;
+    }
     OpcRelationship relationship;
     relationship.id = element.attribute("Id");
     relationship.kind = behind_last(element.attribute("Type"), '/');
@@ -70,10 +77,10 @@ class RelationshipsHandler final : public XmlHandler {
       relationship.target = target;
     } else {
       relationship.target = resolve_part_name(source_, target);
-      if (!zip_.contains(relationship.target)) {
+      if (!package_.zip().contains(relationship.target)) {
         // Archives keep names as they are, references may escape characters.
         std::string decoded = percent_decoded(relationship.target);
-        if (zip_.contains(decoded)) relationship.target = std::move(decoded);
+        if (package_.zip().contains(decoded)) relationship.target = std::move(decoded);
       }
     }
     into_.add(std::move(relationship));
@@ -81,7 +88,7 @@ class RelationshipsHandler final : public XmlHandler {
 
  private:
   std::string_view source_;
-  const ZipPackage& zip_;
+  OpcPackage& package_;
   OpcRelationships& into_;
 };
 
@@ -102,7 +109,13 @@ const OpcRelationship* OpcRelationships::of_kind(std::string_view kind) const {
 
 /// [Content_Types].xml; names and extensions in lower case.
 struct OpcPackage::ContentTypes final : XmlHandler {
+  explicit ContentTypes(OpcPackage& of) : package(of) {}
+
   void start_element(const XmlElement& element) override {
+    if (names.size() + by_extension.size() == most_content_types) {
+      package.note_damage();
+      return;
+    }
     std::string type(element.attribute("ContentType"));
     type.resize(std::min(type.size(), type.find(';')));
     if (element.name() == "Default") {
@@ -114,6 +127,7 @@ struct OpcPackage::ContentTypes final : XmlHandler {
     }
   }
 
+  OpcPackage& package;
   std::unordered_map<std::string, std::string> by_extension;
   std::unordered_map<std::string, std::string> by_name;
   std::vector<std::string> names;  ///< as written, in document order
@@ -126,7 +140,7 @@ OpcPackage::~OpcPackage() = default;
 
 const OpcPackage::ContentTypes& OpcPackage::content_types() {
   if (!content_types_) {
-    auto types = std::make_unique<ContentTypes>();
+    auto types = std::make_unique<ContentTypes>(*this);
     parse("[Content_Types].xml", *types);
     content_types_ = std::move(types);
   }
@@ -135,7 +149,7 @@ const OpcPackage::ContentTypes& OpcPackage::content_types() {
 
 OpcRelationships OpcPackage::relationships(std::string_view part) {
   OpcRelationships result;
-  RelationshipsHandler handler(part, zip_, result);
+  RelationshipsHandler handler(part, *this, result);
   parse(relationships_part(part), handler);
   return result;
 }

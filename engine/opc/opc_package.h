@@ -72,7 +72,7 @@ class OpcPackage {
   /// @throws EngineError codes 8, 16 and 19, and what the handler throws; damage is noted
   bool parse(std::string_view part, XmlHandler& handler);
 
-  /// Adds what docProps/core.xml, app.xml and custom.xml state.
+  /// Adds what docProps/core.xml, app.xml and custom.xml state; their damage is not noted.
   void properties(Properties& properties);
 
  private:

@@ -1,6 +1,7 @@
 // The three parts in which a package states facts about itself: core properties (ECMA-376 part 2,
 // clause 11), extended and custom file properties (part 1, clauses 22.2 and 22.3).
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <optional>
@@ -11,6 +12,9 @@
 
 namespace trfilter {
 namespace {
+
+// A longer value ends here.
+constexpr std::size_t most_value_bytes = std::size_t{1} << 20;
 
 enum class Kind { text, time, number };
 
@@ -53,6 +57,10 @@ std::string_view trimmed(std::string_view text) {
   return text;
 }
 
+void append_bounded(std::string& value, std::string_view text) {
+  value += text.substr(0, most_value_bytes - std::min(most_value_bytes, value.size()));
+}
+
 template <typename Number>
 std::optional<Number> number(std::string_view text) {
   text = trimmed(text);
@@ -79,7 +87,7 @@ class TableHandler final : public XmlHandler {
   }
 
   void characters(std::string_view text) override {
-    if (depth_ == 2 && row_ != nullptr) text_ += text;
+    if (depth_ == 2 && row_ != nullptr) append_bounded(text_, text);
   }
 
   void end_element(std::string_view, std::string_view) override {
@@ -124,7 +132,7 @@ class CustomHandler final : public XmlHandler {
   }
 
   void characters(std::string_view text) override {
-    if (depth_ == 3) text_ += text;
+    if (depth_ == 3) append_bounded(text_, text);
   }
 
   void end_element(std::string_view, std::string_view) override {
@@ -165,6 +173,8 @@ class CustomHandler final : public XmlHandler {
 }  // namespace
 
 void OpcPackage::properties(Properties& properties) {
+  // Damage of these parts is none of the document's text.
+  const bool damaged_before = damaged_;
   const OpcRelationships package = relationships({});
   const auto part_of = [&](std::string_view kind, std::string_view usual) {
     const OpcRelationship* found = package.of_kind(kind);
@@ -176,6 +186,7 @@ void OpcPackage::properties(Properties& properties) {
   parse(part_of("extended-properties", "docProps/app.xml"), extended);
   CustomHandler custom(properties);
   parse(part_of("custom-properties", "docProps/custom.xml"), custom);
+  damaged_ = damaged_before;
 }
 
 }  // namespace trfilter

@@ -4,6 +4,8 @@
 #include <array>
 #include <utility>
 
+#include "engine/core/engine_error.h"
+
 namespace trfilter::docx {
 namespace {
 
@@ -12,6 +14,8 @@ constexpr char call_mark = '\x01';
 constexpr std::size_t call_size = 3;
 constexpr unsigned most_cells = 100;  // of one call; the argument is written as one byte
 constexpr unsigned argument_base = 0x20;
+
+constexpr std::size_t most_deferred_bytes = std::size_t{64} << 20;
 
 }  // namespace
 
@@ -169,6 +173,9 @@ void StoryOutput::end_deferred() {
 }
 
 void StoryOutput::record_text(std::string_view utf8) {
+  if (utf8.size() > most_deferred_bytes - std::min(most_deferred_bytes, deferred_.size())) {
+    throw EngineError(Code::corrupt, "a paragraph's anchored text exceeds its bound");
+  }
   const std::size_t before = deferred_.size();
   deferred_ += utf8;
   std::replace(deferred_.begin() + static_cast<std::ptrdiff_t>(before), deferred_.end(), call_mark,

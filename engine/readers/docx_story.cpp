@@ -145,7 +145,7 @@ constexpr NameTable element_names{std::array{
 constexpr std::string_view no_break_hyphen = "\xE2\x80\x91";
 constexpr std::string_view soft_hyphen = "\xC2\xAD";
 
-// Text of a ruby and the like is kept for a moment.
+// Text that is kept until its element ends.
 constexpr std::size_t most_kept_bytes = std::size_t{64} << 10;
 
 /// Columns that a cell spans or that stand before a row, 1 and more.
@@ -467,6 +467,10 @@ void Story::characters(std::string_view text) {
       return;
     case Capture::trimmed_text:
       captured_ += text;
+      if (captured_.size() > most_kept_bytes) {
+        output_.text(trimmed(captured_));
+        capture_ = Capture::text;
+      }
       return;
     case Capture::text:
       break;

@@ -116,6 +116,16 @@ TEST(OpcPackage, ReadsCoreExtendedAndCustomProperties) {
   EXPECT_EQ(text(properties, "Word"), "text");
 }
 
+TEST(OpcPackage, KeepsDamageOfPropertiesFromTheText) {
+  OoxmlPackage source = test::docx("<w:p><w:r><w:t>text</w:t></w:r></w:p>");
+  source.part("docProps/core.xml", "<coreProperties><title>A title</title>");
+  Opened opened(source.bytes());
+  Properties properties;
+  opened.package->properties(properties);
+  EXPECT_EQ(text(properties, "Title"), "A title");
+  EXPECT_FALSE(opened.package->damaged());
+}
+
 TEST(ParseDateTime, ReadsTheFormsOfXmlDates) {
   const auto seconds = [](std::string_view text) {
     const auto time = parse_date_time(text);
