@@ -42,8 +42,8 @@ class Reader {
   /// Adds what the document states about itself. Independent of `step`; called at most once.
   virtual void properties(Properties&) {}
 
-  /// The members of a document that is a container, alive as long as the reader; null for any other.
-  /// Independent of `step`; called at most once.
+  /// The members of a document that is a container, alive as long as the reader; null for any
+  /// other. Independent of `step`; called at most once.
   virtual std::unique_ptr<Subfiles> subfiles() { return nullptr; }
 };
 

@@ -99,12 +99,14 @@ TEST_P(Sample, WithFlippedBytesEndsInTextOrAnError) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Samples, Sample, testing::ValuesIn(sample_names()), [](const auto& sample) {
-  std::string name = sample.param;
-  std::replace_if(
-      name.begin(), name.end(), [](unsigned char c) { return std::isalnum(c) == 0; }, '_');
-  return name;
-});
+INSTANTIATE_TEST_SUITE_P(Samples, Sample, testing::ValuesIn(sample_names()),
+                         [](const auto& sample) {
+                           std::string name = sample.param;
+                           std::replace_if(
+                               name.begin(), name.end(),
+                               [](unsigned char c) { return std::isalnum(c) == 0; }, '_');
+                           return name;
+                         });
 
 }  // namespace
 }  // namespace tarnis::v1
