@@ -6,7 +6,9 @@
 
 namespace tarnis::v1 {
 
-Session::Session(std::string bin_path, bool in_process, const Configuration& configuration)
+// A configuration is copied, never moved: no object of the class is ever left without settings.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
+Session::Session(std::string bin_path, bool in_process, Configuration configuration)
     : implementation_(std::make_unique<internal::SessionImplementation>(
           std::move(bin_path), in_process, configuration)) {}
 

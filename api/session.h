@@ -20,7 +20,7 @@ class TARNIS_EXPORT Session {
   /// a copy of `configuration`. The engine stays loaded until the process ends.
   /// @param in_process  whether documents are read in this process, or in the engine's worker
   /// @throws tarnis_error when the engine cannot be loaded or does not start
-  Session(std::string bin_path, bool in_process, const Configuration& configuration);
+  Session(std::string bin_path, bool in_process, Configuration configuration);
   /// Leaves `other` without an engine, good for nothing but destruction.
   Session(Session&& other) noexcept;
   Session(const Session&) = delete;
