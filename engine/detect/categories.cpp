@@ -1,12 +1,12 @@
 #include "engine/detect/categories.h"
 
-#include <array>
 #include <cstddef>
+#include <iterator>
 
 namespace trfilter {
 namespace {
 
-constexpr std::array categories{
+constexpr Category categories[] = {
     Category::none,
 #define FORMAT(number, name, category) Category::category,
 #include "engine/core/formats.def"
@@ -20,7 +20,7 @@ constexpr bool numbers_are_positions() {
   if (++position != number) return false;
 #include "engine/core/formats.def"
 #undef FORMAT
-  return position + 1 == categories.size();
+  return position + 1 == std::size(categories);
 }
 static_assert(numbers_are_positions());
 
@@ -28,7 +28,7 @@ static_assert(numbers_are_positions());
 
 Category category_of(Format format) {
   const auto number = static_cast<std::size_t>(format);
-  return number < categories.size() ? categories[number] : Category::none;
+  return number < std::size(categories) ? categories[number] : Category::none;
 }
 
 }  // namespace trfilter

@@ -139,6 +139,8 @@ std::uint64_t CompoundDirectory::sector_offset(std::uint32_t sector) const {
 }
 
 std::uint32_t CompoundDirectory::field(std::uint64_t offset) {
+  if (fields_left_ == 0) return end_of_chain;
+  --fields_left_;
   std::array<char, 4> bytes;
   if (content_->read_at(offset, bytes) < bytes.size()) return end_of_chain;
   return le32({bytes.data(), bytes.size()}, 0);
@@ -178,7 +180,9 @@ std::uint32_t CompoundDirectory::nth_sector(std::uint32_t start, std::uint64_t s
 }
 
 std::string CompoundDirectory::directory_entry(std::uint32_t number) {
-  const std::uint32_t per_sector = (1u << sector_shift_) / entry_size;
+  constexpr unsigned entry_shift = 7;
+  static_assert(std::size_t{1} << entry_shift == entry_size);
+  const std::uint32_t per_sector = 1u << (sector_shift_ - entry_shift);
   const std::uint32_t index = number / per_sector;
   if (index >= most_sectors) return {};
   while (directory_sectors_.size() <= index) {

@@ -20,12 +20,13 @@ struct CompoundEntry {
 
 /// The directory of a compound file ([MS-CFB]) as far as detection needs it. Reads the header, the
 /// sectors of the directory and of the allocation tables on the way, and the streams asked for,
-/// nothing else. Every chain is followed a bounded number of steps, so that one that bites its tail
-/// ends.
+/// nothing else. Every chain is followed a bounded number of steps, and all of them together too,
+/// so that one that bites its tail ends.
 class CompoundDirectory {
  public:
   static constexpr std::size_t most_entries = 4096;     ///< of one storage
   static constexpr std::uint32_t most_sectors = 16384;  ///< of the directory, and steps in a stream
+  static constexpr std::uint32_t most_fields = 1 << 17;  ///< of the allocation tables, in all
 
   /// Reads the header and the root's entries of `content`, which must outlive this object.
   explicit CompoundDirectory(Content& content);
@@ -57,6 +58,7 @@ class CompoundDirectory {
   Content* content_;
   std::string header_;
   unsigned sector_shift_ = 0;
+  std::uint32_t fields_left_ = most_fields;
   std::vector<std::uint32_t> directory_sectors_;  ///< as far as they were needed
   std::vector<CompoundEntry> entries_;
   std::string class_identifier_;

@@ -28,7 +28,7 @@ struct TextSignature {
 constexpr Refinement always = nullptr;
 constexpr TextRefinement always_text = nullptr;
 
-constexpr std::array signatures{
+constexpr Signature signatures[] = {
 #define SIGNATURE(offset, bytes, format, refine) \
   Signature{offset, literal(bytes), {}, Format::format, refine},
 #define MASKED_SIGNATURE(offset, bytes, mask, format, refine) \
@@ -40,7 +40,7 @@ constexpr std::array signatures{
 #undef TEXT_SIGNATURE
 };
 
-constexpr std::array text_signatures{
+constexpr TextSignature text_signatures[] = {
 #define SIGNATURE(offset, bytes, format, refine)
 #define MASKED_SIGNATURE(offset, bytes, mask, format, refine)
 #define TEXT_SIGNATURE(text, format, refine) TextSignature{literal(text), Format::format, refine},
@@ -59,39 +59,45 @@ constexpr bool table_is_sound() {
 }
 static_assert(table_is_sound());
 
-/// Whether a row can match content whose first byte is `first`.
-constexpr bool possible(const Signature& row, unsigned first) {
-  if (row.offset != 0) return true;
-  const unsigned mask = row.mask.empty() ? 0xFF : static_cast<unsigned char>(row.mask[0]);
-  return (first & mask) == static_cast<unsigned char>(row.bytes[0]);
+constexpr std::size_t byte_values = 256;
+
+/// Calls `take` with each first byte of a content that `row` can match.
+template <typename Take>
+constexpr void for_each_first_byte(const Signature& row, Take take) {
+  const bool fixed = row.offset == 0 && row.mask.empty();
+  if (fixed) {
+    take(static_cast<unsigned char>(row.bytes[0]));
+    return;
+  }
+  const unsigned mask = row.offset != 0 ? 0 : static_cast<unsigned char>(row.mask[0]);
+  const unsigned wanted = row.offset != 0 ? 0 : static_cast<unsigned char>(row.bytes[0]);
+  for (unsigned first = 0; first < byte_values; ++first) {
+    if ((first & mask) == wanted) take(first);
+  }
 }
 
-constexpr std::size_t count_possible() {
-  std::size_t count = 0;
-  for (unsigned first = 0; first < 256; ++first) {
-    for (const Signature& row : signatures) count += possible(row, first) ? 1 : 0;
+/// Where the rows of each first byte begin, and where the last ones end.
+constexpr std::array<std::uint16_t, byte_values + 1> row_begins = [] {
+  std::array<std::uint16_t, byte_values + 1> begins{};
+  for (const Signature& row : signatures) {
+    for_each_first_byte(row, [&](unsigned first) { ++begins[first + 1]; });
   }
-  return count;
-}
-
-/// The rows to try for each first byte, in the table's order: `rows[begin[b]]` to `rows[begin[b +
-/// 1]]`.
-struct Dispatch {
-  std::array<std::uint16_t, 257> begin{};
-  std::array<std::uint16_t, count_possible()> rows{};
-};
-
-constexpr Dispatch dispatch = [] {
-  Dispatch made;
-  std::size_t count = 0;
-  for (unsigned first = 0; first < 256; ++first) {
-    made.begin[first] = static_cast<std::uint16_t>(count);
-    for (std::size_t row = 0; row < signatures.size(); ++row) {
-      if (possible(signatures[row], first)) made.rows[count++] = static_cast<std::uint16_t>(row);
-    }
+  for (std::size_t first = 0; first < byte_values; ++first) {
+    begins[first + 1] = static_cast<std::uint16_t>(begins[first + 1] + begins[first]);
   }
-  made.begin[256] = static_cast<std::uint16_t>(count);
-  return made;
+  return begins;
+}();
+
+/// The rows to try for each first byte, in the table's order.
+constexpr std::array<std::uint16_t, row_begins[byte_values]> rows_by_first_byte = [] {
+  std::array<std::uint16_t, row_begins[byte_values]> rows{};
+  auto next = row_begins;
+  std::uint16_t number = 0;
+  for (const Signature& row : signatures) {
+    for_each_first_byte(row, [&](unsigned first) { rows[next[first]++] = number; });
+    ++number;
+  }
+  return rows;
 }();
 
 bool matches_masked(std::string_view head, const Signature& row) {
@@ -120,8 +126,8 @@ bool begins_with(std::string_view text, std::string_view wanted) {
 Detection match_signatures(Content& content) {
   const std::string_view head = content.head();
   const std::size_t first = byte_at(head, 0);
-  for (std::size_t i = dispatch.begin[first]; i < dispatch.begin[first + 1]; ++i) {
-    const Signature& row = signatures[dispatch.rows[i]];
+  for (std::size_t i = row_begins[first]; i < row_begins[first + 1]; ++i) {
+    const Signature& row = signatures[rows_by_first_byte[i]];
     const bool matched =
         row.mask.empty() ? matches(head, row.offset, row.bytes) : matches_masked(head, row);
     if (!matched) continue;

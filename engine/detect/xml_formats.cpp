@@ -100,7 +100,8 @@ Prolog read_prolog(std::string_view text) {
     } else if (text.starts_with("<!--")) {
       const std::size_t end = text.find("-->", 4);
       text = end == text.npos ? std::string_view() : text.substr(end + 3);
-    } else if (text.size() >= 9 && same_text(text.substr(0, 9), "<!doctype")) {
+    } else if (text.size() >= 9 && prolog.document_type.empty() &&
+               same_text(text.substr(0, 9), "<!doctype")) {
       take_document_type(text, prolog);
     } else if (text.starts_with('<')) {
       text.remove_prefix(1);
