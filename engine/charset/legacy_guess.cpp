@@ -113,7 +113,7 @@ std::vector<Seen> look_at(std::u16string_view text) {
     const bool letter_after = is_ascii_letter(after) || (after >= 0x80 && u_isalpha(after));
     if (c == 0xFFFD || u_charType(c) == U_UNASSIGNED || u_charType(c) == U_PRIVATE_USE_CHAR) {
       seen.push_back({0, no_character});
-    } else if (c < 0xA0 || c == 0x1A) {
+    } else if (c < 0xA0) {
       seen.push_back({0, control});
     } else if (u_isalpha(c) || u_charType(c) == U_NON_SPACING_MARK) {
       double logarithm = same_for_all_letters;
