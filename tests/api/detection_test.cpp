@@ -11,7 +11,6 @@ using namespace tarnis::v1;
 using scripted_engine::Call;
 using scripted_engine::Engine;
 using scripted_engine::InputStream;
-using scripted_engine::u64_at;
 using scripted_engine::Word;
 using tarnis::test::Failure;
 using tarnis::test::failure_of;

@@ -248,7 +248,7 @@ struct MemoryFileModel {
     if (target >= 0 && target <= size) position = target;
   }
   std::string read(long n) {
-    const std::string bytes =
+    std::string bytes =
         data.substr(static_cast<std::size_t>(position), static_cast<std::size_t>(n));
     position += static_cast<long>(bytes.size());
     return bytes;

@@ -20,7 +20,7 @@ namespace {
 using Function = void (*)();
 
 constexpr int filter_slots = 56;
-constexpr int extract_words = 9;
+constexpr std::size_t extract_words = 9;
 
 constexpr std::size_t memory_record = 40;
 constexpr std::size_t stream_record = 56;
@@ -168,6 +168,7 @@ int detect_format(void* context, void* stream, void* result) {
                          {bytes_at(stream, stream_record), bytes_at(result, detection_record)},
                          {}},
                         [result] {
+                          if (result == nullptr) return Word{0};
                           put<std::uint32_t>(result, 0, 1);
                           put<std::uint32_t>(result, 4, 2);
                           put<std::uint64_t>(result, 8, 0);
