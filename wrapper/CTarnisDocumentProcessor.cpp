@@ -6,8 +6,8 @@
 
 #include <cerrno>
 #include <iostream>
-#include <sstream>
 #include <stdexcept>
+#include <string>
 #include <system_error>
 #include <utility>
 
@@ -34,11 +34,39 @@ bool create_private_file(const std::string& path) {
   return true;
 }
 
-/// Makes a file where there was none: a fresh name that somebody else has taken meanwhile is refused.
+/// Makes a file where there was none: a fresh name that somebody else has taken meanwhile is
+/// refused.
 void create_fresh_file(const fs::path& path) {
   if (!create_private_file(path.string())) {
     throw std::runtime_error("Could not create output file at path: " + path.string());
   }
+}
+
+/// Makes what is missing of a directory and those above it, for their owner alone.
+void create_private_directories(const fs::path& path) {
+  std::error_code unknown;
+  if (path.empty() || fs::is_directory(path, unknown)) return;
+  fs::path made;
+  for (const fs::path& part : path) {
+    made /= part;
+    ::mkdir(made.c_str(), owner_alone);
+  }
+  // Says what is wrong where one of them is still missing.
+  fs::create_directories(path);
+}
+
+/// Whether some directory of `path`, a relative file name, is above the one that it starts in.
+bool leaves_its_directory(const fs::path& path) {
+  long depth = 0;
+  for (const fs::path& part : path.parent_path()) {
+    if (part == "..") {
+      --depth;
+    } else if (!part.empty() && part != ".") {
+      ++depth;
+    }
+    if (depth < 0) return true;
+  }
+  return false;
 }
 
 template <class Out>
@@ -86,7 +114,8 @@ fs::path CTarnisDocumentProcessor::IFFilterMetadata() {
   const auto properties =
       v1::internal::get_summary_information(session->implementation(), Input(*file));
   for (const auto& [name, item] : properties) {
-    std::cout << name << ": " << item.convert_to_string() << std::endl;
+    const std::string value = item.convert_to_string();
+    std::cout << name << ": " << value << std::endl;
   }
   return output_path_;
 }
@@ -106,14 +135,20 @@ fs::path CTarnisDocumentProcessor::IFExtract() {
   for (auto member = container.begin(); member != container.end(); ++member) {
     if (member->is_folder()) continue;
     const std::string name = member->rawname();
-    const fs::path target = prepare_output(output_path_.string(), make_safe_path(name));
+    const std::string safe_name = make_safe_path(name);
+    // A "." counts as a step down there, and a name may climb behind it.
+    if (leaves_its_directory(safe_name)) {
+      throw std::out_of_range("Subfile name is outside of the output directory: " + name);
+    }
+    const fs::path target = prepare_output(output_path_.string(), safe_name);
     try {
       // A member of the same name as an earlier one replaces it: opening tells what fails here.
       create_private_file(target.string());
       v1::io::OutputFile output(target.string());
       v1::internal::extract(member->implementation(), Output(output));
     } catch (const std::exception& error) {
-      std::cerr << "Error extracting subfile " << member->index() << "\nName: " << name << "\n"
+      std::cerr << "Error extracting subfile " << std::to_string(member->index())
+                << "\nName: " << name << "\n"
                 << error.what() << "\n\n";
     }
   }
@@ -173,13 +208,13 @@ void CTarnisDocumentProcessor::filter_member(const v1::Subfile& member, const st
     name = member.rawname();
     v1::io::InMemoryFile bytes;
     v1::internal::extract(member.implementation(), Output(bytes));
-    std::ostringstream line;
-    line << "--- Subfile " << member.index() << " of " << title << " ---\n";
-    std::cout << line.str();
-    filter_container(name, line.str(), bytes, out);
+    const std::string line =
+        "--- Subfile " + std::to_string(member.index()) + " of " + title + " ---\n";
+    std::cout << line;
+    filter_container(name, line, bytes, out);
   } catch (const std::exception& error) {
-    std::cerr << "Error extracting subfile " << member.index() << " (" << name << ")"
-              << " from " << title << "\n"
+    std::cerr << "Error extracting subfile " << std::to_string(member.index()) << " (" << name
+              << ") from " << title << "\n"
               << error.what() << "\n";
   }
 }
@@ -241,7 +276,7 @@ fs::path CTarnisDocumentProcessor::create_temp_dir() {
 fs::path CTarnisDocumentProcessor::prepare_output(const std::string& directory,
                                                   const std::string& name) {
   fs::path result = fs::path(directory) / fs::path(name);
-  fs::create_directories(result.parent_path());
+  create_private_directories(result.parent_path());
   return result;
 }
 

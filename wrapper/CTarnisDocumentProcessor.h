@@ -47,8 +47,8 @@ class TARNIS_EXPORT CTarnisDocumentProcessor : public ITarnisDocumentProcessor {
   static bool is_directory(const std::string& path);
   /// Makes a directory with a fresh name; it is never removed here.
   static std::filesystem::path create_temp_dir();
-  /// `directory` joined with `name`, after making every missing directory above it; an absolute
-  /// `name` replaces `directory`. The file itself is not made.
+  /// `directory` joined with `name`, after making every missing directory above it, for their owner
+  /// alone; an absolute `name` replaces `directory`. The file itself is not made.
   static std::filesystem::path prepare_output(const std::string& directory,
                                               const std::string& name);
 

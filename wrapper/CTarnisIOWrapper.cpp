@@ -16,6 +16,7 @@ InBufferStream::InBufferStream(const std::string& bytes)
       has_data_(buffer_->IFConstPtr() != nullptr) {}
 
 long InBufferStream::write(const char* bytes, long count) {
+  if (count < 1) return 0;
   return static_cast<long>(buffer_->IFPushBack(bytes, static_cast<size_t>(count)));
 }
 
@@ -28,6 +29,7 @@ long InBufferStream::tell() {
 }
 
 long InBufferStream::read(char* out, long count) {
+  if (count < 1) return 0;
   return static_cast<long>(buffer_->IFRead(out, static_cast<size_t>(count)));
 }
 

@@ -20,18 +20,19 @@ class TARNIS_EXPORT InBufferStream : public v1::io::IFile {
 
   /// Over the file that `bytes` names, opened read only: the buffer stream takes a string for a
   /// file's name. Bytes that are in memory are given to an `InBufferStream()` with `write`.
+  /// @throws std::filesystem::filesystem_error when there is no such file
   explicit InBufferStream(const std::string& bytes);
 
   InBufferStream(const InBufferStream&) = default;
   InBufferStream& operator=(const InBufferStream&) = default;
 
-  /// Appends at the end, whatever the read position. @return bytes appended
+  /// Appends at the end, whatever the read position. @return bytes appended, 0 for a count below 1
   long write(const char* bytes, long count) override;
   /// Bytes in all.
   long size() override;
   /// The read position.
   long tell() override;
-  /// Bytes read from the read position, which advances.
+  /// Bytes read from the read position, which advances; 0 for a count below 1.
   long read(char* out, long count) override;
   /// Moves the read position. An offset that is negative or greater than the size moves nothing,
   /// whatever `whence` is, and neither does a `whence` other than 0, 1 and 2.
