@@ -153,8 +153,10 @@ Detection identify_message(const TextHead& text) {
   }
   if (quoted) return {};
   const Header header = read_header(rest);
+  // Much of a header makes up for a first field that is not known.
   constexpr unsigned enough = 3;
-  if (!header.first_known || header.weight < enough) return {};
+  constexpr unsigned plenty = 5;
+  if (header.weight < (header.first_known ? enough : plenty)) return {};
   const bool related = contains(header.content_type, "multipart/related");
   const bool page = contains(header.content_type, "text/html");
   if (header.saved_page && (related || page)) return found(Format::mhtml);

@@ -146,6 +146,8 @@ INSTANTIATE_TEST_SUITE_P(
                Format::mime},
         Sample{"mail with unfolded lines", "Received: from a\n\tby b\nMessage-ID: <x>\n\nText\n",
                Format::mime},
+        Sample{"mail that begins with an unheard field",
+               "Importance: high\r\n" + header + "MIME-Version: 1.0\r\n\r\nText\r\n", Format::mime},
         Sample{"mailbox", "From one@example.org Mon Jan  1 10:00:00 2024\nSubject: x\n\nText\n",
                Format::mime},
         Sample{"news",
