@@ -77,6 +77,9 @@ def odt(path, size, seed):
          f'<manifest:file-entry manifest:full-path="/" manifest:media-type="{kind}"/>'
          '<manifest:file-entry manifest:full-path="content.xml" manifest:media-type="text/xml"/>'
          '</manifest:manifest>'),
+        ("styles.xml",
+         f'<?xml version="1.0" encoding="UTF-8"?><office:document-styles xmlns:office="{office}" '
+         'office:version="1.2"><office:styles/></office:document-styles>'),
         ("content.xml",
          f'<?xml version="1.0" encoding="UTF-8"?><office:document-content '
          f'xmlns:office="{office}" xmlns:text="{text}" office:version="1.2"><office:body>'
