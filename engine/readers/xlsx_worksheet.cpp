@@ -41,6 +41,8 @@ bool is_general_as_written(std::string_view text) {
 
 constexpr std::size_t most_hidden_column_ranges = 16'384;
 constexpr std::size_t most_drawings = 1024;
+constexpr std::size_t most_page_texts = 16;
+constexpr std::size_t most_page_text = std::size_t{64} << 10;
 constexpr std::size_t most_cell_text = std::size_t{16} << 20;
 
 }  // namespace
@@ -52,11 +54,14 @@ void WorksheetHandler::start_element(const XmlElement& element) {
   }
   const std::string_view name = element.name();
   if (in_rows_) {
-    if (name == "c") {
-      start_cell(element);
-    } else if (name == "v" || name == "t") {
-      capture_ = in_cell_ && phonetic_ == 0;
-      value_.clear();
+    if (name.size() == 1) {
+      // Nearly all elements are these.
+      if (name[0] == 'c') {
+        start_cell(element);
+      } else if (name[0] == 'v' || name[0] == 't') {
+        capture_ = in_cell_ && phonetic_ == 0;
+        value_.clear();
+      }
     } else if (name == "row") {
       start_row(element);
     } else if (name == "rPh") {
@@ -93,7 +98,7 @@ void WorksheetHandler::start_header_or_footer(const XmlElement& element) {
   if (!header && !name.ends_with("Footer")) return;
   const bool applies = name.starts_with("odd") || (name.starts_with("even") && different_even_) ||
                        (name.starts_with("first") && different_first_);
-  if (!applies) return;
+  if (!applies || page_texts_.size() >= most_page_texts) return;
   capture_ = true;
   value_.clear();
   page_texts_.push_back({header ? Region::header : Region::footer, {}});
@@ -118,11 +123,13 @@ void WorksheetHandler::start_cell(const XmlElement& element) {
   value_.clear();
   for (int i = 0; i < element.attribute_count(); ++i) {
     const XmlElement::Attribute attribute = element.attribute_at(i);
-    if (attribute.name == "r") {
+    if (attribute.name.size() != 1) continue;
+    const char letter = attribute.name[0];
+    if (letter == 'r') {
       column_ = xlsx_column(attribute.value).value_or(column_);
-    } else if (attribute.name == "s") {
+    } else if (letter == 's') {
       style_ = xlsx_unsigned(attribute.value).value_or(0);
-    } else if (attribute.name == "t") {
+    } else if (letter == 't') {
       const std::string_view type = attribute.value;
       type_ = type == "s"           ? CellType::shared_string
               : type == "inlineStr" ? CellType::text
@@ -151,19 +158,16 @@ void WorksheetHandler::end_element(std::string_view name, std::string_view /*uri
   }
   if (!in_rows_) {
     if (capture_) {
-      page_texts_.back().code = value_;
+      page_texts_.back().code = value_.substr(0, most_page_text);
       capture_ = false;
     }
     return;
   }
-  if (name == "v") {
-    capture_ = false;
-  } else if (name == "c") {
-    if (in_cell_ && row_shown_) end_cell();
-    in_cell_ = false;
-    capture_ = false;
-  } else if (name == "t") {
-    if (capture_) {
+  if (name.size() == 1) {
+    if (name[0] == 'c') {
+      if (in_cell_ && row_shown_) end_cell();
+      in_cell_ = false;
+    } else if (name[0] == 't' && capture_) {
       append_xstring(inline_text_, value_);
       value_.clear();
     }

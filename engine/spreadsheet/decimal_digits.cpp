@@ -8,19 +8,21 @@ namespace trfilter {
 
 DecimalDigits::DecimalDigits(double value) {
   if (value == 0) return;
-  // d.dddddddddddddde+xxx
+  // d.ddde+xx, with the fewest digits that make the same number: seventeen at the most.
   std::array<char, 40> text{};
-  const auto written = std::to_chars(text.data(), text.data() + text.size(), value,
-                                     std::chars_format::scientific, precision - 1);
-  digits_[0] = text[0];
-  for (std::size_t i = 1; i < precision; ++i) digits_[i] = text[i + 1];
-  const char* exponent = text.data() + precision + 2;
-  if (*exponent == '+') ++exponent;
+  const auto written =
+      std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::scientific);
+  const char* c = text.data();
+  for (; *c != 'e'; ++c) {
+    if (*c != '.') digits_[static_cast<std::size_t>(count_++)] = *c;
+  }
+  ++c;
+  if (*c == '+') ++c;
   int power = 0;
-  std::from_chars(exponent, written.ptr, power);
-  count_ = precision;
+  std::from_chars(c, written.ptr, power);
   point_ = power + 1;
   trim();
+  round(precision - point_);
 }
 
 void DecimalDigits::trim() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <string>
 
 namespace trfilter {
@@ -42,7 +43,8 @@ class DecimalDigits {
  private:
   void trim();
 
-  std::array<char, precision> digits_{};  ///< no 0 at either end
+  static constexpr std::size_t most_digits = 17;  ///< of any number, before it is rounded
+  std::array<char, most_digits> digits_{};        ///< no 0 at either end
   int count_ = 0;
   int point_ = 0;  ///< the decimal point stands before digits_[point_]
 };
