@@ -126,9 +126,11 @@ TEST(PdfReader, FindsSpacesInGapsButNotInKerns) {
 }
 
 TEST(PdfReader, FindsSpacesBetweenLettersThatArePushedTogether) {
-  EXPECT_EQ(text_of_page("BT /F1 10 Tf 72 700 Td [(S)234(i)34(g)234(n)233(e)235(d)5(o)235(n)] TJ ET"),
-            "Signed on\n");
-  EXPECT_EQ(text_of_page("BT /F1 10 Tf 2.34 Tc 72 700 Td [(S)234(i)234(g)234(n)233(e)235(do)235(n)] TJ ET"),
+  EXPECT_EQ(
+      text_of_page("BT /F1 10 Tf 72 700 Td [(S)234(i)34(g)234(n)233(e)235(d)5(o)235(n)] TJ ET"),
+      "Signed on\n");
+  EXPECT_EQ(text_of_page(
+                "BT /F1 10 Tf 2.34 Tc 72 700 Td [(S)234(i)234(g)234(n)233(e)235(do)235(n)] TJ ET"),
             "Signed on\n");
 }
 
