@@ -7,7 +7,7 @@ namespace trfilter {
 /// Numbers of the format table (formats.def). What a user reads about them is the host library's.
 enum class Format : std::uint32_t {
   none = 0,
-#define FORMAT(number, name, category) name = number,
+#define FORMAT(number, name, category) name = (number),
 #include "engine/core/formats.def"
 #undef FORMAT
 };

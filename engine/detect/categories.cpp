@@ -17,7 +17,7 @@ constexpr Category categories[] = {
 constexpr bool numbers_are_positions() {
   std::size_t position = 0;
 #define FORMAT(number, name, category) \
-  if (++position != number) return false;
+  if (++position != (number)) return false;
 #include "engine/core/formats.def"
 #undef FORMAT
   return position + 1 == std::size(categories);

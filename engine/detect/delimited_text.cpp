@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 
+#include "engine/detect/fields.h"
 #include "engine/detect/text_kinds.h"
 
 namespace trfilter::detection {
@@ -109,9 +110,9 @@ bool is_delimited(const TextHead& text) {
   sample = sample.substr(0, TextHead::sample_size);
   if (sample.empty()) return false;
   // Program text, lists and tables of Markdown begin with what no first field does.
-  if (std::string_view("{}[]()#*-|<>/\\=;%@").find(sample.front()) != sample.npos) return false;
+  if (std::string_view("{}[]()#*-|<>/\\=;%@").find(sample.front()) != npos) return false;
   for (const char separator : {',', '\t', ';', '|'}) {
-    if (sample.find(separator) == sample.npos) continue;
+    if (sample.find(separator) == npos) continue;
     if (agree(read_rows(sample, separator, whole), separator)) return true;
   }
   return false;

@@ -8,6 +8,9 @@
 /// header fails the comparison with whatever its format demands.
 namespace trfilter::detection {
 
+/// What a search without success answers.
+inline constexpr std::size_t npos = std::string_view::npos;
+
 constexpr std::uint32_t byte_at(std::string_view bytes, std::size_t offset) {
   return offset < bytes.size() ? static_cast<unsigned char>(bytes[offset]) : 0;
 }

@@ -48,7 +48,7 @@ bool holds_html_page(const TextHead& text) {
   // follows.
   const std::string_view sample = text.text().substr(0, TextHead::sample_size);
   bool page = false;
-  for (std::size_t at = sample.find('<'); at != sample.npos; at = sample.find('<', at + 1)) {
+  for (std::size_t at = sample.find('<'); at != npos; at = sample.find('<', at + 1)) {
     const std::string_view tag = sample.substr(at + 1, 16);
     const bool opens_line = at == 0 || sample[at - 1] == '\n' || sample[at - 1] == '\r';
     if (opens_line &&

@@ -76,7 +76,7 @@ std::string_view take_line(std::string_view& text) {
 /// The name of a header field in lower case; empty when the line is none.
 std::string field_name(std::string_view line) {
   const std::size_t colon = line.find(':');
-  if (colon == line.npos || colon == 0 || colon > longest_name) return {};
+  if (colon == npos || colon == 0 || colon > longest_name) return {};
   for (const char c : line.substr(0, colon)) {
     if (c <= ' ' || c >= '\x7F') return {};
   }
@@ -92,7 +92,7 @@ bool is_mailbox_line(std::string_view line) {
                                [&](std::string_view name) { return contains(line, name); });
   // A time with its two colons.
   const std::size_t colon = line.find(':');
-  return day && colon != line.npos && line.find(':', colon + 1) == colon + 3;
+  return day && colon != npos && line.find(':', colon + 1) == colon + 3;
 }
 
 struct Header {

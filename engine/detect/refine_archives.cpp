@@ -146,7 +146,7 @@ Detection refine_arc(Content& content, Format format) {
   if (method == 0 || method > 11 || !has(head, 0, 29)) return nothing;
   const std::string_view field = head.substr(2, 13);
   const std::size_t end = field.find('\0');
-  if (end == field.npos || end == 0) return nothing;
+  if (end == npos || end == 0) return nothing;
   const std::string_view name = field.substr(0, end);
   const bool printable =
       std::all_of(name.begin(), name.end(), [](char c) { return c > ' ' && c < '\x7F'; });

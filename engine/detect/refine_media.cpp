@@ -113,7 +113,7 @@ Detection refine_asf(Content& content, Format format) {
       literal("\xFB\xB3\x11\x22\x23\xBD\xD2\x11\xB4\xB7\x00\xA0\xC9\x55\xFC\x6E");
   const std::string_view head = content.head().substr(0, 8192);
   const std::uint64_t attributes = contains(head, encryption) ? Detection::encrypted : 0;
-  if (const std::size_t at = head.find(video); at != head.npos) {
+  if (const std::size_t at = head.find(video); at != npos) {
     // Behind the fixed part of the stream's properties: sizes, flags, then a bitmap header.
     const bool windows_media = contains(head.substr(at, 128), "WMV");
     return found(windows_media ? Format::wmv : format, 0, attributes);

@@ -50,7 +50,7 @@ Detection refine_rtf(Content& content, Format format) {
 /// What a printer job is switched to decides; the switch stands behind a few lines of settings.
 Detection refine_printer_job(Content& content, Format format) {
   const std::string_view head = content.head().substr(0, 4096);
-  if (const std::size_t at = head.find("%PDF-"); at != head.npos) return identify_pdf(content, at);
+  if (const std::size_t at = head.find("%PDF-"); at != npos) return identify_pdf(content, at);
   if (contains(head, "POSTSCRIPT") || contains(head, "%!PS")) return found(Format::postscript);
   if (contains(head, "HPGL")) return found(Format::hpgl_2);
   return found(format);

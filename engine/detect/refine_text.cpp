@@ -60,11 +60,10 @@ Detection refine_hpgl(const TextHead& text, Format format) {
   constexpr int enough = 4;
   for (int count = 0; count < enough; ++count) {
     const std::size_t end = rest.find(';');
-    if (end == rest.npos || end < 2) return nothing;
+    if (end == npos || end < 2) return nothing;
     const std::string_view command = rest.substr(0, 2);
     if (std::find(commands.begin(), commands.end(), command) == commands.end()) return nothing;
-    if (rest.substr(2, end - 2).find_first_not_of("0123456789,-+. \r\n") != rest.npos)
-      return nothing;
+    if (rest.substr(2, end - 2).find_first_not_of("0123456789,-+. \r\n") != npos) return nothing;
     rest.remove_prefix(end + 1);
     rest.remove_prefix(std::min(rest.find_first_not_of(" \r\n"), rest.size()));
   }
@@ -99,7 +98,7 @@ Detection refine_uuencoded(const TextHead& text, Format format) {
   while (byte_at(lines, at) >= '0' && byte_at(lines, at) <= '7') ++at;
   if (at < 9 || at > 10 || byte_at(lines, at) != ' ') return nothing;
   const std::size_t end = lines.find('\n', at);
-  if (end == lines.npos || end == at + 1) return nothing;
+  if (end == npos || end == at + 1) return nothing;
   std::string_view data = lines.substr(end + 1);
   data = data.substr(0, data.find_first_of("\r\n"));
   const bool encoded =

@@ -24,14 +24,14 @@ constexpr std::array<ByteClass, 256> byte_classes = [] {
     if (byte >= 0x80) kind = high;
     classes[byte] = kind;
   }
-  for (const unsigned byte : {'\t', '\n', '\r', '\f', ' '}) classes[byte] = blank;
+  for (const unsigned byte : {0x09u, 0x0Au, 0x0Cu, 0x0Du, 0x20u}) classes[byte] = blank;
   // Backspace of overstruck print, vertical tab, escape and shifts of ISO 2022.
   for (const unsigned byte : {0x08u, 0x0Bu, 0x0Eu, 0x0Fu, 0x1Bu}) classes[byte] = plain;
   return classes;
 }();
 
 struct ByteCounts {
-  std::array<std::uint32_t, 4> of_class{};
+  std::array<std::size_t, 4> of_class{};
   std::size_t total = 0;
 };
 
@@ -45,7 +45,7 @@ ByteCounts count_bytes(std::string_view bytes) {
 /// Ends of text files that are no text: the DOS end mark, and the NULs that pad a last block.
 std::string_view without_padding(std::string_view bytes) {
   const std::size_t end = bytes.find_last_not_of('\0');
-  bytes = bytes.substr(0, end == bytes.npos ? 0 : end + 1);
+  bytes = bytes.substr(0, end == npos ? 0 : end + 1);
   if (bytes.ends_with('\x1A')) bytes.remove_suffix(1);
   return bytes;
 }
@@ -217,7 +217,7 @@ TextHead::TextHead(const Content& content) {
 
 std::string_view TextHead::begin() const {
   const std::size_t first = text_.find_first_not_of(" \t\r\n\f\v");
-  return first == text_.npos ? std::string_view() : text_.substr(first);
+  return first == npos ? std::string_view() : text_.substr(first);
 }
 
 bool TextHead::take_wide(std::string_view bytes) {

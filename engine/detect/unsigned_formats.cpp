@@ -40,7 +40,7 @@ Detection identify_dbase(Content& content) {
   const std::uint32_t first = byte_at(head, field);
   if (!is_name_character(first) && first < 0x80) return {};
   constexpr std::string_view types = "CNDLMFBGPITYVWQOX0@+";
-  if (types.find(static_cast<char>(byte_at(head, type))) == types.npos) return {};
+  if (types.find(static_cast<char>(byte_at(head, type))) == npos) return {};
   // The generation in the low bits: 3 and 4 are dBASE's own, the 0x30s Visual FoxPro's.
   const std::uint32_t generation = version >= 0x30 && version <= 0x32 ? 0 : version & 7;
   return found(Format::dbase, Detection::version_of(seventh ? 7 : generation),
@@ -122,7 +122,7 @@ Detection identify_disk_copy(Content& content) {
 Detection identify_late_audio(Content& content) {
   const std::string_view begin = content.head().substr(0, 4096);
   const std::size_t first = begin.find_first_not_of('\0');
-  if (first == begin.npos || first == 0) return {};
+  if (first == npos || first == 0) return {};
   return has_mpeg_audio_frames(content, first) ? found(Format::mpeg_audio) : Detection{};
 }
 
@@ -130,7 +130,7 @@ Detection identify_late_audio(Content& content) {
 
 Detection identify_behind(Content& content) {
   const std::string_view begin = content.head().substr(0, pdf_header_within);
-  for (std::size_t at = begin.find("%PDF-"); at != begin.npos; at = begin.find("%PDF-", at + 1)) {
+  for (std::size_t at = begin.find("%PDF-"); at != npos; at = begin.find("%PDF-", at + 1)) {
     const std::string_view version = content.head().substr(at + 5, 3);
     if (version.size() < 3 || version[1] != '.') continue;
     // Text may speak of the header; a document goes on with objects.

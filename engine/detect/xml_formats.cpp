@@ -62,7 +62,7 @@ std::size_t end_of_tag(std::string_view text) {
       return at;
     }
   }
-  return text.npos;
+  return npos;
 }
 
 /// Reads the declaration that `text` begins with; advances it.
@@ -70,14 +70,14 @@ void take_document_type(std::string_view& text, Prolog& prolog) {
   constexpr std::size_t keyword = 9;
   const std::size_t bracket = text.find('[');
   const std::size_t angle = end_of_tag(text);
-  if (bracket != text.npos && (angle == text.npos || bracket < angle)) {
+  if (bracket != npos && (angle == npos || bracket < angle)) {
     prolog.document_type = text.substr(0, bracket);
     const std::size_t end = text.find(']', bracket);
-    const std::size_t close = end == text.npos ? end : text.find('>', end);
-    text = close == text.npos ? std::string_view() : text.substr(close + 1);
+    const std::size_t close = end == npos ? end : text.find('>', end);
+    text = close == npos ? std::string_view() : text.substr(close + 1);
   } else {
     prolog.document_type = text.substr(0, angle);
-    text = angle == text.npos ? std::string_view() : text.substr(angle + 1);
+    text = angle == npos ? std::string_view() : text.substr(angle + 1);
   }
   std::string_view name = prolog.document_type.substr(keyword);
   name.remove_prefix(std::min(name.find_first_not_of(white_space), name.size()));
@@ -92,14 +92,14 @@ Prolog read_prolog(std::string_view text) {
       const std::size_t end = std::min(text.find('>'), text.size());
       const std::string_view instruction = text.substr(0, end);
       if (instruction.starts_with("<?xml") && instruction.size() > 5 &&
-          white_space.find(instruction[5]) != white_space.npos) {
+          white_space.find(instruction[5]) != npos) {
         prolog.declared = true;
       }
       if (instruction.starts_with("<?mso-application")) prolog.application = instruction;
       text.remove_prefix(std::min(end + 1, text.size()));
     } else if (text.starts_with("<!--")) {
       const std::size_t end = text.find("-->", 4);
-      text = end == text.npos ? std::string_view() : text.substr(end + 3);
+      text = end == npos ? std::string_view() : text.substr(end + 3);
     } else if (text.size() >= 9 && prolog.document_type.empty() &&
                same_text(text.substr(0, 9), "<!doctype")) {
       take_document_type(text, prolog);
@@ -109,7 +109,7 @@ Prolog read_prolog(std::string_view text) {
       text.remove_prefix(prolog.root.size());
       const std::size_t end = end_of_tag(text);
       prolog.attributes = text.substr(0, end);
-      prolog.root_closed = end != text.npos;
+      prolog.root_closed = end != npos;
       if (prolog.root_closed) prolog.after = text.substr(end + 1);
       break;
     } else {
@@ -121,9 +121,8 @@ Prolog read_prolog(std::string_view text) {
 
 /// The value of an attribute by its full name; empty without it.
 std::string_view attribute(std::string_view attributes, std::string_view name) {
-  for (std::size_t at = attributes.find(name); at != attributes.npos;
-       at = attributes.find(name, at + 1)) {
-    if (at == 0 || white_space.find(attributes[at - 1]) == white_space.npos) continue;
+  for (std::size_t at = attributes.find(name); at != npos; at = attributes.find(name, at + 1)) {
+    if (at == 0 || white_space.find(attributes[at - 1]) == npos) continue;
     std::string_view rest = attributes.substr(at + name.size());
     rest.remove_prefix(std::min(rest.find_first_not_of(white_space), rest.size()));
     if (!rest.starts_with('=')) continue;
@@ -131,7 +130,7 @@ std::string_view attribute(std::string_view attributes, std::string_view name) {
     rest.remove_prefix(std::min(rest.find_first_not_of(white_space), rest.size()));
     if (!rest.starts_with('"') && !rest.starts_with('\'')) continue;
     const std::size_t end = rest.find(rest.front(), 1);
-    return rest.substr(1, end == rest.npos ? end : end - 1);
+    return rest.substr(1, end == npos ? end : end - 1);
   }
   return {};
 }
@@ -181,20 +180,19 @@ Detection identify_flat_open_document(const Prolog& prolog, std::string_view pre
 /// names a namespace, and its attributes are quoted.
 bool is_undeclared_xml(const Prolog& prolog) {
   if (!prolog.root_closed) return false;
-  for (std::size_t at = prolog.attributes.find('='); at != prolog.attributes.npos;
+  for (std::size_t at = prolog.attributes.find('='); at != npos;
        at = prolog.attributes.find('=', at + 1)) {
     const std::size_t value = prolog.attributes.find_first_not_of(white_space, at + 1);
-    if (value == prolog.attributes.npos) return false;
+    if (value == npos) return false;
     const char quote = prolog.attributes[value];
     if (quote != '"' && quote != '\'') return false;
     at = prolog.attributes.find(quote, value + 1);
-    if (at == prolog.attributes.npos) return false;
+    if (at == npos) return false;
   }
   if (contains(prolog.attributes, "xmlns")) return true;
-  if (prolog.attributes.ends_with('/'))
-    return prolog.after.find_first_not_of(white_space) == prolog.after.npos;
+  if (prolog.attributes.ends_with('/')) return prolog.after.find_first_not_of(white_space) == npos;
   const std::string close = "</" + std::string(prolog.root);
-  return contains(prolog.after, close) || prolog.after.find("</") != prolog.after.npos;
+  return contains(prolog.after, close) || prolog.after.find("</") != npos;
 }
 
 Detection identify_html(const Prolog& prolog, bool in_namespace) {
@@ -205,7 +203,7 @@ Detection identify_html(const Prolog& prolog, bool in_namespace) {
   if (contains(type, "NETSCAPE-Bookmark")) return found(Format::netscape_bookmarks);
   std::uint32_t major = 0;
   std::uint32_t minor = 0;
-  if (const std::size_t at = type.find("DTD HTML "); at != type.npos) {
+  if (const std::size_t at = type.find("DTD HTML "); at != npos) {
     major = byte_at(type, at + 9) - '0';
     if (byte_at(type, at + 10) == '.') minor = byte_at(type, at + 11) - '0';
   } else if (!type.empty() && !contains(type, "PUBLIC") && !contains(type, "public")) {
@@ -223,7 +221,7 @@ Detection identify_xml(const TextHead& text) {
   if (begin.size() >= 6 && same_text(begin.substr(0, 6), "<!sgml")) return found(Format::sgml);
   const Prolog prolog = read_prolog(begin);
   const std::size_t colon = prolog.root.find(':');
-  const bool prefixed = colon != prolog.root.npos;
+  const bool prefixed = colon != npos;
   const std::string_view local = prefixed ? prolog.root.substr(colon + 1) : prolog.root;
   const std::string prefix(prefixed ? prolog.root.substr(0, colon + 1) : std::string_view());
   const std::string declaration =
@@ -269,7 +267,7 @@ Detection identify_xml(const TextHead& text) {
     const bool surely = same_text(local, "head") || same_text(local, "body") ||
                         same_text(local, "script") || same_text(local, "style") ||
                         same_text(local, "meta");
-    if (prolog.root_closed && (surely || next != prolog.after.npos)) return found(Format::html);
+    if (prolog.root_closed && (surely || next != npos)) return found(Format::html);
     return {};
   }
   if (!prolog.root.empty() && is_undeclared_xml(prolog)) return found(Format::xml);

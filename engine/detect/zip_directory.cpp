@@ -113,11 +113,11 @@ void ZipDirectory::read_local_headers() {
     const bool sizes_follow = (entry.flags & 8) != 0 && entry.packed_size == 0;
     if (sizes_follow) {
       // The sizes stand behind the data: the next header is where its mark is next found.
-      const std::size_t next = data < bytes.size() ? bytes.find(local_header, data) : bytes.npos;
-      entry.packed_size = static_cast<std::uint32_t>((next == bytes.npos ? bytes.size() : next) -
+      const std::size_t next = data < bytes.size() ? bytes.find(local_header, data) : npos;
+      entry.packed_size = static_cast<std::uint32_t>((next == npos ? bytes.size() : next) -
                                                      std::min(data, bytes.size()));
       entries_.push_back(entry);
-      if (next == bytes.npos) break;
+      if (next == npos) break;
       at = next;
     } else {
       entries_.push_back(entry);

@@ -80,11 +80,11 @@ constexpr std::uint64_t version_one = Detection::version_of(1);
 
 /// The main part's content type; `Format::none` when the package names none that is known.
 Format format_of_content_types(std::string_view types) {
-  for (std::size_t at = types.find("ContentType="); at != types.npos;
+  for (std::size_t at = types.find("ContentType="); at != npos;
        at = types.find("ContentType=", at + 1)) {
     const std::size_t begin = at + 13;
     const std::size_t end = types.find_first_of("\"'", begin);
-    if (end == types.npos) break;
+    if (end == npos) break;
     std::string_view type = types.substr(begin, end - begin);
     constexpr std::string_view tree = "application/vnd.";
     if (!type.starts_with(tree)) continue;
@@ -148,8 +148,7 @@ bool epub_encrypted(ZipDirectory& directory) {
   const ZipEntry* entry = directory.find("META-INF/encryption.xml");
   if (entry == nullptr) return false;
   const std::string list = directory.unpack(*entry, std::size_t{64} << 10);
-  for (std::size_t at = list.find("Algorithm="); at != list.npos;
-       at = list.find("Algorithm=", at + 1)) {
+  for (std::size_t at = list.find("Algorithm="); at != npos; at = list.find("Algorithm=", at + 1)) {
     const std::string_view algorithm = std::string_view(list).substr(at, 80);
     if (!contains(algorithm, "idpf.org/2008/embedding") &&
         !contains(algorithm, "adobe.com/pdf/enc#RC")) {
@@ -177,7 +176,7 @@ Detection identify_media_type(ZipDirectory& directory, std::string_view type) {
         detection.attributes |= Detection::encrypted;
       }
       const std::size_t version = list.find("manifest:version=\"1.");
-      if (detection.version == 0 && version != list.npos) {
+      if (detection.version == 0 && version != npos) {
         const std::uint32_t minor = byte_at(list, version + 20) - '0';
         detection.version = Detection::version_of(1, minor <= 9 ? minor : 0);
       }
@@ -191,12 +190,12 @@ Detection identify_media_type(ZipDirectory& directory, std::string_view type) {
 std::string package_type_of_manifest(ZipDirectory& directory, const ZipEntry& manifest) {
   const std::string list = directory.unpack(manifest, std::size_t{64} << 10);
   const std::size_t path = list.find("full-path=\"/\"");
-  if (path == list.npos) return {};
+  if (path == npos) return {};
   const std::size_t begin = list.rfind('<', path);
   const std::size_t end = list.find('>', path);
-  if (begin == list.npos || end == list.npos) return {};
+  if (begin == npos || end == npos) return {};
   const std::size_t type = list.find("media-type=\"", begin);
-  if (type == list.npos || type > end) return {};
+  if (type == npos || type > end) return {};
   const std::size_t from = type + 12;
   return list.substr(from, list.find('"', from) - from);
 }
