@@ -146,6 +146,26 @@ constexpr std::size_t longest_name = 15;
 static_assert(std::ranges::all_of(rows,
                                   [](const Row& row) { return row.name.size() <= longest_name; }));
 
+constexpr std::array word_2003_rows = std::to_array<Row>({
+    {"br", line_end},
+    {"cr", line_end},
+    {"fldSimple", inline_},
+    {"hlink", inline_},
+    {"p", block},
+    {"r", inline_},
+    {"t", inline_},
+    {"tbl", block},
+    {"tc", cell},
+    {"tr", row},
+});
+
+// Formatting, field instructions, deleted text, encoded pictures and objects.
+constexpr std::array<std::string_view, 13> word_2003_data = {
+    "binData",   "delInstrText", "delText", "docOleData", "docPr",  "docSuppData", "fonts",
+    "instrText", "lists",        "pPr",     "rPr",        "styles", "tblPr"};
+constexpr std::array<std::string_view, 3> office_2003_data = {
+    "CustomDocumentProperties", "DocumentProperties", "OfficeDocumentSettings"};
+
 constexpr std::array<std::string_view, 7> readable_attributes = {
     "alt", "caption", "description", "label", "summary", "text", "title"};
 
@@ -160,6 +180,19 @@ XmlRole xml_role_of(std::string_view local_name) {
   const std::string_view name(lower.data(), local_name.size());
   const auto found = std::ranges::lower_bound(rows, name, {}, &Row::name);
   return found != rows.end() && found->name == name ? found->role : unknown;
+}
+
+XmlRole word_2003_role_of(std::string_view local_name) {
+  const auto found = std::ranges::find(word_2003_rows, local_name, &Row::name);
+  return found != word_2003_rows.end() ? found->role : unknown;
+}
+
+bool is_office_2003_data(std::string_view local_name, std::string_view uri) {
+  if (uri == xml_namespace::word_2003) {
+    return std::ranges::find(word_2003_data, local_name) != word_2003_data.end();
+  }
+  return uri == xml_namespace::office_2003 &&
+         std::ranges::find(office_2003_data, local_name) != office_2003_data.end();
 }
 
 bool is_readable_attribute(std::string_view name) {

@@ -20,6 +20,12 @@ enum class XmlRole : std::uint8_t {
 /// vocabularies (DocBook, JATS, DITA, TEI, TTML, XLIFF and their like) share.
 XmlRole xml_role_of(std::string_view local_name);
 
+/// The same for the vocabulary of Word 2003.
+XmlRole word_2003_role_of(std::string_view local_name);
+
+/// Whether an element of Office 2003's vocabularies holds no text: settings, pictures, properties.
+bool is_office_2003_data(std::string_view local_name, std::string_view uri);
+
 /// Whether an attribute in no namespace is written to be read: "alt", "title" and their like.
 bool is_readable_attribute(std::string_view name);
 
@@ -31,6 +37,9 @@ constexpr std::string_view mathml = "http://www.w3.org/1998/Math/MathML";
 constexpr std::string_view atom = "http://www.w3.org/2005/Atom";
 constexpr std::string_view rss_content = "http://purl.org/rss/1.0/modules/content/";
 constexpr std::string_view xbrl_instance = "http://www.xbrl.org/2003/instance";
+/// WordprocessingML of Word 2003, and what all Office 2003 documents share.
+constexpr std::string_view word_2003 = "http://schemas.microsoft.com/office/word/2003/wordml";
+constexpr std::string_view office_2003 = "urn:schemas-microsoft-com:office:office";
 constexpr std::string_view dublin_core = "http://purl.org/dc/elements/1.1/";
 }  // namespace xml_namespace
 

@@ -66,6 +66,7 @@ void XmlText::preserved(std::string_view utf8) {
 }
 
 bool XmlText::is_skipped(const XmlElement& element) const {
+  if (is_office_2003_data(element.name(), element.uri())) return true;
   const std::string_view name = element.name();
   if (vocabulary_ == Vocabulary::property_list) return name == "data";
   return element.uri() == xml_namespace::svg && (name == "style" || name == "script");
@@ -177,8 +178,11 @@ void XmlText::start_element(const XmlElement& element) {
     return;
   }
   const Open parent = stack_.empty() ? Open{} : stack_.back();
-  open.role =
-      element.uri() == xml_namespace::mathml ? XmlRole::inline_ : xml_role_of(element.name());
+  const bool word_2003 = element.uri() == xml_namespace::word_2003;
+  open.role = element.uri() == xml_namespace::mathml ? XmlRole::inline_
+              : word_2003                            ? word_2003_role_of(element.name())
+                                                     : xml_role_of(element.name());
+  if (word_2003 && element.name() == "tab") characters("\t");
   open.in_text = parent.has_text || (parent.in_text && open.role != XmlRole::block);
   open.preserves = parent.preserves || open.role == XmlRole::preserved;
   if (element.attribute("space") == "preserve") open.preserves = true;

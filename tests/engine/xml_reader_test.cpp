@@ -39,6 +39,21 @@ TEST(XmlReader, CommonNamesSayWhatTheyAre) {
   EXPECT_EQ(text_of("<tt><p>one<br/>two</p></tt>"), "one\ntwo\n");
 }
 
+TEST(XmlReader, DocumentsOfWord2003AreTheirTextWithoutSettingsAndPictures) {
+  EXPECT_EQ(
+      text_of("<w:wordDocument xmlns:w='http://schemas.microsoft.com/office/word/2003/wordml' "
+              "xmlns:o='urn:schemas-microsoft-com:office:office'>"
+              "<o:DocumentProperties><o:Author>Ann</o:Author></o:DocumentProperties>"
+              "<w:docSuppData><w:binData>QUJD</w:binData></w:docSuppData><w:body>"
+              "<w:p><w:pPr><w:tabs><w:tab/></w:tabs></w:pPr><w:r><w:t>One</w:t></w:r>"
+              "<w:r><w:tab/><w:t>two</w:t></w:r><w:fldSimple><w:r><w:t>3</w:t></w:r>"
+              "</w:fldSimple><w:r><w:instrText>PAGE</w:instrText></w:r></w:p>"
+              "<w:tbl><w:tr><w:tc><w:p><w:r><w:t>a</w:t></w:r></w:p></w:tc>"
+              "<w:tc><w:p><w:r><w:t>b</w:t></w:r></w:p></w:tc></w:tr></w:tbl>"
+              "</w:body></w:wordDocument>"),
+      "One two3\na\tb\n");
+}
+
 TEST(XmlReader, TableRowsAreRows) {
   EXPECT_EQ(text_of("<table><tgroup><tbody><row><entry>a</entry> <entry>b</entry></row>\n"
                     "<row><entry><para>c</para></entry><entry/><entry>d</entry></row></tbody></"
