@@ -24,6 +24,8 @@ class OpenedDocument {
   Limits& limits() { return limits_; }
 
  private:
+  void unwrap(tag_InputStream& stream);
+
   Options options_;
   Limits limits_;
   Document document_;

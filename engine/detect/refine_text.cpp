@@ -16,10 +16,6 @@ std::string_view first_lines(const TextHead& text, std::size_t bytes) {
   return text.begin().substr(0, bytes);
 }
 
-constexpr bool is_digit(std::uint32_t c) {
-  return c >= '0' && c <= '9';
-}
-
 }  // namespace
 
 Detection refine_ami_pro(const TextHead& text, Format format) {

@@ -112,6 +112,17 @@ TEST(DefaultEngine, StartsTheTextWithAByteOrderMarkWhenAskedTo) {
   EXPECT_EQ(text_of("x\n", Configuration().unicode_byte_order_marker(true)), "\xEF\xBB\xBFx\n");
 }
 
+TEST(DefaultEngine, ReadsTheDocumentWithinAnAppleSingleFile) {
+  const std::string text = "What the wrapping holds.\n";
+  std::string file("\x00\x05\x16\x00\x00\x02\x00\x00", 8);
+  file += std::string(16, '\0');
+  file += std::string("\x00\x01", 2);          // one entry:
+  file += std::string("\x00\x00\x00\x01", 4);  // the data fork,
+  file += std::string("\x00\x00\x00\x26", 4);  // behind this header,
+  file += std::string("\x00\x00\x00", 3) + static_cast<char>(text.size());
+  EXPECT_EQ(text_of(file + text), text);
+}
+
 TEST(DefaultEngine, ReadsManyDocumentsInOneSession) {
   const Session session = start();
   for (int i = 0; i < 200; ++i) {
