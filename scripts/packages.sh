@@ -7,7 +7,7 @@ build_packages=(
   libpoppler-dev libpoppler-private-dev poppler-data libmagic-dev
 )
 test_packages=(
-  libgtest-dev libbenchmark-dev python3 binutils clang-format qpdf
+  libgtest-dev libbenchmark-dev python3 binutils clang-format
 )
 fuzz_packages=(
   clang libclang-rt-14-dev
