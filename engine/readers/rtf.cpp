@@ -1,4 +1,4 @@
-// Rich Text Format, as described by the public "Rich Text Format (RTF) Specification",
+// Rich Text Format, as its public description tells it ("Rich Text Format (RTF)",
 // version 1.9.1, and by [MS-OXRTFEX] for the text of mail messages that are HTML in their origin.
 //
 // The reader is a parser of our own in layers: rtf_tokens cuts the bytes, rtf_words knows the
