@@ -1,5 +1,5 @@
-// Rich Text Format, as its public description tells it ("Rich Text Format (RTF)",
-// version 1.9.1, and by [MS-OXRTFEX] for the text of mail messages that are HTML in their origin.
+// Rich Text Format, as its public description, version 1.9.1, tells it, and [MS-OXRTFEX] for the
+// text of mail messages that are HTML in their origin.
 //
 // The reader is a parser of our own in layers: rtf_tokens cuts the bytes, rtf_words knows the
 // control words that bear on text, rtf_parser follows groups and destinations, rtf_flow keeps notes
