@@ -55,6 +55,7 @@ CTarnisInputFileWrapper::CTarnisInputFileWrapper(std::string path)
 CTarnisInputFileWrapper::CTarnisInputFileWrapper(v1::io::InMemoryFile file)
     : file_(std::make_shared<v1::io::InMemoryFile>(std::move(file))) {}
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the interface takes a copy
 CTarnisInputFileWrapper::CTarnisInputFileWrapper(InBufferStream stream)
     : file_(std::make_shared<InBufferStream>(std::move(stream))) {}
 

@@ -1,3 +1,5 @@
+#include <memory>
+
 #include "api/engine_abi.h"
 #include "engine/abi/container.h"
 #include "engine/abi/guard.h"
@@ -32,7 +34,7 @@ int answered(Result** place, Function function) noexcept {
 
 int open_file(void* context, tag_TROpenRequest* request, void** container) noexcept {
   return answered(container, [&]() -> void* {
-    return new Container(object_of<Session>(context), record_of(request));
+    return std::make_unique<Container>(object_of<Session>(context), record_of(request)).release();
   });
 }
 

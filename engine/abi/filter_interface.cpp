@@ -1,4 +1,4 @@
-#include <cstring>
+#include <memory>
 
 #include "api/engine_abi.h"
 #include "engine/abi/callback_source.h"
@@ -36,7 +36,7 @@ int not_offered() noexcept {
 void* initialise(tag_MemoryStream*, void*, const char*, std::uint32_t target_encoding,
                  std::uint32_t) noexcept {
   Session* session = nullptr;
-  guarded([&] { session = new Session(target_encoding); });
+  guarded([&] { session = std::make_unique<Session>(target_encoding).release(); });
   return session;
 }
 
@@ -48,7 +48,8 @@ void* open_stream(void* context, tag_InputStream* input, std::uint32_t flags) no
   FilterStream* stream = nullptr;
   guarded([&] {
     const Session& session = session_of(context);
-    stream = new FilterStream(session, record_of(input), session.options_for(flags));
+    stream = std::make_unique<FilterStream>(session, record_of(input), session.options_for(flags))
+                 .release();
   });
   return stream;
 }

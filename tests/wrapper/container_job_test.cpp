@@ -361,6 +361,7 @@ TEST_F(ContainerJob, EndsAtADetectionThatThrowsNoStandardException) {
 }
 
 TEST_F(ContainerJob, RefusesWhenTheFileCannotBeMade) {
+  SKIP_WHERE_CHECKS_NEED_FILES();
   const Failure failure = failure_of([&] {
     const NoMoreFiles none;
     processor_.IFFilterContainer();

@@ -122,6 +122,7 @@ TEST_F(FilterDocument, KeepsWhatWasWrittenBeforeAFailure) {
 }
 
 TEST_F(FilterDocument, RefusesWhenTheFileCannotBeMadeAndKeepsTheNewName) {
+  SKIP_WHERE_CHECKS_NEED_FILES();
   const Failure failure = failure_of([&] {
     const NoMoreFiles none;
     processor_.IFFilterDocument();
