@@ -19,7 +19,8 @@ std::string_view trimmed(std::string_view text) {
 bool is_general_as_written(std::string_view text) {
   constexpr std::size_t widest = 11;
   constexpr std::size_t smallest_decimal = 4;
-  if (!text.empty() && text.front() == '-') text.remove_prefix(1);
+  const bool negative = !text.empty() && text.front() == '-';
+  if (negative) text.remove_prefix(1);
   if (text.empty() || text.size() > widest) return false;
   std::size_t point = text.size();
   std::size_t first_digit = text.size();
@@ -34,7 +35,7 @@ bool is_general_as_written(std::string_view text) {
     }
   }
   if (point == 0 || (text.front() == '0' && point != 1)) return false;
-  if (point == text.size()) return text != "0" || text.data()[-1] != '-';
+  if (point == text.size()) return text != "0" || !negative;
   if (text.back() == '0' || text.back() == '.') return false;
   return first_digit < point || first_digit - point <= smallest_decimal;
 }

@@ -204,6 +204,13 @@ TEST(XlsxReader, ShowsNumbersAsTheirFormatsDo) {
   EXPECT_EQ(text_of(workbook), "Sheet1\n2.3 kg\t2023-03-15\t1,234.50\t50%\t<t>\t0.1\t2024-02-29\n");
 }
 
+TEST(XlsxReader, ShowsZeroBehindALongerValueAndWithoutItsSign) {
+  EXPECT_EQ(text_of_rows("<row><c><v>" + std::string(40, '1') +
+                         "</v></c><c><v>0</v></c>"
+                         "<c><v>-0</v></c></row>"),
+            "Sheet1\n1.11111E+39\t0\t0\n");
+}
+
 TEST(XlsxReader, CountsDaysFrom1904WhereTheWorkbookDoes) {
   Workbook workbook;
   workbook.properties("<workbookPr date1904='1'/>")
