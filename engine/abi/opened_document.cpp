@@ -54,7 +54,8 @@ OpenedDocument::OpenedDocument(const Session& session, tag_InputStream& stream,
     throw EngineError(Code::not_recognized, "the input is of no known format");
   }
   if ((detection_.attributes & wrapped) != 0) unwrap(stream);
-  reader_ = session.modules().open(ReaderContext{document_, options_, limits_, detection_});
+  reader_ = session.modules().open(
+      ReaderContext{document_, options_, limits_, detection_, session.modules()});
 }
 
 /// Detection speaks of the document within a wrapping, and so does reading from here on.

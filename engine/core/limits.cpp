@@ -37,6 +37,14 @@ void Limits::check_depth(unsigned depth) const {
   }
 }
 
+void Limits::enter_reader() {
+  if (readers_ >= bounds_.nested_readers) {
+    throw EngineError(Code::nested_too_deep,
+                      "documents lie within each other deeper than the bound");
+  }
+  ++readers_;
+}
+
 void Limits::check_members(std::uint64_t count) const {
   if (count > bounds_.members) {
     throw EngineError(Code::archive_broken, "the container has more members than its bound");

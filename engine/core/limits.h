@@ -17,6 +17,7 @@ class Limits {
     std::uint64_t expansion_ratio = 200;  ///< unpacked over document bytes beyond the floor; code 4
     std::uint64_t members = 10'000'000;   ///< of one container; code 21
     unsigned open_containers = 32;        ///< that one session holds open at once; code 31
+    unsigned nested_readers = 8;          ///< readers at work in each other; code 31
     unsigned element_depth = 4096;        ///< elements, groups or objects in each other; code 4
     std::chrono::milliseconds time{350'000};  ///< wall clock; code 19
   };
@@ -47,6 +48,10 @@ class Limits {
   /// Tests a nesting depth against `element_depth`.
   void check_depth(unsigned depth) const;
 
+  /// Counts readers that work within each other's step.
+  void enter_reader();
+  void leave_reader() { --readers_; }
+
   /// Tests a container's number of members.
   void check_members(std::uint64_t count) const;
 
@@ -59,6 +64,7 @@ class Limits {
   std::uint64_t document_size_ = 0;
   std::uint64_t output_bytes_ = 0;
   std::uint64_t unpacked_bytes_ = 0;
+  unsigned readers_ = 0;
 };
 
 }  // namespace trfilter

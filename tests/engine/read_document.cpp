@@ -26,7 +26,7 @@ Reading read_document(std::string bytes, Format format, const Options& options) 
   Detection detection;
   detection.format = format;
   try {
-    const ReaderContext context{document, options, limits, detection};
+    const ReaderContext context{document, options, limits, detection, modules()};
     const auto reader = modules().open(context);
     TextSink sink(options, limits);
     std::string chunk;
@@ -58,7 +58,7 @@ Properties read_properties(std::string bytes, Format format, const Options& opti
   Document document = Document::from_memory(std::move(bytes));
   Detection detection;
   detection.format = format;
-  const ReaderContext context{document, options, limits, detection};
+  const ReaderContext context{document, options, limits, detection, modules()};
   Properties properties;
   modules().open(context)->properties(properties);
   return properties;

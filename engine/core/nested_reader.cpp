@@ -1,0 +1,29 @@
+#include "engine/core/nested_reader.h"
+
+#include <utility>
+
+#include "engine/core/registry.h"
+
+namespace trfilter {
+
+NestedReader::NestedReader(const ReaderContext& outer, std::string bytes, Format format,
+                           Options options)
+    : limits_(outer.limits),
+      document_(Document::from_memory(std::move(bytes))),
+      options_(std::move(options)) {
+  detection_.format = format;
+  limits_.enter_reader();
+  try {
+    reader_ =
+        outer.modules.open(ReaderContext{document_, options_, limits_, detection_, outer.modules});
+  } catch (...) {
+    limits_.leave_reader();
+    throw;
+  }
+}
+
+NestedReader::~NestedReader() {
+  limits_.leave_reader();
+}
+
+}  // namespace trfilter
