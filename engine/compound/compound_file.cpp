@@ -89,6 +89,19 @@ class ScratchFile {
   FILE* file_;
 };
 
+/// The library tells what is wrong with a file on standard error, which is the host's.
+void silence_library() {
+  static const bool done = [] {
+    for (const char* domain : {"libgsf", "libgsf:msole"}) {
+      g_log_set_handler(
+          domain, static_cast<GLogLevelFlags>(G_LOG_LEVEL_MASK),
+          [](const char*, GLogLevelFlags, const char*, void*) {}, nullptr);
+    }
+    return true;
+  }();
+  static_cast<void>(done);
+}
+
 char ascii_lower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
@@ -113,6 +126,7 @@ CompoundFile::CompoundFile(Document& document, const Limits& limits)
   if (compound_directory_depth(document, most_directory_depth) >= most_directory_depth) {
     damaged("the compound file's directory is deeper than its bound");
   }
+  silence_library();
   const InputHandle source(make_document_input(document));
   GError* error = nullptr;
   InfileHandle root(gsf_infile_msole_new(source.get(), &error));
