@@ -31,7 +31,7 @@ def main():
             problems.append("the header and docs/properties.md list the names in different orders")
     for name in sorted({name for name in names if names.count(name) > 1}):
         problems.append(f"{name} stands twice in the header")
-    for path in sorted(pathlib.Path("engine").rglob("*properties*.cpp")):
+    for path in sorted(pathlib.Path("engine").rglob("*propert*.cpp")):
         if path.name in OWN_FIELDS:
             continue
         for name in QUOTED.findall(path.read_text(encoding="utf-8")):
