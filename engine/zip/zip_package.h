@@ -9,6 +9,7 @@
 
 #include "engine/core/document.h"
 #include "engine/core/limits.h"
+#include "engine/core/properties.h"
 
 namespace trfilter {
 
@@ -33,6 +34,15 @@ class ZipPackage {
   /// Whether there is a member of this name; compared without regard to ASCII case, as Open
   /// Packaging Conventions compare part names. A leading '/' is ignored.
   bool contains(std::string_view name) const;
+
+  /// What the directory says of a member. A size is a claim: what comes out may be more or less.
+  struct Stated {
+    std::int64_t size = 0;  ///< unpacked; 0 when nothing is said
+    FileTime time;  ///< none for the first day of the format's calendar, which means "not known"
+  };
+
+  /// @return zeros when there is no member of this name, or the directory is missing
+  Stated stated(std::string_view name) const;
 
   /// One member, read from its begin to its end.
   class Part {
