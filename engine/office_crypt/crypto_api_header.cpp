@@ -1,7 +1,7 @@
 #include "engine/office_crypt/crypto_api_header.h"
 
-#include "engine/core/byte_fields.h"
 #include "engine/core/engine_error.h"
+#include "engine/core/fields.h"
 
 namespace trfilter {
 namespace {
@@ -16,8 +16,8 @@ constexpr std::size_t hash_begin = 4 + salt_size + verifier_size + 4;
 
 CryptoApiHeader::CryptoApiHeader(std::string_view bytes, std::size_t hash_size) {
   const std::uint32_t size = le32(bytes, 8);
-  if (size < fixed_header_size || !has_bytes(bytes, header_begin, size) ||
-      !has_bytes(bytes, header_begin + size + hash_begin, hash_size)) {
+  if (size < fixed_header_size || !has(bytes, header_begin, size) ||
+      !has(bytes, header_begin + size + hash_begin, hash_size)) {
     throw EngineError(Code::corrupt, "the encryption header is cut");
   }
   const std::string_view header = bytes.substr(header_begin, size);

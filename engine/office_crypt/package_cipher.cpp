@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "engine/core/byte_fields.h"
 #include "engine/core/engine_error.h"
+#include "engine/core/fields.h"
 #include "engine/office_crypt/agile_descriptor.h"
 #include "engine/office_crypt/crypto_api_header.h"
 

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <array>
 
-#include "engine/core/byte_fields.h"
 #include "engine/core/engine_error.h"
+#include "engine/core/fields.h"
 #include "engine/office_crypt/crypto_api_header.h"
 
 namespace trfilter {

@@ -22,6 +22,7 @@ ALLOWED = [
     ("engine/spreadsheet/", ["engine/spreadsheet/", "engine/core/"]),
     ("engine/drawing/", ["engine/drawing/", "engine/spreadsheet/", "engine/opc/", "engine/xml/",
                          "engine/zip/", "engine/core/"]),
+    ("engine/compound/", ["engine/compound/", "engine/charset/", "engine/core/"]),
     ("engine/office_crypt/", ["engine/office_crypt/", "engine/xml/", "engine/core/"]),
     # A reader knows the core, what its module shares, and no other reader.
     ("engine/readers/", ["engine/core/", "engine/charset/", "engine/html/", "engine/xml/",
