@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
@@ -10,7 +11,8 @@
 
 namespace trfilter {
 
-/// The number formats of a workbook's cells, by the index of a cell's style.
+/// The number formats of a workbook's cells, by the index of a cell's style. A format that has been
+/// asked for stays where it is.
 class CellFormats {
  public:
   /// More styles or formats than the 65,490 that spreadsheet programs allow are General.
@@ -34,7 +36,7 @@ class CellFormats {
  private:
   std::uint32_t format_of(unsigned number);
 
-  std::vector<NumberFormat> formats_{NumberFormat()};
+  std::deque<NumberFormat> formats_{NumberFormat()};
   std::unordered_map<unsigned, std::uint32_t> format_of_number_;  ///< index into formats_
   std::vector<std::uint32_t> styles_;                             ///< index into formats_
 };
