@@ -6,7 +6,7 @@
 
 #include "engine/detect/compound_directory.h"
 #include "engine/detect/families.h"
-#include "engine/detect/fields.h"
+#include "engine/core/fields.h"
 
 namespace trfilter::detection {
 namespace {

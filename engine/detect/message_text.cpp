@@ -5,7 +5,7 @@
 #include <array>
 
 #include "engine/detect/families.h"
-#include "engine/detect/fields.h"
+#include "engine/core/fields.h"
 #include "engine/detect/text_kinds.h"
 
 namespace trfilter::detection {

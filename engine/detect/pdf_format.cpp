@@ -4,7 +4,7 @@
 #include <string>
 
 #include "engine/detect/families.h"
-#include "engine/detect/fields.h"
+#include "engine/core/fields.h"
 
 namespace trfilter::detection {
 namespace {

@@ -4,7 +4,7 @@
 #include <array>
 
 #include "engine/detect/families.h"
-#include "engine/detect/fields.h"
+#include "engine/core/fields.h"
 #include "engine/detect/mpeg_audio.h"
 #include "engine/detect/refinements.h"
 

@@ -3,7 +3,7 @@
 #include <array>
 
 #include "engine/detect/families.h"
-#include "engine/detect/fields.h"
+#include "engine/core/fields.h"
 #include "engine/detect/refinements.h"
 
 namespace trfilter::detection {

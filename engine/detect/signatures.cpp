@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "engine/detect/families.h"
-#include "engine/detect/fields.h"
+#include "engine/core/fields.h"
 #include "engine/detect/refinements.h"
 
 namespace trfilter::detection {

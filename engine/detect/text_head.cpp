@@ -8,7 +8,7 @@
 #include <cstddef>
 
 #include "engine/core/utf8.h"
-#include "engine/detect/fields.h"
+#include "engine/core/fields.h"
 
 namespace trfilter::detection {
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "engine/detect/families.h"
-#include "engine/detect/fields.h"
+#include "engine/core/fields.h"
 #include "engine/detect/text_kinds.h"
 
 namespace trfilter::detection {

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "engine/detect/families.h"
-#include "engine/detect/fields.h"
+#include "engine/core/fields.h"
 #include "engine/detect/zip_directory.h"
 
 namespace trfilter::detection {

@@ -7,7 +7,7 @@
 
 #include "engine/core/symbol_font.h"
 #include "engine/core/utf8.h"
-#include "engine/readers/rtf_code_pages.h"
+#include "engine/charset/code_page.h"
 
 namespace trfilter::rtf {
 namespace {

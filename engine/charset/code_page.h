@@ -9,7 +9,7 @@
 
 struct UConverter;
 
-namespace trfilter::rtf {
+namespace trfilter {
 
 /// One set of 8-bit or multi-byte characters. ASCII stands for itself in every one but the symbol
 /// fonts', which are no code pages.
@@ -49,4 +49,4 @@ class CodePages {
 /// @return 0 for the document's own, and for sets without a code page
 std::int32_t code_page_of_character_set(std::int32_t character_set);
 
-}  // namespace trfilter::rtf
+}  // namespace trfilter

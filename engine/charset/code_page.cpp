@@ -1,4 +1,4 @@
-#include "engine/readers/rtf_code_pages.h"
+#include "engine/charset/code_page.h"
 
 #include <unicode/ucnv.h>
 #include <unicode/ucnv_cb.h>
@@ -7,7 +7,7 @@
 
 #include "engine/core/utf8.h"
 
-namespace trfilter::rtf {
+namespace trfilter {
 namespace {
 
 struct Name {
@@ -174,4 +174,4 @@ std::int32_t code_page_of_character_set(std::int32_t character_set) {
   return found == character_sets.end() ? 0 : found->code_page;
 }
 
-}  // namespace trfilter::rtf
+}  // namespace trfilter

@@ -6,7 +6,7 @@
 
 /// Fields of binary headers. A field that is not wholly within the bytes reads as 0, so that a cut
 /// header fails the comparison with whatever its format demands.
-namespace trfilter::detection {
+namespace trfilter {
 
 /// What a search without success answers.
 inline constexpr std::size_t npos = std::string_view::npos;
@@ -64,4 +64,4 @@ constexpr std::string_view literal(const char (&text)[size]) {
   return {text, size - 1};
 }
 
-}  // namespace trfilter::detection
+}  // namespace trfilter
