@@ -20,8 +20,8 @@ struct ErrorName {
 
 /// BErr ([MS-XLS] 2.5.10).
 constexpr std::array error_names{
-    ErrorName{0x00, "#NULL!"}, ErrorName{0x07, "#DIV/0!"}, ErrorName{0x0F, "#VALUE!"},
-    ErrorName{0x17, "#REF!"},  ErrorName{0x1D, "#NAME?"},  ErrorName{0x24, "#NUM!"},
+    ErrorName{0x00, "#NULL!"}, ErrorName{0x07, "#DIV/0!"},       ErrorName{0x0F, "#VALUE!"},
+    ErrorName{0x17, "#REF!"},  ErrorName{0x1D, "#NAME?"},        ErrorName{0x24, "#NUM!"},
     ErrorName{0x2A, "#N/A"},   ErrorName{0x2B, "#GETTING_DATA"},
 };
 

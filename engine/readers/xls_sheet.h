@@ -84,9 +84,9 @@ class SheetText {
   CellRow row_;
   bool in_row_ = false;
   std::uint16_t row_number_ = 0;
-  std::uint16_t column_ = 0;                 ///< of the cell that has been begun
-  const NumberFormat* format_ = nullptr;     ///< the same
-  bool string_due_ = false;                  ///< the formula's text comes with a record of its own
+  std::uint16_t column_ = 0;              ///< of the cell that has been begun
+  const NumberFormat* format_ = nullptr;  ///< the same
+  bool string_due_ = false;               ///< the formula's text comes with a record of its own
   std::bitset<65'536> hidden_rows_;
   std::vector<Cell> cells_;
   std::string row_text_;
