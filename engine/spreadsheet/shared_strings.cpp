@@ -1,30 +1,14 @@
 #include "engine/spreadsheet/shared_strings.h"
 
-#include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
-#include <filesystem>
 
 #include "engine/core/engine_error.h"
+#include "engine/core/temporary_file.h"
 
 namespace trfilter {
-namespace {
-
-/// An unlinked file for the strings that memory does not hold.
-int open_temporary_file(const std::string& directory) {
-  std::string path = directory;
-  if (path.empty()) path = std::filesystem::temp_directory_path().string();
-  path += "/stringsXXXXXX";
-  const int file = mkostemp(path.data(), O_CLOEXEC);
-  if (file >= 0) unlink(path.c_str());
-  return file;
-}
-
-}  // namespace
-
 SharedStrings::SharedStrings(std::string temporary_directory)
     : temporary_directory_(std::move(temporary_directory)) {}
 
@@ -43,7 +27,6 @@ void SharedStrings::add(std::string_view text) {
 
 void SharedStrings::spill() {
   if (file_ < 0) file_ = open_temporary_file(temporary_directory_);
-  if (file_ < 0) throw EngineError(Code::temporary_file, "no temporary file for strings");
   std::string_view rest = bytes_;
   while (!rest.empty()) {
     const ssize_t written = write(file_, rest.data(), rest.size());
