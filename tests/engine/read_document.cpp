@@ -26,7 +26,7 @@ class OpenedBytes {
       : size_(bytes.size()), options_(options), document_(Document::from_memory(std::move(bytes))) {
     limits_.set_document_size(size_);
     detection_.format = format;
-    reader_ = modules().open(ReaderContext{document_, options_, limits_, detection_});
+    reader_ = modules().open(ReaderContext{document_, options_, limits_, detection_, modules()});
   }
 
   Reader& reader() { return *reader_; }
