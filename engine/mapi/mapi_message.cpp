@@ -53,7 +53,8 @@ std::string subject_of(PropertySource& properties) {
     subject.erase(0, begin);
   }
   if (!subject.empty()) return subject;
-  return properties.text(id::subject_prefix) + properties.text(id::normalized_subject);
+  subject = properties.text(id::subject_prefix) + properties.text(id::normalized_subject);
+  return subject.empty() ? properties.text(id::conversation_topic) : subject;
 }
 
 /// An address for the Internet, or what else a message states in its place. Names in a directory

@@ -19,6 +19,7 @@ constexpr std::uint16_t reply_recipient_entries = 0x004F;
 constexpr std::uint16_t reply_recipient_names = 0x0050;
 constexpr std::uint16_t sent_representing_address_type = 0x0064;
 constexpr std::uint16_t sent_representing_email_address = 0x0065;
+constexpr std::uint16_t conversation_topic = 0x0070;
 constexpr std::uint16_t transport_message_headers = 0x007D;
 constexpr std::uint16_t sender_name = 0x0C1A;
 constexpr std::uint16_t sender_address_type = 0x0C1E;
