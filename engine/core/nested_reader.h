@@ -24,6 +24,9 @@ class NestedReader {
   /// As `Reader::step`.
   bool step(TextSink& sink) { return reader_->step(sink); }
 
+  /// As `Reader::subfiles`; they live as long as this object at the most.
+  std::unique_ptr<Subfiles> subfiles() { return reader_->subfiles(); }
+
  private:
   Limits& limits_;
   Document document_;

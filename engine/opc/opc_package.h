@@ -9,6 +9,7 @@
 #include "engine/core/document.h"
 #include "engine/core/limits.h"
 #include "engine/core/properties.h"
+#include "engine/core/reader.h"
 #include "engine/xml/xml_parser.h"
 #include "engine/zip/zip_package.h"
 
@@ -74,6 +75,12 @@ class OpcPackage {
 
   /// Adds what docProps/core.xml, app.xml and custom.xml state; their damage is not noted.
   void properties(Properties& properties);
+
+  /// The files that the package carries, in the order of its directory: embedded documents and
+  /// objects, pictures, sound and film, fonts, the thumbnail, macros, alternative format chunks
+  /// that are no text; behind them, what it refers to outside of itself.
+  /// @return null when there is none; the package outlives the result
+  std::unique_ptr<Subfiles> files(const ReaderContext& context);
 
  private:
   struct ContentTypes;

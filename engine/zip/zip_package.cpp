@@ -2,7 +2,10 @@
 
 #include <minizip/unzip.h>
 
+#include <algorithm>
+#include <chrono>
 #include <exception>
+#include <limits>
 #include <optional>
 #include <unordered_map>
 
@@ -25,6 +28,22 @@ std::string comparable(std::string_view name) {
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
   }
   return result;
+}
+
+/// Local times are taken as UTC: the format does not say where they are local.
+FileTime time_of(const tm_unz& date) {
+  using std::chrono::day;
+  using std::chrono::month;
+  using std::chrono::year;
+  const std::chrono::year_month_day calendar{year{static_cast<int>(date.tm_year)},
+                                             month{static_cast<unsigned>(date.tm_mon) + 1},
+                                             day{static_cast<unsigned>(date.tm_mday)}};
+  constexpr uInt first_year = 1980;
+  if (!calendar.ok() || date.tm_year <= first_year) return {};
+  const auto time = std::chrono::sys_days{calendar}.time_since_epoch() +
+                    std::chrono::hours{date.tm_hour} + std::chrono::minutes{date.tm_min} +
+                    std::chrono::seconds{date.tm_sec};
+  return FileTime::from_unix_seconds(std::chrono::seconds{time}.count());
 }
 
 /// The document as minizip reads it. What the document throws is kept for after the call.
@@ -96,6 +115,7 @@ struct ZipPackage::State {
   struct Member {
     unz64_file_pos position{};          ///< in the directory
     std::optional<ZipMemberData> data;  ///< once located
+    Stated stated;
   };
 
   void add(std::string name, const Member& member) {
@@ -130,6 +150,9 @@ struct ZipPackage::State {
       if (status == UNZ_OK) status = unzGetFilePos64(zip, &member.position);
       if (status != UNZ_OK) break;
       name.resize(info.size_filename);
+      constexpr auto most = static_cast<ZPOS64_T>(std::numeric_limits<std::int64_t>::max());
+      member.stated.size = static_cast<std::int64_t>(std::min(info.uncompressed_size, most));
+      member.stated.time = time_of(info.tmu_date);
       add(name, member);
       limits.check_time();
       status = unzGoToNextFile(zip);
@@ -144,7 +167,7 @@ struct ZipPackage::State {
     for (RecoveredZipMember& found : recover_zip_members(document, limits)) {
       const auto known = by_name.find(comparable(found.name));
       if (known == by_name.end()) {
-        add(std::move(found.name), Member{{}, found.data});
+        add(std::move(found.name), Member{{}, found.data, {}});
       } else if (!members[known->second].data) {
         members[known->second].data = found.data;
       }
@@ -220,6 +243,11 @@ const std::vector<std::string>& ZipPackage::names() const {
 
 bool ZipPackage::contains(std::string_view name) const {
   return state_->by_name.contains(comparable(name));
+}
+
+ZipPackage::Stated ZipPackage::stated(std::string_view name) const {
+  const auto found = state_->by_name.find(comparable(name));
+  return found == state_->by_name.end() ? Stated{} : state_->members[found->second].stated;
 }
 
 std::unique_ptr<ZipPackage::Part> ZipPackage::open(std::string_view name) {
