@@ -9,20 +9,17 @@ enum class Format : std::uint32_t {
   none = 0,
 #define FORMAT(number, name, category) name = (number),
 #include "engine/core/formats.def"
+#include "engine/core/unnumbered_formats.def"
 #undef FORMAT
-  // Formats that have a reader and no number of the table: a host sees them as `none`. All of them
-  // are of the category encapsulation.
-  zstandard = 65536,
-  lz4 = 65537,
-  lzip = 65538,
-  ar = 65539,
-  xar = 65540,
 };
+
+/// The first number of the formats that the format table lacks (unnumbered_formats.def).
+inline constexpr std::uint32_t first_unnumbered = 65536;
 
 /// The number that a host knows a format by; 0 for one that the table lacks.
 constexpr std::uint32_t host_number(Format format) {
   const auto number = static_cast<std::uint32_t>(format);
-  return number < 65536 ? number : 0;
+  return number < first_unnumbered ? number : 0;
 }
 
 /// Numbers of the category table.

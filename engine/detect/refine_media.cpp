@@ -19,19 +19,13 @@ struct FormType {
 };
 
 constexpr std::array riff_types{
-    FormType{"WAVE", Format::wave},
-    FormType{"AVI ", Format::avi},
-    FormType{"ACON", Format::animated_cursor},
-    FormType{"PAL ", Format::palette},
-    FormType{"RDIB", Format::riff_dib},
-    FormType{"RMID", Format::riff_midi},
-    FormType{"RMMP", Format::riff_movie},
-    FormType{"CMX1", Format::corel_cmx},
-    FormType{"MV93", Format::director},
-    FormType{"39VM", Format::director},
-    FormType{"FGDC", Format::director},
-    FormType{"CDGF", Format::director},
-    FormType{"FGDM", Format::director},
+    FormType{"WAVE", Format::wave},      FormType{"WEBP", Format::webp},
+    FormType{"AVI ", Format::avi},       FormType{"ACON", Format::animated_cursor},
+    FormType{"PAL ", Format::palette},   FormType{"RDIB", Format::riff_dib},
+    FormType{"RMID", Format::riff_midi}, FormType{"RMMP", Format::riff_movie},
+    FormType{"CMX1", Format::corel_cmx}, FormType{"MV93", Format::director},
+    FormType{"39VM", Format::director},  FormType{"FGDC", Format::director},
+    FormType{"CDGF", Format::director},  FormType{"FGDM", Format::director},
     FormType{"MDGF", Format::director},
 };
 
@@ -70,7 +64,7 @@ Detection refine_id3(Content& content, Format format) {
     size = size << 7 | byte_at(head, at);
   }
   if (version < 2 || version > 4 || !has(head, 0, 10)) return nothing;
-  if (matches(content.read(10 + size, 4), 0, "fLaC")) return nothing;
+  if (matches(content.read(10 + size, 4), 0, "fLaC")) return found(Format::flac);
   return found(format);
 }
 
@@ -123,16 +117,20 @@ Detection refine_asf(Content& content, Format format) {
 
 /// ISO base media files: movies and sound; the still images and others of the family are not.
 Detection refine_media_brand(Content& content, Format format) {
-  constexpr std::array<std::string_view, 11> stills{"heic", "heix", "heim", "heis", "mif1", "msf1",
-                                                    "avif", "avis", "crx ", "jxl ", "jxs "};
+  constexpr std::array<std::string_view, 8> stills{"heic", "heix", "heim", "heis",
+                                                   "mif1", "msf1", "avif", "avis"};
+  constexpr std::array<std::string_view, 3> others{"crx ", "jxl ", "jxs "};
   const std::string_view head = content.head();
   if (be32(head, 0) < 8) return nothing;
   if (matches(head, 8, "jp2 ") || matches(head, 8, "jpx ") || matches(head, 8, "jpm ")) {
     return found(Format::jp2);
   }
   const std::string_view brand = head.substr(std::min<std::size_t>(8, head.size()), 4);
-  const bool still = std::find(stills.begin(), stills.end(), brand) != stills.end();
-  return still ? nothing : found(format);
+  const auto is_one_of = [&](const auto& brands) {
+    return std::find(brands.begin(), brands.end(), brand) != brands.end();
+  };
+  if (is_one_of(stills)) return found(Format::heif);
+  return is_one_of(others) ? nothing : found(format);
 }
 
 Detection refine_quicktime(Content& content, Format format) {

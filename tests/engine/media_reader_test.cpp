@@ -1,0 +1,187 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "engine/core/property_names.h"
+#include "tests/engine/read_document.h"
+
+// Pictures, sound and fonts: samples/make/media.py tells what the samples hold.
+
+namespace trfilter {
+namespace {
+
+using test::extract_member;
+using test::list_members;
+using test::read_document;
+using test::read_properties;
+using test::source_file;
+
+constexpr int no_text = 7;
+constexpr int corrupt = 4;
+
+struct Media {
+  const char* sample;
+  Format format;
+};
+
+const std::vector<Media> all = {{"samples/photo.jpg", Format::jpeg},
+                                {"samples/tone.flac", Format::flac},
+                                {"samples/tone.mp3", Format::mpeg_audio},
+                                {"samples/letters.ttf", Format::truetype}};
+
+const PropertyValue* value_of(const Properties& properties, std::string_view name) {
+  for (const auto& item : properties.items()) {
+    if (item.name == name) return &item.value;
+  }
+  return nullptr;
+}
+
+std::string text_of(const Properties& properties, std::string_view name) {
+  const auto* value = value_of(properties, name);
+  const auto* text = value == nullptr ? nullptr : std::get_if<std::string>(value);
+  return text == nullptr ? "" : *text;
+}
+
+double number_of(const Properties& properties, std::string_view name) {
+  const auto* value = value_of(properties, name);
+  if (value == nullptr) return -1;
+  if (const auto* integer = std::get_if<std::int32_t>(value)) return *integer;
+  const auto* number = std::get_if<double>(value);
+  return number == nullptr ? -1 : *number;
+}
+
+TEST(ImageReader, GivesWhatTheCameraWrote) {
+  const Properties facts = read_properties(source_file("samples/photo.jpg"), Format::jpeg);
+  EXPECT_EQ(text_of(facts, property::author), "Ada Brook");
+  EXPECT_EQ(text_of(facts, property::comments), "A lighthouse");
+  EXPECT_EQ(text_of(facts, property::copyright), "Public domain");
+  EXPECT_EQ(text_of(facts, property::camera_make), "Glassworks");
+  EXPECT_EQ(text_of(facts, property::camera_model), "Eye 3");
+  EXPECT_EQ(number_of(facts, property::width), 48);
+  EXPECT_EQ(number_of(facts, property::height), 32);
+  EXPECT_DOUBLE_EQ(number_of(facts, property::exposure_time), 0.004);
+}
+
+TEST(ImageReader, AppliesTheZoneOfATime) {
+  const Properties facts = read_properties(source_file("samples/photo.jpg"), Format::jpeg);
+  const auto* created = value_of(facts, property::created);
+  ASSERT_NE(created, nullptr);
+  // 2024-05-06 07:08:09 at +02:00.
+  EXPECT_EQ(std::get<FileTime>(*created).ticks, FileTime::from_unix_seconds(1'714'972'089).ticks);
+}
+
+TEST(ImageReader, GivesThePlaceInDegrees) {
+  const Properties facts = read_properties(source_file("samples/photo.jpg"), Format::jpeg);
+  const auto* latitude = value_of(facts, property::latitude);
+  const auto* longitude = value_of(facts, property::longitude);
+  ASSERT_NE(latitude, nullptr);
+  ASSERT_NE(longitude, nullptr);
+  EXPECT_DOUBLE_EQ(std::get<double>(*latitude), 52.5);
+  EXPECT_DOUBLE_EQ(std::get<double>(*longitude), -13.25);
+}
+
+TEST(ImageReader, PutsXmpBeforeExif) {
+  std::string photo = source_file("samples/photo.jpg");
+  const std::string packet =
+      "http://ns.adobe.com/xap/1.0/" + std::string(1, '\0') +
+      "<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF "
+      "xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'><rdf:Description "
+      "xmlns:dc='http://purl.org/dc/elements/1.1/'><dc:creator><rdf:Seq><rdf:li>Ada B.</rdf:li>"
+      "<rdf:li>Bo</rdf:li></rdf:Seq></dc:creator><dc:title><rdf:Alt><rdf:li "
+      "xml:lang='x-default'>Light</rdf:li></rdf:Alt></dc:title></rdf:Description></rdf:RDF>"
+      "</x:xmpmeta>";
+  const std::size_t length = packet.size() + 2;
+  const std::string segment = "\xFF\xE1" + std::string(1, static_cast<char>(length >> 8)) +
+                              std::string(1, static_cast<char>(length)) + packet;
+  photo.insert(2, segment);
+  const Properties facts = read_properties(photo, Format::jpeg);
+  std::vector<std::string> authors;
+  for (const auto& item : facts.items()) {
+    if (item.name == property::author) authors.push_back(std::get<std::string>(item.value));
+  }
+  EXPECT_EQ(authors, (std::vector<std::string>{"Ada B.", "Bo"}));
+  EXPECT_EQ(text_of(facts, property::title), "Light");
+}
+
+TEST(AudioReader, GivesTagsAndTechnicalFacts) {
+  const Properties facts = read_properties(source_file("samples/tone.flac"), Format::flac);
+  EXPECT_EQ(text_of(facts, property::title), "Fog horn");
+  EXPECT_EQ(text_of(facts, property::artist), "The Beacons");
+  EXPECT_EQ(text_of(facts, property::album), "Coast");
+  EXPECT_EQ(text_of(facts, property::comments), "From the pier");
+  EXPECT_EQ(text_of(facts, property::release_date), "2024");
+  EXPECT_EQ(text_of(facts, property::track_number), "3");
+  EXPECT_EQ(number_of(facts, property::sample_rate), 44100);
+  EXPECT_EQ(number_of(facts, property::channel_count), 1);
+  EXPECT_DOUBLE_EQ(number_of(facts, property::duration), 1);
+}
+
+TEST(AudioReader, ReadsTagsInEveryTextEncoding) {
+  const Properties facts = read_properties(source_file("samples/tone.mp3"), Format::mpeg_audio);
+  EXPECT_EQ(text_of(facts, property::title), "Möwen");
+  EXPECT_EQ(text_of(facts, property::artist), "The Beacons");
+  EXPECT_EQ(text_of(facts, property::comments), "At low tide");
+}
+
+TEST(AudioReader, ListsCoversAsMembers) {
+  for (const Media& sound : {all[1], all[2]}) {
+    const std::string bytes = source_file(sound.sample);
+    const auto listing = list_members(bytes, sound.format);
+    ASSERT_EQ(listing.members.size(), 1u) << sound.sample;
+    EXPECT_EQ(listing.members[0].name, "cover1.png");
+    EXPECT_EQ(listing.members[0].kind, SubfileKind::embedded);
+    const auto cover = extract_member(bytes, sound.format, 0);
+    EXPECT_EQ(cover.code, 0);
+    EXPECT_EQ(cover.bytes.substr(0, 4), "\x89PNG");
+    EXPECT_EQ(static_cast<std::int64_t>(cover.bytes.size()), listing.members[0].size);
+  }
+}
+
+TEST(FontReader, GivesTheNamesOfAFont) {
+  const Properties facts = read_properties(source_file("samples/letters.ttf"), Format::truetype);
+  EXPECT_EQ(text_of(facts, property::title), "Pebble Regular");
+  EXPECT_EQ(text_of(facts, property::version), "Version 1.5");
+  EXPECT_EQ(text_of(facts, property::company), "Shore Types");
+  EXPECT_EQ(text_of(facts, property::author), "Bo Chen");
+  EXPECT_EQ(text_of(facts, property::copyright), "Public domain");
+}
+
+TEST(MediaReaders, HaveNoText) {
+  for (const Media& media : all) {
+    const auto reading = read_document(source_file(media.sample), media.format);
+    EXPECT_EQ(reading.code, no_text) << media.sample;
+    EXPECT_EQ(reading.text, "") << media.sample;
+  }
+}
+
+TEST(MediaReaders, RefuseWhatIsNone) {
+  for (const Media& media : {all[0], all[3]}) {
+    const auto reading = read_document("neither a picture nor a font", media.format);
+    EXPECT_EQ(reading.code, corrupt) << media.sample;
+  }
+}
+
+TEST(MediaReaders, SurviveDamage) {
+  for (const Media& media : all) {
+    const std::string sound = source_file(media.sample);
+    const auto try_it = [&](std::string bytes) {
+      const auto reading = read_document(bytes, media.format);
+      EXPECT_TRUE(reading.code == no_text || reading.code == corrupt) << reading.code;
+      list_members(bytes, media.format);
+      if (reading.code == no_text) read_properties(std::move(bytes), media.format);
+    };
+    for (std::size_t size = 1; size < sound.size(); size += 1 + sound.size() / 61) {
+      try_it(sound.substr(0, size));
+    }
+    for (std::size_t at = 0; at < sound.size(); at += 1 + sound.size() / 127) {
+      std::string flipped = sound;
+      flipped[at] = static_cast<char>(flipped[at] ^ 0xFF);
+      try_it(std::move(flipped));
+    }
+  }
+}
+
+}  // namespace
+}  // namespace trfilter
