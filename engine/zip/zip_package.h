@@ -52,6 +52,8 @@ class ZipPackage {
     /// @throws EngineError code 4 for damaged data or a wrong checksum, code 43 for a compression
     ///         method that is not supported, code 8 for an encrypted member
     virtual std::size_t read(std::span<char> out) = 0;
+    /// Packed bytes that have been read so far.
+    virtual std::uint64_t packed_bytes() const = 0;
   };
 
   /// Opens a member for reading. Several may be open at once.
