@@ -3,6 +3,8 @@
 
 The corpus is a folder with files/ and facts.json, a map from a file's name to its facts; `contains`
 lists strings that the text must hold. A table shows, for each family of formats, how many of them do.
+With --metadata it shows the same for `metadata`, what `tarnis metadata` must print: metadata_keys.tsv
+tells by which names.
 Any document that ends the program by a signal, a sanitizer or the clock fails the run, and so does a
 family below its floor. Without the folder there is nothing to measure, and the run passes.
 """
@@ -29,6 +31,8 @@ FAMILIES = {
     "txt": (("txt", "md", "csv", "tsv", "vtt", "srt", "asciidoc", "rst", "org", "json"), 0.90),
     "xml-like": (("xml", "nxml", "rss", "atom", "xlf", "ttml", "dita", "svg"), 0.90),
     "rtf": (("rtf",), 0.90),
+    "ebook": (("epub", "fb2"), 0.90),
+    "xps": (("xps", "oxps"), 0.90),
 }
 
 SECONDS_A_DOCUMENT = 60
@@ -84,6 +88,76 @@ def read(tarnis, path, password, sanitized):
     return text, run.returncode, None
 
 
+def metadata_keys():
+    """The properties' names and the comparison for each key of the facts."""
+    path = os.path.join(os.path.dirname(os.path.abspath(__file__)), "metadata_keys.tsv")
+    with open(path, encoding="utf-8") as file:
+        rows = [line.rstrip("\n").split("\t") for line in file if not line.startswith("#")]
+    return {key: (names.split(), comparison) for key, names, comparison in rows}
+
+
+def minutes(text):
+    """A duration by ISO 8601, or a number."""
+    match = re.fullmatch(r"P(?:(\d+)D)?T?(?:(\d+)H)?(?:(\d+)M)?(?:([\d.]+)S)?", text)
+    if not match:
+        return int(float(text))
+    days, hours, rest, seconds = (float(part or 0) for part in match.groups())
+    return int(days * 1440 + hours * 60 + rest + seconds / 60)
+
+
+def is_stated(known, values, comparison):
+    """Whether one of a property's values is what is known."""
+    known = folded(str(known)).strip()
+    for value in values:
+        text = folded(str(value)).strip()
+        if text.lower() == known.lower():
+            return True
+        if comparison == "time" and text[:19] == known[:19]:
+            return True
+        if comparison in ("number", "minutes", "text"):
+            try:
+                convert = minutes if comparison == "minutes" else float
+                if convert(text) == convert(known):
+                    return True
+            except ValueError:
+                pass
+        # Several keywords may be one text.
+        if comparison == "text" and known in [part.strip() for part in re.split("[,;]", text)]:
+            return True
+    return False
+
+
+def score_metadata(arguments, facts, names):
+    """Prints how many of the known properties each family states."""
+    keys = metadata_keys()
+    table = {}
+    for name in names:
+        known = facts[name].get("metadata") or {}
+        if not known:
+            continue
+        run = subprocess.run([arguments.tarnis, "metadata", "--ip", "--json", os.path.join(arguments.corpus, "files", name)],
+                             stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, timeout=SECONDS_A_DOCUMENT * 2, check=False)
+        stated = {}
+        if run.returncode == 0:
+            for item in json.loads(run.stdout)["properties"]:
+                stated.setdefault(item["name"], []).append(item["value"])
+        row = table.setdefault(family_of(name), [0, 0])
+        for key, values in known.items():
+            own = key.removeprefix("custom:")
+            properties, comparison = keys.get(key, ([own], "time" if "Date" in own else "text"))
+            there = [value for each in properties for value in stated.get(each, [])]
+            for value in values if isinstance(values, list) else [values]:
+                row[0] += 1
+                if is_stated(value, there, comparison):
+                    row[1] += 1
+                elif arguments.misses:
+                    print(f"miss: {name} [{EXIT_STATUS.get(run.returncode, run.returncode)}]: {key}: {value!r}, "
+                          f"not {there}")
+    print(f"{'family':10} {'known':>6} {'found':>6} {'share':>7}")
+    for family, (known, found) in sorted(table.items()):
+        print(f"{family:10} {known:6} {found:6} {found / known:7.1%}")
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--tarnis", required=True, help="the program to run")
@@ -92,6 +166,7 @@ def main():
     parser.add_argument("--misses", action="store_true", help="list each string that is not found")
     parser.add_argument("--empty", action="store_true", help="list successes without text")
     parser.add_argument("--family", help="only this family")
+    parser.add_argument("--metadata", action="store_true", help="score the properties instead of the text")
     arguments = parser.parse_args()
     facts_path = os.path.join(arguments.corpus, "facts.json")
     if not os.path.exists(facts_path):
@@ -101,6 +176,10 @@ def main():
         facts = json.load(file)
     names = sorted(name for name in facts
                    if not arguments.family or family_of(name) == arguments.family)
+
+    if arguments.metadata:
+        score_metadata(arguments, facts, names)
+        return 0
 
     def one(name):
         path = os.path.join(arguments.corpus, "files", name)
