@@ -37,6 +37,32 @@ using OutputHandle = std::unique_ptr<GsfOutput, Unref>;
   throw EngineError(Code::corrupt, what);
 }
 
+/// Keeps the library from telling on standard error, which is the host's, what is wrong with a
+/// file. Whatever else is logged in the process passes.
+class Quiet {
+ public:
+  Quiet() {
+    static const bool installed = [] {
+      for (const char* domain : {"", "libgsf", "libgsf:msole"}) {
+        g_log_set_handler(domain, static_cast<GLogLevelFlags>(G_LOG_LEVEL_MASK), handle, nullptr);
+      }
+      return true;
+    }();
+    static_cast<void>(installed);
+    ++wanted;
+  }
+  Quiet(const Quiet&) = delete;
+  Quiet& operator=(const Quiet&) = delete;
+  ~Quiet() { --wanted; }
+
+ private:
+  static void handle(const char* domain, GLogLevelFlags level, const char* message, void* data) {
+    if (wanted == 0) g_log_default_handler(domain, level, message, data);
+  }
+
+  static inline thread_local unsigned wanted = 0;
+};
+
 class Stream final : public CompoundStream {
  public:
   explicit Stream(InputHandle input) : input_(std::move(input)) {}
@@ -47,6 +73,7 @@ class Stream final : public CompoundStream {
 
   std::size_t read_at(std::uint64_t offset, std::span<char> out) override {
     if (offset >= size()) return 0;
+    const Quiet quiet;
     auto count = static_cast<std::size_t>(std::min<std::uint64_t>(out.size(), size() - offset));
     // A block that is not there fails a read as a whole: what stands before it is still good.
     for (; count != 0; count /= 2) {
@@ -113,6 +140,7 @@ CompoundFile::CompoundFile(Document& document, const Limits& limits)
   if (compound_directory_depth(document, most_directory_depth) >= most_directory_depth) {
     damaged("the compound file's directory is deeper than its bound");
   }
+  const Quiet quiet;
   const InputHandle source(make_document_input(document));
   GError* error = nullptr;
   InfileHandle root(gsf_infile_msole_new(source.get(), &error));
@@ -177,6 +205,7 @@ std::optional<std::uint32_t> CompoundFile::find(std::string_view path) const {
 
 std::unique_ptr<CompoundStream> CompoundFile::open(std::uint32_t entry) const {
   if (entries_[entry].storage) damaged("a storage is no stream");
+  const Quiet quiet;
   GsfInfile* storage = handles_->storages[entries_[entry].parent].get();
   InputHandle input(gsf_infile_child_by_index(storage, handles_->places[entry]));
   if (!input) damaged("a stream of the compound file cannot be opened");
@@ -199,6 +228,7 @@ std::string CompoundFile::read(std::uint32_t entry, std::uint64_t most) const {
 }
 
 void CompoundFile::extract(std::uint32_t storage, ByteOutput& output) const {
+  const Quiet quiet;
   const ScratchFile scratch(handles_->temporary_directory);
   const OutputHandle sink(gsf_output_stdio_new_FILE("", scratch.get(), TRUE));
   if (!sink) throw EngineError(Code::temporary_file, "cannot use a temporary file");

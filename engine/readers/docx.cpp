@@ -76,7 +76,8 @@ class SectionScan final : public XmlHandler {
 
 class DocxReader final : public Reader, private SectionListener {
  public:
-  explicit DocxReader(const ReaderContext& context) : package_(context.document, context.limits) {
+  explicit DocxReader(const ReaderContext& context)
+      : context_(context), package_(context.document, context.limits) {
     main_part_ = package_.main_part();
     if (main_part_.empty()) {
       throw EngineError(Code::corrupt, "the package has no main document part");
@@ -98,6 +99,7 @@ class DocxReader final : public Reader, private SectionListener {
   }
 
   void properties(Properties& properties) override { package_.properties(properties); }
+  std::unique_ptr<Subfiles> subfiles() override { return package_.files(context_); }
 
  private:
   void start(TextSink& sink) {
@@ -170,6 +172,7 @@ class DocxReader final : public Reader, private SectionListener {
     }
   }
 
+  const ReaderContext context_;
   OpcPackage package_;
   std::string main_part_;
   OpcRelationships relationships_;
