@@ -29,6 +29,7 @@
 #include "engine/office_crypt/xor_obfuscation.h"
 #include "engine/readers/doc_anchors.h"
 #include "engine/readers/doc_headers.h"
+#include "engine/readers/doc_members.h"
 #include "engine/readers/doc_source.h"
 #include "engine/readers/doc_story.h"
 
@@ -86,6 +87,10 @@ class DocReader final : public Reader, private SectionListener {
 
   void properties(Properties& properties) override {
     if (file_) add_property_sets(*file_, CompoundEntry::root, properties);
+  }
+
+  std::unique_ptr<Subfiles> subfiles() override {
+    return find_members(file_ ? &*file_ : nullptr, *source_);
   }
 
  private:

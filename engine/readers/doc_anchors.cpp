@@ -1,9 +1,10 @@
 #include "engine/readers/doc_anchors.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "engine/core/fields.h"
-#include "engine/core/utf8.h"
+#include "engine/office_art/shape_properties.h"
 
 namespace trfilter::doc {
 namespace {
@@ -12,89 +13,48 @@ constexpr std::size_t anchor_size = 26;  // [MS-DOC] 2.8.37 PlcfSpa
 constexpr std::size_t box_size = 22;     // 2.8.32 PlcftxbxTxt
 constexpr std::size_t box_shape_at = 14;
 
-// [MS-ODRAW].
-constexpr std::size_t record_head = 8;
-constexpr std::uint32_t container_version = 0xF;
-constexpr std::uint32_t group_container = 0xF003;
-constexpr std::uint32_t shape_container = 0xF004;
-constexpr std::uint32_t shape_record = 0xF00A;
-constexpr std::uint32_t option_record = 0xF00B;
-constexpr std::uint32_t third_option_record = 0xF122;
-constexpr std::uint32_t property_mask = 0x3FFF;
-constexpr std::uint32_t complex_flag = 0x8000;
-constexpr std::uint32_t words_property = 0x00C0;
-constexpr std::uint32_t description_property = 0x0381;
-
 constexpr unsigned most_groups = 64;  // in each other
 constexpr std::size_t most_shapes = std::size_t{1} << 20;
-
-std::string text_of(std::string_view bytes) {
-  std::u16string units;
-  for (std::size_t at = 0; has(bytes, at, 2) && le16(bytes, at) != 0; at += 2) {
-    units += static_cast<char16_t>(le16(bytes, at));
-  }
-  return utf16_to_utf8(units);
-}
 
 /// Goes through the records of the drawings.
 class ShapeScan {
  public:
   explicit ShapeScan(Shapes& shapes) : shapes_(shapes) {}
 
+  /// @param group  the outermost group around, 0 outside of any
+  /// @param depth  groups around; the first one is the drawing itself
   void records(std::string_view bytes, std::uint32_t group, unsigned depth) {
-    std::uint32_t first_of_group = group;
-    while (bytes.size() >= record_head && shapes_.size() < most_shapes) {
-      const std::uint32_t type = le16(bytes, 2);
-      const std::size_t size = std::min<std::size_t>(le32(bytes, 4), bytes.size() - record_head);
-      const std::string_view body = bytes.substr(record_head, size);
-      if (type == shape_container) {
-        const std::uint32_t shape = this->shape(body, first_of_group);
-        // Of a group the first shape is the group itself; the patriarch of the drawing has none.
-        if (depth > 1 && first_of_group == 0) first_of_group = shape;
-      } else if ((le16(bytes, 0) & 0xF) == container_version && depth < most_groups) {
-        records(body, first_of_group, type == group_container ? depth + 1 : depth);
+    ArtRecords all(bytes);
+    ArtRecord record;
+    while (all.next(record) && shapes_.size() < most_shapes) {
+      if (record.type == art::shape) {
+        const std::uint32_t id = shape(record.data, group);
+        // Of a group the first shape is the group itself.
+        if (depth > 1 && group == 0) group = id;
+      } else if (record.is_container() && depth < most_groups) {
+        records(record.data, group, record.type == art::shape_group ? depth + 1 : depth);
       }
-      bytes.remove_prefix(record_head + size);
     }
   }
 
  private:
   std::uint32_t shape(std::string_view bytes, std::uint32_t group) {
     std::uint32_t id = 0;
-    ShapeText text;
-    while (bytes.size() >= record_head) {
-      const std::uint32_t type = le16(bytes, 2);
-      const std::uint32_t instance = le16(bytes, 0) >> 4;
-      const std::size_t size = std::min<std::size_t>(le32(bytes, 4), bytes.size() - record_head);
-      const std::string_view body = bytes.substr(record_head, size);
-      if (type == shape_record) {
-        id = le32(body, 0);
-      } else if (type == option_record || type == third_option_record) {
-        options(body, instance, text);
+    ShapeProperties properties;
+    ArtRecords all(bytes);
+    ArtRecord record;
+    while (all.next(record)) {
+      if (record.type == art::shape_flags) {
+        id = le32(record.data, 0);
+      } else {
+        properties.take(record);
       }
-      bytes.remove_prefix(record_head + size);
     }
     if (id != 0) {
-      text.anchor = group == 0 ? id : group;
-      shapes_[id] = std::move(text);
+      shapes_[id] = {group == 0 ? id : group, std::move(properties.alternative_text),
+                     std::move(properties.word_art)};
     }
     return id;
-  }
-
-  static void options(std::string_view bytes, std::size_t count, ShapeText& text) {
-    constexpr std::size_t property_size = 6;
-    if (!has(bytes, 0, count * property_size)) return;
-    std::string_view complex = bytes.substr(count * property_size);
-    for (std::size_t i = 0; i < count; ++i) {
-      const std::uint32_t id = le16(bytes, i * property_size);
-      if ((id & complex_flag) == 0) continue;
-      const std::size_t size =
-          std::min<std::size_t>(le32(bytes, i * property_size + 2), complex.size());
-      const std::string_view value = complex.substr(0, size);
-      complex.remove_prefix(size);
-      if ((id & property_mask) == words_property) text.words = text_of(value);
-      if ((id & property_mask) == description_property) text.description = text_of(value);
-    }
   }
 
   Shapes& shapes_;
@@ -107,12 +67,10 @@ Shapes read_shapes(std::string_view content) {
   ShapeScan scan(shapes);
   // The drawings stand behind the data that they share, each behind a byte that says where it is
   // shown.
-  if (content.size() < record_head) return shapes;
-  std::size_t at = record_head + std::size_t{le32(content, 4)};
-  while (has(content, at, 1 + record_head)) {
-    const std::size_t size = record_head + std::size_t{le32(content, at + 5)};
-    scan.records(content.substr(at + 1, size), 0, 0);
-    at += 1 + size;
+  ArtRecord record;
+  while (record.parse(content)) {
+    if (record.type == art::drawing) scan.records(record.data, 0, 0);
+    content.remove_prefix(std::min(content.size(), ArtRecord::head_size + record.data.size() + 1));
   }
   return shapes;
 }

@@ -66,6 +66,7 @@ class Source {
   Source(const Stream& main, const Stream& table, const Stream& data, Limits& limits);
 
   const Fib& fib() const { return fib_; }
+  const Stream& main() const { return *main_; }
   const Stream& data() const { return *data_; }
   const std::vector<Font>& fonts() const { return fonts_; }
   word::ListNumbering& numbering() { return numbering_; }

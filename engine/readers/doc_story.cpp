@@ -7,11 +7,13 @@
 #include "engine/core/symbol_font.h"
 #include "engine/core/utf8.h"
 #include "engine/readers/doc_lists.h"
+#include "engine/readers/doc_members.h"
 
 namespace trfilter::doc {
 namespace {
 
 // [MS-DOC] 2.4.1 and 2.9: characters that stand for something else.
+constexpr char32_t picture = 0x01;
 constexpr char32_t cell_mark = 0x07;
 constexpr char32_t drawn_object = 0x08;
 constexpr char32_t tab = 0x09;
@@ -365,6 +367,11 @@ void Story::put_special(char32_t character, std::uint32_t position,
     case drawn_object:
       put_anchored(position);
       break;
+    case picture:
+      if (run.picture_location && !run.binary_data && !run.ole_object) {
+        put_description(picture_description(source_, *run.picture_location));
+      }
+      break;
     default:
       break;
   }
@@ -383,14 +390,7 @@ void Story::put_anchored(std::uint32_t position) {
   if (anchors_ == nullptr) return;
   const auto found = anchors_->find(position);
   if (found == anchors_->end()) return;
-  for (const std::string& description : found->second.descriptions) {
-    output_.begin_deferred();
-    output_.open(Region::alternative_text);
-    output_.text(description);
-    output_.paragraph();
-    output_.close(Region::alternative_text);
-    output_.end_deferred();
-  }
+  for (const std::string& description : found->second.descriptions) put_description(description);
   for (const std::string& words : found->second.words) {
     output_.begin_deferred();
     output_.text(words);
@@ -402,6 +402,16 @@ void Story::put_anchored(std::uint32_t position) {
     Story(source_, output_, box).run();
     output_.end_deferred();
   }
+}
+
+void Story::put_description(std::string_view description) {
+  if (description.empty()) return;
+  output_.begin_deferred();
+  output_.open(Region::alternative_text);
+  output_.text(description);
+  output_.paragraph();
+  output_.close(Region::alternative_text);
+  output_.end_deferred();
 }
 
 void Story::flush() {

@@ -61,6 +61,7 @@ class Story final {
   void put_special(char32_t character, std::uint32_t position, const CharacterProperties& run);
   void put_symbol(const CharacterProperties& run);
   void put_anchored(std::uint32_t position);
+  void put_description(std::string_view description);
   void flush();
   void finish();
 
