@@ -231,9 +231,9 @@ DocWriter::Streams DocWriter::streams() const {
   put(main, added_at, added_);
   main.resize(text_at);
   std::vector<std::uint64_t> offsets(all.size());
-  const std::size_t pieces = piece_size == 0 ? 0 : (all.size() + piece_size - 1) / piece_size;
-  std::vector<std::uint64_t> piece_offsets(pieces);
-  for (std::size_t piece = pieces; piece-- != 0;) {
+  const std::size_t piece_count = piece_size == 0 ? 0 : (all.size() + piece_size - 1) / piece_size;
+  std::vector<std::uint64_t> piece_offsets(piece_count);
+  for (std::size_t piece = piece_count; piece-- != 0;) {
     piece_offsets[piece] = main.size();
     for (std::size_t i = piece * piece_size; i < std::min(all.size(), (piece + 1) * piece_size);
          ++i) {
@@ -252,7 +252,7 @@ DocWriter::Streams DocWriter::streams() const {
   if (!tables.contains(Table::pieces) && (!word_6_ || piece_size_ != 0)) {
     std::string bounds;
     std::string descriptors;
-    for (std::size_t piece = 0; piece < pieces; ++piece) {
+    for (std::size_t piece = 0; piece < piece_count; ++piece) {
       bounds += le(piece * piece_size, 4);
       const std::uint64_t offset =
           narrow_ && !word_6_ ? piece_offsets[piece] * 2 | 0x40000000 : piece_offsets[piece];
