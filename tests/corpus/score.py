@@ -33,6 +33,9 @@ FAMILIES = {
     "rtf": (("rtf",), 0.90),
     "ebook": (("epub", "fb2"), 0.90),
     "xps": (("xps", "oxps"), 0.90),
+    "doc": (("doc", "dot"), 0.92),
+    "xls": (("xls", "xlt"), 0.92),
+    "ppt": (("ppt", "pps", "pot"), 0.92),
 }
 
 SECONDS_A_DOCUMENT = 60
