@@ -277,6 +277,27 @@ TEST(PptReader, RefusesGroupsThatAreTooDeep) {
   EXPECT_EQ(read_document(presentation.bytes(), Format::powerpoint_97).code, corrupt);
 }
 
+TEST(PptReader, ReadsAnEncryptedPresentationWithItsPassword) {
+  const auto encryption = test::Rc4Encryption::of_crypto_api("secret");
+  PresentationWriter presentation;
+  SlideRecords records = slide(shape(byte_text_atoms("one")));
+  records.texts = byte_text_atoms("two");
+  presentation.add(records).encrypt(&encryption);
+  EXPECT_EQ(read_document(presentation.bytes(), Format::powerpoint_97).code, locked);
+  Options options;
+  options.password = "wrong";
+  EXPECT_EQ(read_document(presentation.bytes(), Format::powerpoint_97, options).code, locked);
+  options.password = "secret";
+  EXPECT_EQ(text_of(presentation, options), "one\ntwo\n");
+}
+
+TEST(PptReader, OpensAPresentationThatIsProtectedAgainstChangesOnly) {
+  const auto encryption = test::Rc4Encryption::of_crypto_api("/01Hannes Ruescher/01");
+  PresentationWriter presentation;
+  presentation.add(slide(shape(byte_text_atoms("one")))).encrypt(&encryption);
+  EXPECT_EQ(text_of(presentation), "one\n");
+}
+
 TEST(PptReader, RefusesAnEncryptionItDoesNotKnow) {
   PresentationWriter presentation;
   presentation.add(slide(shape(byte_text_atoms("one"))));

@@ -85,6 +85,11 @@ std::uint32_t PresentationWriter::add_object(std::string_view record) {
   return static_cast<std::uint32_t>(first_slide + slides_.size() * 2 + more_objects_.size() - 1);
 }
 
+PresentationWriter& PresentationWriter::encrypt(const Rc4Encryption* encryption) {
+  encryption_ = encryption;
+  return *this;
+}
+
 std::vector<std::string> PresentationWriter::objects() const {
   std::vector<std::string> objects(2);
   std::string slide_list;
@@ -113,20 +118,26 @@ std::vector<std::string> PresentationWriter::objects() const {
 std::string PresentationWriter::stream() const {
   std::string stream;
   std::string offsets;
-  const std::vector<std::string> all = objects();
+  std::vector<std::string> all = objects();
+  if (encryption_ != nullptr) {
+    for (std::uint32_t i = 0; i < all.size(); ++i) all[i] = encryption_->encrypt(i + 1, all[i]);
+    all.push_back(container(0x2F14, encryption_->header()));
+  }
   for (const std::string& object : all) {
     offsets += u32(static_cast<std::uint32_t>(stream.size()));
     stream += object;
   }
   const auto directory = static_cast<std::uint32_t>(stream.size());
   stream += atom(0x1772, u32(1 | static_cast<std::uint32_t>(all.size()) << 20) + offsets);
-  return stream + atom(0x0FF5, u32(0) + u32(0x03000000) + u32(0) + u32(directory) + u32(1) +
-                                   u32(100) + u32(0));
+  std::string edit =
+      u32(0) + u32(0x03000000) + u32(0) + u32(directory) + u32(1) + u32(100) + u32(0);
+  if (encryption_ != nullptr) edit += u32(static_cast<std::uint32_t>(all.size()));
+  return stream + atom(0x0FF5, edit);
 }
 
 std::string PresentationWriter::current_user() const {
   constexpr std::uint32_t plain = 0xE391C05F;
-  constexpr std::size_t edit_size = 36;
+  const std::size_t edit_size = encryption_ != nullptr ? 40 : 36;
   return atom(0x0FF6, u32(0x14) + u32(plain) +
                           u32(static_cast<std::uint32_t>(stream().size() - edit_size)) + u32(0));
 }

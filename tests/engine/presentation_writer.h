@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/engine/office_encryption.h"
+
 namespace trfilter::test {
 
 /// A record of a binary presentation or of Office Art ([MS-PPT] 2.3.1): an atom, or a container.
@@ -47,6 +49,9 @@ class PresentationWriter {
   /// Adds an object by itself. @return its identifier
   std::uint32_t add_object(std::string_view record);
 
+  /// Encrypts the objects, from here on ([MS-PPT] 2.3.7); null: they are not.
+  PresentationWriter& encrypt(const Rc4Encryption* encryption);
+
   std::string stream() const;
   std::string current_user() const;
   /// The compound file.
@@ -59,6 +64,7 @@ class PresentationWriter {
   std::string document_;
   std::string master_;
   std::vector<std::string> more_objects_;
+  const Rc4Encryption* encryption_ = nullptr;
 };
 
 }  // namespace trfilter::test
