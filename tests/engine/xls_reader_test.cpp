@@ -5,6 +5,7 @@
 
 #include "engine/core/engine_error.h"
 #include "tests/engine/office_encryption.h"
+#include "tests/engine/presentation_writer.h"
 #include "tests/engine/read_document.h"
 #include "tests/engine/workbook_writer.h"
 
@@ -255,6 +256,19 @@ TEST(XlsReader, WritesShapesThenCommentsBehindTheRows) {
                               text_object(6, "first line\nsecond");
   EXPECT_EQ(sheet_text(records), "cell\nfirst line\nsecond\nAnn:\nremark\n");
   EXPECT_EQ(sheet_text(records, "", with(&Options::skip_comments)), "cell\nfirst line\nsecond\n");
+}
+
+TEST(XlsReader, WritesWordArtAndAlternativeTexts) {
+  const std::string art = test::utf16(u"Curved") + u16(0);
+  const std::string description = test::utf16(u"A moth") + u16(0);
+  const std::string properties = u16(0x80C0) + u32(static_cast<std::uint32_t>(art.size())) +
+                                 u16(0x8381) + u32(static_cast<std::uint32_t>(description.size())) +
+                                 art + description;
+  // The container goes on in a later record.
+  const std::string drawing = test::container(0xF004, std::string(500, 'x')).substr(0, 8) +
+                              test::atom(0xF00B, properties, 2);
+  const std::string records = RecordWriter().add(0x00EC, drawing).bytes();
+  EXPECT_EQ(sheet_text(label(0, 0, "cell") + records), "cell\nCurved\nA moth\n");
 }
 
 TEST(XlsReader, WritesPageHeadersAndFootersWithTheirOption) {
