@@ -17,6 +17,7 @@
 #include <utility>
 
 #include "engine/compound/compound_file.h"
+#include "engine/compound/stream_source.h"
 #include "engine/core/nested_reader.h"
 #include "engine/core/reader.h"
 #include "engine/detect/detect.h"
@@ -26,20 +27,6 @@ namespace trfilter {
 namespace {
 
 constexpr std::uint64_t most_info_bytes = std::uint64_t{1} << 20;
-
-/// A stream of a compound file as the source of a document.
-class StreamSource final : public ByteSource {
- public:
-  explicit StreamSource(std::unique_ptr<CompoundStream> stream) : stream_(std::move(stream)) {}
-
-  std::uint64_t size() const override { return stream_->size(); }
-  std::size_t read_at(std::uint64_t offset, std::span<char> out) override {
-    return stream_->read_at(offset, out);
-  }
-
- private:
-  std::unique_ptr<CompoundStream> stream_;
-};
 
 class EncryptedOfficeReader final : public Reader {
  public:

@@ -29,6 +29,9 @@ FAMILIES = {
     "txt": (("txt", "md", "csv", "tsv", "vtt", "srt", "asciidoc", "rst", "org", "json"), 0.90),
     "xml-like": (("xml", "nxml", "rss", "atom", "xlf", "ttml", "dita", "svg"), 0.90),
     "rtf": (("rtf",), 0.90),
+    "doc": (("doc", "dot"), 0.92),
+    "xls": (("xls", "xlt"), 0.92),
+    "ppt": (("ppt", "pps", "pot"), 0.92),
 }
 
 SECONDS_A_DOCUMENT = 60
