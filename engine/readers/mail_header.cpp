@@ -215,7 +215,8 @@ bool Header::parse(std::size_t& used, bool at_end, char line_end) {
     } else {
       // The line that a mailbox puts before a message, or one that was broken on its way and that
       // has more of the header behind it.
-      const bool mailbox_line = line.starts_with("From ") || line.starts_with(">From ");
+      const bool mailbox_line =
+          at == 0 && (line.starts_with("From ") || line.starts_with(">From "));
       if (after == text.size() && !at_end) break;
       const bool damaged = !line.starts_with("--") && !fields_.empty() &&
                            name_length(line_of(text.substr(after), line_end)) != 0;

@@ -37,10 +37,18 @@ class AddressParser {
       rest_.remove_prefix(1);
       switch (c) {
         case '"':
-          quoted();
+          if (quotes_close_) {
+            quoted();
+          } else {
+            phrase_.push_back(c);
+          }
           break;
         case '(':
-          comment();
+          if (comments_close_) {
+            comment();
+          } else {
+            phrase_.push_back(c);
+          }
           break;
         case '<':
           angle_address();
@@ -74,7 +82,8 @@ class AddressParser {
       value.push_back(rest_[i]);
     }
     if (i == rest_.size()) {
-      // Never closed: the quotation mark stands for itself.
+      // Never closed: the quotation mark stands for itself, as do those behind it.
+      quotes_close_ = false;
       phrase_.push_back('"');
       return;
     }
@@ -95,6 +104,7 @@ class AddressParser {
       value.push_back(c);
     }
     if (i == rest_.size()) {
+      comments_close_ = false;
       phrase_.push_back('(');
       return;
     }
@@ -172,6 +182,8 @@ class AddressParser {
   std::size_t members_before_ = 0;
   bool has_address_ = false;
   bool quoted_ = false;
+  bool quotes_close_ = true;
+  bool comments_close_ = true;
 };
 
 /// The field in one line of UTF-8, its encoded words untouched.
