@@ -144,7 +144,8 @@ bool ItemText::step(TextSink& sink) {
     }
     std::vector<MailBody> bodies = mail_bodies(*message_, context_.limits);
     if (const MailBody* shown = shown_body(bodies)) {
-      body_ = std::make_unique<MailBodyText>(context_, *shown);
+      MailBody& body = bodies[static_cast<std::size_t>(shown - bodies.data())];
+      body_ = std::make_unique<MailBodyText>(context_, std::move(body));
     }
     return body_ != nullptr;
   }
