@@ -8,10 +8,15 @@ namespace trfilter {
 
 NestedReader::NestedReader(const ReaderContext& outer, std::string bytes, Format format,
                            Options options)
+    : NestedReader(outer, Document::from_memory(std::move(bytes)), Detection{.format = format},
+                   std::move(options)) {}
+
+NestedReader::NestedReader(const ReaderContext& outer, Document document,
+                           const Detection& detection, Options options)
     : limits_(outer.limits),
-      document_(Document::from_memory(std::move(bytes))),
-      options_(std::move(options)) {
-  detection_.format = format;
+      document_(std::move(document)),
+      options_(std::move(options)),
+      detection_(detection) {
   limits_.enter_reader();
   try {
     reader_ =

@@ -22,7 +22,7 @@ bool add_wrapped_file(EmbeddedFiles& files, const ReaderContext& context,
     std::string compound = bytes();
     if (!compound.starts_with(compound_signature)) return false;
     NestedReader reader(context, std::move(compound), Format::compound_document, context.options);
-    const auto wrapped = reader.subfiles();
+    const auto wrapped = reader.reader().subfiles();
     if (!wrapped || wrapped->count() != 1) return false;
     const Subfile inner = wrapped->describe(0);
     EmbeddedFiles::File file = object;
@@ -36,7 +36,7 @@ bool add_wrapped_file(EmbeddedFiles& files, const ReaderContext& context,
     if (!file.path.empty()) file.path += '/' + inner.name;
     files.add(std::move(file), [context, bytes = std::move(bytes)](ByteOutput& output) {
       NestedReader again(context, bytes(), Format::compound_document, context.options);
-      const auto members = again.subfiles();
+      const auto members = again.reader().subfiles();
       if (!members || members->count() != 1) {
         throw EngineError(Code::corrupt, "an embedded object has lost its file");
       }

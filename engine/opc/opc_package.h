@@ -113,4 +113,9 @@ class OpcPartParser {
 /// with part names for paths): without leading '/', query and fragment, "." and ".." taken out.
 std::string resolve_part_name(std::string_view base, std::string_view reference);
 
+/// The same, with the reference's escaped characters resolved where only that names a member.
+/// Packages keep names as they are, references may escape characters.
+std::string find_part_name(const ZipPackage& zip, std::string_view base,
+                           std::string_view reference);
+
 }  // namespace trfilter

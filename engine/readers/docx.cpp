@@ -27,7 +27,6 @@
 namespace trfilter {
 namespace {
 
-using docx::Numbering;
 using docx::SectionListener;
 using docx::Story;
 using docx::StoryContext;
@@ -106,7 +105,7 @@ class DocxReader final : public Reader, private SectionListener {
   void start(TextSink& sink) {
     relationships_ = package_.relationships(main_part_);
     styles_.read(package_, part_of_kind("styles"));
-    numbering_.read(package_, part_of_kind("numbering"), styles_);
+    docx::read_numbering(package_, part_of_kind("numbering"), styles_, numbering_);
     story_context_.emplace(StoryContext{package_, styles_, numbering_, sink});
     if (sink.options().header_and_footer || sink.options().header_and_footer_tags) {
       SectionScan scan;
@@ -178,7 +177,7 @@ class DocxReader final : public Reader, private SectionListener {
   std::string main_part_;
   OpcRelationships relationships_;
   Styles styles_;
-  Numbering numbering_;
+  word::ListNumbering numbering_;
   std::optional<StoryContext> story_context_;
 
   std::vector<std::string> parts_;

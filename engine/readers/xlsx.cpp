@@ -130,8 +130,10 @@ void XlsxReader::read_workbook() {
   package_.parse(workbook_part_, workbook_);
   relationships_ = package_.relationships(workbook_part_);
   if (workbook_.sheets.empty()) throw EngineError(Code::corrupt, "the workbook has no sheet");
-  if (const auto* styles = relationships_.of_kind("styles"))
-    package_.parse(styles->target, formats_);
+  if (const auto* styles = relationships_.of_kind("styles")) {
+    StylesHandler handler(formats_);
+    package_.parse(styles->target, handler);
+  }
 }
 
 void XlsxReader::begin_strings() {

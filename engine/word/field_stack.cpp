@@ -1,10 +1,10 @@
-#include "engine/readers/docx_field.h"
+#include "engine/word/field_stack.h"
 
 #include <algorithm>
 #include <array>
 #include <utility>
 
-namespace trfilter::docx {
+namespace trfilter::word {
 namespace {
 
 bool is_blank(char c) {
@@ -103,4 +103,4 @@ void FieldStack::close(std::size_t size) {
   while (fields_.size() > size) end();
 }
 
-}  // namespace trfilter::docx
+}  // namespace trfilter::word

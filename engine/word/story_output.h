@@ -8,7 +8,7 @@
 
 #include "engine/core/text_sink.h"
 
-namespace trfilter::docx {
+namespace trfilter::word {
 
 /// What a story writes through: the sink, with the two things that WordprocessingML needs beyond
 /// it. Text that is anchored within a paragraph (boxes, pictures' descriptions, charts) is put off
@@ -107,4 +107,4 @@ class StoryOutput {
   std::vector<Due> outside_;  ///< of what is put off: what the text around waits for
 };
 
-}  // namespace trfilter::docx
+}  // namespace trfilter::word

@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "engine/core/limits.h"
-#include "engine/readers/docx_output.h"
+#include "engine/word/story_output.h"
 
-namespace trfilter::docx {
+namespace trfilter::word {
 
 /// The fields that are open (ECMA-376 part 1, 17.16). Of each the instruction is not shown and the
 /// result is; date, time and file name fields are marked as such.
@@ -47,4 +47,4 @@ class FieldStack {
 /// A text without the blanks around it.
 std::string_view trimmed(std::string_view text);
 
-}  // namespace trfilter::docx
+}  // namespace trfilter::word

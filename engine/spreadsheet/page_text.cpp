@@ -1,4 +1,4 @@
-#include "engine/readers/xlsx_page_text.h"
+#include "engine/spreadsheet/page_text.h"
 
 #include <algorithm>
 

@@ -3,9 +3,9 @@
 #include <optional>
 #include <vector>
 
-#include "engine/readers/docx_output.h"
+#include "engine/word/story_output.h"
 
-namespace trfilter::docx {
+namespace trfilter::word {
 
 /// The tables that are open (ECMA-376 part 1, 17.4). The outermost is rows and cells; a table
 /// within a cell or a text box is lines, with tabs between its cells.
@@ -49,4 +49,4 @@ class TableStack {
   std::vector<Table> tables_;
 };
 
-}  // namespace trfilter::docx
+}  // namespace trfilter::word

@@ -1,4 +1,4 @@
-#include "engine/readers/docx_output.h"
+#include "engine/word/story_output.h"
 
 #include <algorithm>
 #include <array>
@@ -6,7 +6,7 @@
 
 #include "engine/core/engine_error.h"
 
-namespace trfilter::docx {
+namespace trfilter::word {
 namespace {
 
 // XML 1.0 has no such character, so text has none.
@@ -229,4 +229,4 @@ void StoryOutput::replay(Call call, unsigned argument) {
   }
 }
 
-}  // namespace trfilter::docx
+}  // namespace trfilter::word

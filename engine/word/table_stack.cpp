@@ -1,8 +1,8 @@
-#include "engine/readers/docx_table.h"
+#include "engine/word/table_stack.h"
 
 #include <utility>
 
-namespace trfilter::docx {
+namespace trfilter::word {
 
 void TableStack::begin(bool nested) {
   output_.paragraph();
@@ -81,4 +81,4 @@ void TableStack::put_cells(const Table& table, unsigned count) {
   }
 }
 
-}  // namespace trfilter::docx
+}  // namespace trfilter::word
