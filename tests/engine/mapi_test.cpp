@@ -149,7 +149,7 @@ TEST(SpooledBytes, GivesManyBytesAsOftenAsTheyAreAsked) {
     void write(std::string_view bytes) override { all += bytes; }
     std::string all;
   };
-  const Limits limits;
+  Limits limits;
   SpooledBytes spooled(limits, {});
   std::string expected;
   for (int i = 0; i < 40; ++i) {
@@ -162,6 +162,17 @@ TEST(SpooledBytes, GivesManyBytesAsOftenAsTheyAreAsked) {
     spooled.copy_to(collect);
     EXPECT_EQ(collect.all, expected);
   }
+}
+
+TEST(SpooledBytes, AreBoundedByWhatTheDocumentIsWorth) {
+  Limits::Bounds bounds;
+  bounds.expansion_floor = 3 << 20;
+  Limits limits(bounds);
+  limits.set_document_size(1000);
+  SpooledBytes spooled(limits, {});
+  const std::string block(1 << 20, 'x');
+  for (int i = 0; i < 4; ++i) spooled.write(block);
+  EXPECT_THROW(spooled.write(block), EngineError);
 }
 
 }  // namespace

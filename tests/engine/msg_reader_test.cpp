@@ -123,6 +123,31 @@ TEST(MsgReader, TakesRecipientsFromTheirListOfNamesWhenTheyAreMissing) {
   EXPECT_EQ(read(item).text, "To: Alan, grace@example.org\nSubject: S\n");
 }
 
+TEST(MsgReader, LeavesOutTheMarkOfASubjectsPrefix) {
+  MapiItem item;
+  item.properties.text(id::subject,
+                       "\x01\x05"
+                       "FW: Tea");
+  EXPECT_EQ(read(item).text, "Subject: FW: Tea\n");
+}
+
+TEST(MsgReader, TakesTheTopicWhereThereIsNoSubject) {
+  MapiItem item;
+  item.properties.text(id::conversation_topic, "Tea");
+  EXPECT_EQ(read(item).text, "Subject: Tea\n");
+}
+
+TEST(MsgReader, DecodesAnAttachedMessageAsTheOuterOneUnlessItSaysHow) {
+  MapiItem item;
+  item.properties.integer(id::message_codepage, 1251).text(id::subject, "outer");
+  MapiItem::Attached attached;
+  attached.properties.integer(id::attach_method, 5).text(id::display_name, "inner");
+  attached.message.emplace_back().properties.text8(id::body, "\xCF\xF0\xE8");
+  item.attachments.push_back(std::move(attached));
+  const Extracted extracted = extract_member(msg_document(item), Format::outlook_message, 0);
+  EXPECT_NE(extracted.bytes.find("=D0=9F=D1=80=D0=B8"), std::string::npos);
+}
+
 TEST(MsgReader, ShowsWhatAContactIs) {
   MapiItem item;
   item.properties.text(id::message_class, "IPM.Contact")
