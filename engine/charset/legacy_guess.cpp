@@ -12,6 +12,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "engine/charset/converter.h"
 #include "engine/charset/language_letters.h"
 
 // Each encoding decodes the sample, and the likelihood of what comes out is summed up over the
@@ -40,24 +41,12 @@ constexpr double control = -15;
 constexpr double no_character = -18;
 constexpr double same_for_all_letters = -0.1;
 
-struct ConverterCloser {
-  void operator()(UConverter* converter) const { ucnv_close(converter); }
-};
-using UniqueConverter = std::unique_ptr<UConverter, ConverterCloser>;
-
 struct DetectorCloser {
   void operator()(uchardet* detector) const { uchardet_delete(detector); }
 };
 
-UniqueConverter open_converter(const Encoding& encoding) {
-  UErrorCode status = U_ZERO_ERROR;
-  UniqueConverter converter(ucnv_open(encoding.converter, &status));
-  return U_FAILURE(status) ? nullptr : std::move(converter);
-}
-
 std::u16string decode(const Encoding& encoding, std::string_view sample) {
-  const UniqueConverter converter = open_converter(encoding);
-  if (!converter) return {};
+  const UniqueConverter converter = open_converter(encoding.converter);
   std::u16string text(sample.size(), u'\0');
   UErrorCode status = U_ZERO_ERROR;
   const std::int32_t length =
@@ -191,8 +180,7 @@ constexpr double halfwidth_katakana = -7;
 constexpr double sign_or_other_script = -9.5;
 
 double likelihood(std::string_view sample, const MultiByteModel& model) {
-  const UniqueConverter converter = open_converter(*encoding_of_label(model.label));
-  if (!converter) return -1e300;
+  const UniqueConverter converter = open_converter(encoding_of_label(model.label)->converter);
   std::unordered_map<char32_t, double> frequencies;
   for (std::size_t rank = 0; rank < model.frequent->size(); ++rank) {
     frequencies.emplace((*model.frequent)[rank],

@@ -11,6 +11,11 @@ NestedReader::NestedReader(const ReaderContext& outer, std::string bytes, Format
     : limits_(outer.limits),
       document_(Document::from_memory(std::move(bytes))),
       options_(std::move(options)) {
+  // Its text stands within text that is UTF-8.
+  options_.no_encoding_conversion = false;
+  if (options_.source_encoding != outer.options.source_encoding) {
+    options_.source_encoding_overrides = true;
+  }
   detection_.format = format;
   limits_.enter_reader();
   try {

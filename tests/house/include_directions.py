@@ -14,7 +14,8 @@ ALLOWED = [
     ("engine/abi/", ["engine/abi/", "engine/core/", "engine/detect/", "api/engine_abi.h"]),
     ("engine/core/", ["engine/core/", "engine/readers/readers.def"]),
     ("engine/detect/", ["engine/detect/", "engine/core/"]),
-    ("engine/charset/", ["engine/charset/", "engine/core/"]),
+    # The numbers of character sets are the binary interface's.
+    ("engine/charset/", ["engine/charset/", "engine/core/", "api/engine_abi.h"]),
     ("engine/html/", ["engine/html/", "engine/charset/", "engine/core/"]),
     ("engine/xml/", ["engine/xml/", "engine/html/", "engine/charset/", "engine/core/"]),
     ("engine/zip/", ["engine/zip/", "engine/core/"]),
