@@ -124,7 +124,7 @@ int detect_format(void* context, tag_InputStream* stream, DetectionResultRecord*
                       session.options_for(0).temporary_directory);
     const Detection detection = detect(document, &session.modules());
     record.category = static_cast<std::uint32_t>(detection.category);
-    record.format = static_cast<std::uint32_t>(detection.format);
+    record.format = host_number(detection.format);
     record.version = detection.version;
     record.attributes = detection.attributes;
   });

@@ -54,7 +54,7 @@ constexpr std::array table{
     set(single_byte, "windows-1252", "windows-1252",
         " windows-1252 cp1252 x-cp1252 iso-8859-1 iso8859-1 iso_8859-1 iso_8859-1:1987 iso88591 "
         "latin1 latin-1 l1 csisolatin1 ibm819 cp819 iso-ir-100 ascii us-ascii ansi_x3.4-1968 us "
-        "iso646-us ansi cp28591 cp367 "),
+        "iso646-us ansi cp28591 cp367 cp20127 "),
     set(single_byte, "windows-1250", "windows-1250", " windows-1250 cp1250 x-cp1250 "),
     set(single_byte, "windows-1251", "windows-1251", " windows-1251 cp1251 x-cp1251 win-1251 "),
     set(single_byte, "windows-1253", "windows-1253", " windows-1253 cp1253 x-cp1253 "),
@@ -87,7 +87,7 @@ constexpr std::array table{
         "sun_eu_greek csisolatingreek iso-ir-126 cp28597 "),
     set(single_byte, "ISO-8859-8", "ISO-8859-8",
         " iso-8859-8 iso-8859-8-e iso-8859-8-i iso8859-8 iso_8859-8 iso_8859-8:1988 iso88598 "
-        "hebrew logical visual csisolatinhebrew iso-ir-138 cp28598 "),
+        "hebrew logical visual csisolatinhebrew iso-ir-138 cp28598 cp38598 "),
     set(single_byte, "ISO-8859-10", "iso-8859_10-1998",
         " iso-8859-10 iso8859-10 iso885910 latin6 l6 csisolatin6 iso-ir-157 "),
     set(single_byte, "ISO-8859-13", "ISO-8859-13",
@@ -134,20 +134,23 @@ constexpr std::array table{
     set(multi_byte, "EUC-JP", "euc-jp-2007",
         " euc-jp eucjp x-euc-jp cseucpkdfmtjapanese euc_jp cp20932 cp51932 "),
     set(stateful, "ISO-2022-JP", "ISO-2022-JP-2",
-        " iso-2022-jp iso-2022-jp-1 iso-2022-jp-2 csiso2022jp csiso2022jp2 ", "ISO-2022-JP"),
+        " iso-2022-jp iso-2022-jp-1 iso-2022-jp-2 csiso2022jp csiso2022jp2 cp50220 cp50221 "
+        "cp50222 ",
+        "ISO-2022-JP"),
     set(multi_byte, "GB18030", "gb18030",
         " gb18030 gbk gb2312 gb_2312 gb_2312-80 x-gbk chinese csgb2312 csiso58gb231280 euc-cn "
-        "euccn iso-ir-58 cp936 windows-936 ms936 cp10008 cp51936 cp54936 "),
-    set(stateful, "HZ-GB-2312", "HZ", " hz-gb-2312 hz "),
-    set(stateful, "ISO-2022-CN", "ISO-2022-CN-EXT", " iso-2022-cn iso-2022-cn-ext ", "ISO-2022-CN"),
+        "euccn iso-ir-58 cp936 windows-936 ms936 cp10008 cp51936 cp54936 cp20936 "),
+    set(stateful, "HZ-GB-2312", "HZ", " hz-gb-2312 hz cp52936 "),
+    set(stateful, "ISO-2022-CN", "ISO-2022-CN-EXT", " iso-2022-cn iso-2022-cn-ext cp50227 ",
+        "ISO-2022-CN"),
     set(multi_byte, "Big5", "windows-950-2000",
         " big5 big-5 cn-big5 csbig5 x-x-big5 cp950 windows-950 ms950 cp10002 "),
     set(multi_byte, "Big5-HKSCS", "ibm-1375", " big5-hkscs big5hkscs big5-hk "),
-    set(multi_byte, "EUC-TW", "EUC-TW", " euc-tw euctw "),
+    set(multi_byte, "EUC-TW", "EUC-TW", " euc-tw euctw cp51950 "),
     set(multi_byte, "EUC-KR", "windows-949-2000",
         " euc-kr euckr cseuckr korean ks_c_5601-1987 ks_c_5601-1989 ksc5601 ksc_5601 csksc56011987 "
-        "iso-ir-149 windows-949 cp949 uhc ms949 cp10003 cp51949 "),
-    set(stateful, "ISO-2022-KR", "ISO-2022-KR", " iso-2022-kr csiso2022kr "),
+        "iso-ir-149 windows-949 cp949 uhc ms949 cp10003 cp51949 cp20949 "),
+    set(stateful, "ISO-2022-KR", "ISO-2022-KR", " iso-2022-kr csiso2022kr cp50225 "),
     set(ebcdic, "IBM037", "ibm-37",
         " ibm037 cp037 ebcdic-cp-us ebcdic-cp-ca ebcdic-cp-nl csibm037 037 cp37 ibm-037 "),
     set(ebcdic, "IBM500", "ibm-500", " ibm500 cp500 ebcdic-cp-be ebcdic-cp-ch csibm500 500 "),

@@ -14,6 +14,7 @@
 #include "engine/compound/compound_file.h"
 #include "engine/core/engine_error.h"
 #include "engine/core/fields.h"
+#include "engine/core/property_names.h"
 #include "engine/core/utf8.h"
 
 namespace trfilter {
@@ -53,44 +54,47 @@ enum class Meaning : std::uint8_t { plain, minutes, version };
 
 struct Row {
   std::uint32_t id;
-  const char* name;
+  std::string_view name;
   Meaning meaning = Meaning::plain;
 };
 
 constexpr auto summary_rows = std::to_array<Row>({
-    {2, "Title"},
-    {3, "Subject"},
-    {4, "Author"},
-    {5, "Keywords"},
-    {6, "Comments"},
-    {7, "Template"},
-    {8, "LastAuthor"},
-    {9, "Revision"},
-    {10, "EditTime", Meaning::minutes},
-    {11, "LastPrinted"},
-    {12, "Created"},
-    {13, "LastSaved"},
-    {14, "PageCount"},
-    {15, "WordCount"},
-    {16, "CharacterCount"},
-    {18, "Application"},
-    {19, "Security"},
+    {2, property::title},
+    {3, property::subject},
+    {4, property::author},
+    {5, property::keywords},
+    {6, property::comments},
+    {7, property::document_template},
+    {8, property::last_author},
+    {9, property::revision},
+    {10, property::edit_time, Meaning::minutes},
+    {11, property::last_printed},
+    {12, property::created},
+    {13, property::last_saved},
+    {14, property::page_count},
+    {15, property::word_count},
+    {16, property::character_count},
+    {18, property::application},
+    {19, property::security},
 });
 
 constexpr auto document_rows = std::to_array<Row>({
-    {2, "Category"},
-    {5, "LineCount"},
-    {6, "ParagraphCount"},
-    {7, "SlideCount"},
-    {8, "NoteCount"},
-    {9, "HiddenSlideCount"},
-    {14, "Manager"},
-    {15, "Company"},
-    {17, "CharacterCountWithSpaces"},
-    {23, "ApplicationVersion", Meaning::version},
-    {27, "ContentStatus"},
-    {28, "Language"},
-    {29, "Version"},
+    {2, property::category},
+    {3, property::presentation_format},
+    {4, property::byte_count},
+    {5, property::line_count},
+    {6, property::paragraph_count},
+    {7, property::slide_count},
+    {8, property::note_count},
+    {9, property::hidden_slide_count},
+    {10, property::multimedia_clip_count},
+    {14, property::manager},
+    {15, property::company},
+    {17, property::character_count_with_spaces},
+    {23, property::application_version, Meaning::version},
+    {27, property::content_status},
+    {28, property::language},
+    {29, property::version},
 });
 
 using ClassId = std::array<unsigned char, 16>;

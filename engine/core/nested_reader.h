@@ -18,12 +18,19 @@ class NestedReader {
   /// @throws EngineError what `ReaderModules::open` throws; code 31 when readers are nested too
   /// deep
   NestedReader(const ReaderContext& outer, std::string bytes, Format format, Options options);
+
+  /// The same for a document that is read where it lies, of a detected format.
+  NestedReader(const ReaderContext& outer, Document document, const Detection& detection,
+               Options options);
   NestedReader(const NestedReader&) = delete;
   NestedReader& operator=(const NestedReader&) = delete;
   ~NestedReader();
 
   /// As `Reader::step`.
   bool step(TextSink& sink) { return reader_->step(sink); }
+
+  /// The nested document's own reader, for its properties and members.
+  Reader& reader() { return *reader_; }
 
  private:
   Limits& limits_;

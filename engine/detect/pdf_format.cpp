@@ -3,8 +3,8 @@
 #include <charconv>
 #include <string>
 
-#include "engine/detect/families.h"
 #include "engine/core/fields.h"
+#include "engine/detect/families.h"
 
 namespace trfilter::detection {
 namespace {

@@ -13,7 +13,6 @@
 namespace trfilter {
 namespace {
 
-
 constexpr std::size_t binary_header = 128;
 
 /// CRC of XMODEM over the first 124 bytes, as MacBinary II has it.

@@ -29,7 +29,9 @@ struct MailHeaders {
   std::vector<MailAddress> to;
   std::vector<MailAddress> cc;
   std::vector<MailAddress> bcc;
+  std::string newsgroups;  ///< of a news article, as stated
   std::string subject;
+  std::string date;         ///< when it was sent, as stated; empty: `sent` is shown
   FileTime sent;            ///< 0: not stated
   FileTime received;        ///< 0: not stated
   std::string message_id;   ///< without angle brackets
@@ -46,7 +48,9 @@ struct MailBody {
 
   Kind kind = Kind::plain;
   std::string bytes;
-  std::string charset;  ///< the declared character set of `bytes`; empty: not stated or UTF-8
+  std::string charset;        ///< the declared character set of `bytes`; empty: not stated or UTF-8
+  bool flowed = false;        ///< plain text of RFC 3676: lines that end with a blank go on
+  bool delete_space = false;  ///< of flowed text: that blank is no part of it
 };
 
 }  // namespace trfilter
