@@ -12,6 +12,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "engine/charset/byte_characters.h"
 #include "engine/charset/converter.h"
 #include "engine/charset/language_letters.h"
 
@@ -46,6 +47,12 @@ struct DetectorCloser {
 };
 
 std::u16string decode(const Encoding& encoding, std::string_view sample) {
+  if (!encoding.upper_half.empty()) {
+    const std::array<char16_t, 256> characters = byte_characters(encoding);
+    std::u16string text;
+    for (const char c : sample) text.push_back(characters[static_cast<unsigned char>(c)]);
+    return text;
+  }
   const UniqueConverter converter = open_converter(encoding.converter);
   std::u16string text(sample.size(), u'\0');
   UErrorCode status = U_ZERO_ERROR;
@@ -169,6 +176,7 @@ constexpr std::array multi_byte_models = std::to_array<MultiByteModel>({
     {"euc-kr", &frequent_korean, 0xB0, 0xC8, true, u"·“”‘’"},
     {"big5", &frequent_traditional_chinese, 0xA4, 0xC6, false, u"，。、：；「」（）！？『』"},
     {"euc-jp", &frequent_japanese, 0xB0, 0xCF, true, u"、。「」（）・！？ー："},
+    {"euc-tw", &frequent_traditional_chinese, 0xC4, 0xE6, true, u"，。、：；「」（）！？『』"},
 });
 
 // Shares of running text, as logarithms.
@@ -240,6 +248,43 @@ struct Best {
     if (other_likelihood > likelihood) *this = {other, other_likelihood};
   }
 };
+
+/// Signs below 0x80 that stand where text has none: EBCDIC sets differ in them, and what is a sign
+/// in one is a letter in another.
+double misplaced_signs(std::u16string_view text) {
+  constexpr std::u16string_view signs = u"{}[]|~\\^`#@$!";
+  const auto is_letter = [](char16_t c) { return u_isalpha(c) != 0; };
+  double sum = 0;
+  int open = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (signs.find(text[i]) == std::u16string_view::npos) continue;
+    const bool letter_before = i > 0 && is_letter(text[i - 1]);
+    const bool letter_after = i + 1 < text.size() && is_letter(text[i + 1]);
+    if (text[i] == u'[') ++open;
+    const bool unopened = text[i] == u']' && open-- <= 0;
+    if (letter_before && letter_after) {
+      sum += sign_within_word;
+    } else if (unopened || text[i] == u'|') {
+      sum += typographic_sign;
+    }
+    if (open < 0) open = 0;
+  }
+  return sum;
+}
+
+const Encoding& best_ebcdic_encoding(std::string_view sample) {
+  Best best{encoding_of_label("ibm500"), -1e300};
+  for (const char* label : {"ibm500", "ibm037", "ibm1047", "ibm273"}) {
+    const Encoding* const encoding = encoding_of_label(label);
+    const std::u16string text = decode(*encoding, sample);
+    const double signs = misplaced_signs(text);
+    const std::vector<Seen> seen = look_at(text);
+    for (const LanguageLetters& language : single_byte_candidates().front().languages) {
+      best.consider(encoding, likelihood(seen, language) + signs);
+    }
+  }
+  return *best.encoding;
+}
 
 }  // namespace
 
@@ -341,7 +386,7 @@ const Encoding* guess_ebcdic_encoding(std::string_view head) {
   const std::size_t size = head.size();
   if (size < 16 || blanks * 20 < size || ascii_blanks * 50 > size) return nullptr;
   if ((letters + blanks) * 10 < size * 8) return nullptr;
-  return encoding_of_label("ibm500");
+  return &best_ebcdic_encoding(head.substr(0, single_byte_sample));
 }
 
 }  // namespace trfilter

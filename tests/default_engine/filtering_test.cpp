@@ -143,7 +143,7 @@ TEST(DefaultEngine, WritesTheTargetEncodingAcrossChunks) {
   // A document that turns out to be damaged ends in the first state, too.
   std::string before_error;
   const Session session = start(Configuration().target_encoding(Encoding::iso_2022_jp));
-  EXPECT_THROW(filter_into(session, "{\\rtf1\\ansi \\u26085? ", before_error), tarnis_error);
+  EXPECT_THROW(filter_into(session, "{\\rtf1\\ansi \\u26085?", before_error), tarnis_error);
   EXPECT_EQ(before_error, "\x1B$BF|\x1B(B\n");
 }
 
@@ -161,8 +161,9 @@ TEST(DefaultEngine, WithoutConversionPlainTextStaysAsItStands) {
 TEST(DefaultEngine, TheSourceEncodingIsForTextThatDeclaresNone) {
   const Configuration russian = Configuration().source_encoding(Encoding::koi8_r);
   const std::string word = "\xD7\xC5\xD2\xC1";
-  EXPECT_EQ(text_of(word, russian), "вера\n");
-  EXPECT_EQ(text_of("a," + word + "\nb," + word + "\n", russian), "a\tвера\nb\tвера\n");
+  EXPECT_EQ(text_of("faith: " + word, russian), "faith: вера\n");
+  EXPECT_EQ(text_of("name,word\na," + word + "\nb," + word + "\n", russian),
+            "name\tword\na\tвера\nb\tвера\n");
   EXPECT_EQ(text_of("<html><body><p>" + word + "</p></body></html>", russian), "вера\n");
   EXPECT_EQ(text_of("<html><head><meta charset=windows-1252></head><body><p>" + word +
                         "</p></body></html>",
@@ -172,6 +173,7 @@ TEST(DefaultEngine, TheSourceEncodingIsForTextThatDeclaresNone) {
   EXPECT_EQ(text_of("<?xml version='1.0' encoding='windows-1252'?><a>" + word + "</a>", russian),
             "×ÅÒÁ\n");
   EXPECT_EQ(text_of("{\\rtf1\\ansi\\ansicpg1252 " + word + "}", russian), "×ÅÒÁ\n");
+  EXPECT_EQ(text_of("{\\rtf1\\ansi " + word + "}", russian), "вера\n");
   EXPECT_EQ(text_of("\xEF\xBB\xBF\xD0\xB2\n", russian), "в\n");
 }
 

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <unicode/ucnv.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <iomanip>
@@ -10,12 +11,15 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "engine/charset/byte_characters.h"
 #include "engine/charset/charset_detector.h"
 #include "engine/charset/converter.h"
 #include "engine/charset/encoding.h"
 #include "engine/charset/text_decoder.h"
+#include "engine/core/utf8.h"
 #include "tests/engine/language_samples.h"
 #include "tests/engine/read_document.h"
 
@@ -72,7 +76,7 @@ const std::vector<SetInUse>& sets_in_use() {
       {"ISO-8859-13", baltic},
       {"ISO-8859-14", {"Welsh"}},
       {"ISO-8859-15", west},
-      {"ISO-8859-16", {"Romanian"}},
+      {"ISO-8859-16", {"Romanian with commas"}},
       {"KOI8-R", {"Russian"}},
       {"KOI8-U", {"Ukrainian"}},
       {"IBM437", {"German", "Spanish", "Swedish", "Finnish", "French"}},
@@ -123,6 +127,17 @@ Sentences read_sentences() {
       sentences[language].push_back(line);
     }
   }
+  // Younger sets have the letters with a comma that older ones write with a cedilla.
+  const std::vector<std::pair<std::string, std::string>> commas = {
+      {"ş", "ș"}, {"ţ", "ț"}, {"Ş", "Ș"}, {"Ţ", "Ț"}};
+  for (std::string line : sentences["Romanian"]) {
+    for (const auto& [cedilla, comma] : commas) {
+      for (std::size_t at = line.find(cedilla); at != std::string::npos; at = line.find(cedilla)) {
+        line.replace(at, cedilla.size(), comma);
+      }
+    }
+    sentences["Romanian with commas"].push_back(line);
+  }
   return sentences;
 }
 
@@ -138,8 +153,19 @@ std::string text_of(const std::vector<std::string>& sentences, std::size_t numbe
   return text;
 }
 
+std::string in_table(const Encoding& target, std::string_view utf8) {
+  const std::array<char16_t, 256> characters = byte_characters(target);
+  std::string out;
+  for (const char16_t unit : utf8_to_utf16(utf8)) {
+    const auto found = std::ranges::find(characters, unit);
+    if (found != characters.end()) out.push_back(static_cast<char>(found - characters.begin()));
+  }
+  return out;
+}
+
 /// UTF-8 in another set; characters that it does not have are left out.
 std::string in_set(const Encoding& target, std::string_view utf8) {
+  if (!target.upper_half.empty()) return in_table(target, utf8);
   const UniqueConverter from = open_converter("UTF-8");
   const UniqueConverter to = open_converter(target.converter);
   UErrorCode status = U_ZERO_ERROR;

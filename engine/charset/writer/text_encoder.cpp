@@ -36,6 +36,7 @@ class ConvertingEncoder : public TextEncoder {
  public:
   explicit ConvertingEncoder(const Encoding& encoding)
       : has_mark_(has_mark(encoding)),
+        ends_with_shift_(encoding.name != std::string_view("HZ-GB-2312")),
         header_(encoding.name == std::string_view("ISO-2022-KR") ? "\x1B$)C" : ""),
         source_(open_converter("UTF-8")),
         target_(open_converter(encoding.writer != nullptr ? encoding.writer : encoding.converter)) {
@@ -49,6 +50,15 @@ class ConvertingEncoder : public TextEncoder {
   bool has_byte_order_mark() const override { return has_mark_; }
 
   void encode(std::string_view utf8, bool last, std::string& out) override {
+    convert(utf8, last && ends_with_shift_, out);
+    if (!last || ends_with_shift_) return;
+    // ICU shifts back before a line's end alone.
+    convert("\n", true, out);
+    out.pop_back();
+  }
+
+ private:
+  void convert(std::string_view utf8, bool last, std::string& out) {
     const std::size_t begin = out.size();
     const char* from = utf8.data();
     const char* const from_end = from + utf8.size();
@@ -71,8 +81,8 @@ class ConvertingEncoder : public TextEncoder {
     header_ = {};
   }
 
- private:
   bool has_mark_;
+  bool ends_with_shift_;  ///< the converter shifts back at the text's end
   std::string_view header_;
   UniqueConverter source_;
   UniqueConverter target_;
