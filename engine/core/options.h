@@ -35,7 +35,7 @@ struct Options {
   PdfReading pdf_reading = PdfReading::automatic;
 
   // Character sets, by the engine's numbers.
-  bool byte_order_mark = false;  ///< text starts with one
+  bool byte_order_mark = false;         ///< text starts with one
   bool no_encoding_conversion = false;  ///< plain text stays in its own set, all else is UTF-8
   bool detect_character_set = true;
   std::uint32_t source_encoding = 0;  ///< of text that does not declare one; 0: found in it

@@ -157,12 +157,12 @@ std::string docx_with_comment() {
   return package.bytes();
 }
 
-std::string docx_with_files() {
-  OoxmlPackage package = trfilter::test::docx(text_paragraph("body"));
-  package.relate("word/document.xml", "t", "fontTable", "fontTable.xml");
-  package.part("word/fontTable.xml", wordprocessing_part("fonts", ""));
-  package.relate("word/fontTable.xml", "f", "font", "fonts/font1.odttf");
-  package.part("word/fonts/font1.odttf", "a font");
+std::string office_with_files(std::string_view main_part, std::string_view kind) {
+  const std::string main(main_part);
+  OoxmlPackage package(main, kind);
+  package.part(main, "<main/>");
+  package.relate(main, "f", "font", "fonts/font1.odttf");
+  package.part(main.substr(0, main.find('/')) + "/fonts/font1.odttf", "a font");
   package.relate("", "n", "thumbnail", "docProps/thumbnail.jpeg");
   package.part("docProps/thumbnail.jpeg", "\xFF\xD8\xFF");
   return package.bytes();
@@ -338,6 +338,18 @@ std::string xls_with_hidden_sheet() {
   };
   return workbook_file(
       workbook_stream("", {{"Shown", sheet("seen")}, {"Away", sheet("unseen"), 1}}));
+}
+
+std::string xls_with_comment() {
+  using namespace trfilter::test;
+  RecordWriter records;
+  records.add(0x0204, cell(0, 0) + narrow("cell"));
+  // A note and its text object ([MS-XLS] 2.4.181, 2.4.329).
+  records.add(0x005D, u16(0x15) + u16(0x12) + u16(0x19) + u16(1) + std::string(14, '\0') + u32(0));
+  records.add(0x01B6, std::string(10, '\0') + u16(6) + u16(16) + std::string(4, '\0'));
+  records.add(0x003C, u8(0) + std::string("remark"));
+  records.add(0x003C, std::string(16, '\0'));
+  return workbook_file(workbook_stream("", {{"S", records.bytes()}}));
 }
 
 std::string xls_with_text(std::string_view utf8) {

@@ -17,7 +17,10 @@ std::string docx_run(std::string_view text, std::string_view properties = "");
 std::string docx_field(std::string_view instruction, std::string_view result);
 std::string docx_with_page_texts();
 std::string docx_with_comment();
-std::string docx_with_files();  ///< a thumbnail and an embedded font
+
+/// A package of Office Open XML that carries a thumbnail and an embedded font: its main part, and
+/// the kind in that part's content type.
+std::string office_with_files(std::string_view main_part, std::string_view kind);
 
 // Excel.
 std::string xlsx(std::string_view sheet);
@@ -51,6 +54,7 @@ std::string epub(std::string_view chapter_body);
 // Binary workbooks.
 std::string xls_with_hidden_sheet();
 std::string xls_with_header();
+std::string xls_with_comment();
 std::string xls_with_text(std::string_view utf8);
 
 /// A zip archive of these members.

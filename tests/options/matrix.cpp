@@ -140,13 +140,21 @@ void add_comments(Table& table) {
             skip_comments, "a\nremark\n", "a\n");
   table.add("skip_comments", "PDF", pdf_with_comment(), skip_comments, "Text\nA remark.\n",
             "Text\n");
+  table.add("skip_comments", "xls", xls_with_comment(), skip_comments, "S\ncell\nremark\n",
+            "S\ncell\n");
 }
 
 void add_members(Table& table) {
-  table.add("skip_embedded_fonts", "docx", docx_with_files(), skip_fonts,
-            "thumbnail.jpeg\nfont1.odttf\n", "thumbnail.jpeg\n", Shown::members);
-  table.add("skip_thumbnail", "docx", docx_with_files(), skip_thumbnail,
-            "thumbnail.jpeg\nfont1.odttf\n", "font1.odttf\n", Shown::members);
+  const std::vector<std::pair<const char*, std::string>> packages = {
+      {"docx", office_with_files("word/document.xml", "wordprocessingml.document")},
+      {"xlsx", office_with_files("xl/workbook.xml", "spreadsheetml.sheet")},
+      {"pptx", office_with_files("ppt/presentation.xml", "presentationml.presentation")}};
+  for (const auto& [family, package] : packages) {
+    table.add("skip_embedded_fonts", family, package, skip_fonts, "font1.odttf\nthumbnail.jpeg\n",
+              "thumbnail.jpeg\n", Shown::members);
+    table.add("skip_thumbnail", family, package, skip_thumbnail, "font1.odttf\nthumbnail.jpeg\n",
+              "font1.odttf\n", Shown::members);
+  }
   table.add("skip_embedded_fonts", "ODF", odt_with_files(), skip_fonts, "thumbnail.png\nown.ttf\n",
             "thumbnail.png\n", Shown::members);
   table.add("skip_thumbnail", "ODF", odt_with_files(), skip_thumbnail, "thumbnail.png\nown.ttf\n",
