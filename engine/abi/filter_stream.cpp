@@ -17,14 +17,19 @@ void FilterStream::prepare() {
   left_ = {};
   more_ = false;
   opened_.reset();
-  opened_.emplace(*session_, *stream_, options_);
+  Options options = options_;
+  target_.emplace(session_->modules(), options);
+  opened_.emplace(*session_, *stream_, options);
   sink_.emplace(opened_->options(), opened_->limits());
   more_ = true;
 }
 
 std::string_view FilterStream::next_chunk() {
   if (!sink_) throw EngineError(Code::invalid_argument, "the stream is not prepared");
-  if (left_.empty()) fill();
+  // A set with shifts may keep back all of a short text.
+  do {
+    if (left_.empty()) fill();
+  } while (left_.empty() && more_);
   const std::string_view piece = left_.substr(0, largest_chunk);
   left_.remove_prefix(piece.size());
   if (piece.empty() && failure_) throw EngineError(*failure_);
@@ -45,7 +50,7 @@ void FilterStream::fill() {
     sink_->finish();
     sink_->take_remainder(chunk_);
   }
-  left_ = chunk_;
+  left_ = target_->encode(chunk_, !more_);
 }
 
 }  // namespace trfilter

@@ -6,6 +6,7 @@
 
 #include "api/engine_abi.h"
 #include "engine/abi/opened_document.h"
+#include "engine/abi/target_encoding.h"
 #include "engine/core/text_sink.h"
 
 namespace trfilter {
@@ -36,10 +37,11 @@ class FilterStream {
   Options options_;
   std::optional<OpenedDocument> opened_;
   std::optional<TextSink> sink_;
+  std::optional<TargetEncoding> target_;
   bool more_ = false;
   std::optional<EngineError> failure_;
   std::string chunk_;
-  std::string_view left_;  ///< of chunk_
+  std::string_view left_;  ///< of chunk_, or of what target_ made of it
 };
 
 }  // namespace trfilter

@@ -15,7 +15,8 @@ ALLOWED = [
     ("engine/core/", ["engine/readers/readers.def"]),
     ("engine/abi/", ["engine/core/", "engine/detect/", "api/engine_abi.h"]),
     ("engine/detect/", ["engine/core/"]),
-    ("engine/charset/", ["engine/core/"]),
+    # The numbers of character sets are the binary interface's.
+    ("engine/charset/", ["engine/core/", "api/engine_abi.h"]),
     ("engine/html/", ["engine/charset/", "engine/core/"]),
     ("engine/xml/", ["engine/html/", "engine/charset/", "engine/core/"]),
     ("engine/zip/", ["engine/core/"]),
