@@ -189,6 +189,22 @@ void read_fields(FieldReader& in, BlockReply& reply) {
   reply.count = in.number<std::uint32_t>();
 }
 
+void write_fields(FieldWriter& out, const TextRequest& request) {
+  out.number(request.pieces);
+}
+
+void read_fields(FieldReader& in, TextRequest& request) {
+  request.pieces = in.number<std::uint32_t>();
+}
+
+void write_fields(FieldWriter& out, const TextEnd& end) {
+  out.number<std::uint8_t>(end.ended ? 1 : 0);
+}
+
+void read_fields(FieldReader& in, TextEnd& end) {
+  end.ended = in.boolean();
+}
+
 void write_fields(FieldWriter& out, const MemberRequest& request) {
   out.number(request.index);
   out.number<std::uint8_t>(request.formatted_mail ? 1 : 0);

@@ -33,7 +33,7 @@ enum class FrameKind : std::uint32_t {
   hello = 1,   ///< Greeting; answered by a Greeting
   detect,      ///< OpenRequest; answered by a Detection
   open,        ///< OpenRequest; answered by an OpenedReply
-  text,        ///< answered by text; by none at the document's end
+  text,        ///< a TextRequest; answered by text in `data` and a TextEnd in `done`
   properties,  ///< answered by Properties
   describe,    ///< index; answered by a Subfile
   extract,     ///< index, formatted mail; answered by bytes in `data` and an Extraction in `done`
@@ -147,6 +147,15 @@ struct BlockReply {
   std::uint32_t count = 0;  ///< of the bytes that lie in the window
 };
 
+/// Asks for the next pieces of text, some at once, so that the worker can read on.
+struct TextRequest {
+  std::uint32_t pieces = 0;
+};
+
+struct TextEnd {
+  bool ended = false;  ///< there is no more text
+};
+
 struct MemberRequest {
   std::uint64_t index = 0;
   bool formatted_mail = false;
@@ -157,6 +166,8 @@ void write_fields(FieldWriter& out, const OpenRequest& request);
 void write_fields(FieldWriter& out, const OpenedReply& reply);
 void write_fields(FieldWriter& out, const BlockRequest& request);
 void write_fields(FieldWriter& out, const BlockReply& reply);
+void write_fields(FieldWriter& out, const TextRequest& request);
+void write_fields(FieldWriter& out, const TextEnd& end);
 void write_fields(FieldWriter& out, const MemberRequest& request);
 void write_fields(FieldWriter& out, const Detection& detection);
 void write_fields(FieldWriter& out, const Properties& properties);
@@ -168,6 +179,8 @@ void read_fields(FieldReader& in, OpenRequest& request);
 void read_fields(FieldReader& in, OpenedReply& reply);
 void read_fields(FieldReader& in, BlockRequest& request);
 void read_fields(FieldReader& in, BlockReply& reply);
+void read_fields(FieldReader& in, TextRequest& request);
+void read_fields(FieldReader& in, TextEnd& end);
 void read_fields(FieldReader& in, MemberRequest& request);
 void read_fields(FieldReader& in, Detection& detection);
 void read_fields(FieldReader& in, Properties& properties);

@@ -5,6 +5,7 @@
 #include <exception>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "engine/core/limits.h"
 #include "engine/core/text_sink.h"
@@ -20,9 +21,9 @@ using std::chrono::steady_clock;
 // so far; one that is stuck in a library is killed after this.
 constexpr auto grace = std::chrono::milliseconds(50);
 
-// Texts that are asked for before they are wanted, so that the worker reads on while the host
-// works with what it has.
-constexpr unsigned run_ahead = 4;
+// Pieces of text that are asked for at once, and before they are wanted: the worker reads on while
+// the host works with what it has.
+constexpr std::uint32_t pieces_at_once = 8;
 
 // Bytes of an answer that is no text and no member: properties, mail fields, a list of children.
 constexpr std::size_t largest_answer = std::size_t{256} << 20;
@@ -50,18 +51,24 @@ class WholeAnswer : public AnswerTaker {
   std::optional<Code> failure_;
 };
 
-/// Asks for one value.
+/// The value that an answer is.
 template <typename Value>
-Value ask(Worker& worker, FrameKind kind, std::uint32_t document, std::string_view payload,
-          Deadline deadline) {
-  WholeAnswer answer;
-  worker.await(worker.request(kind, document, payload, answer, deadline));
+Value value_from(Worker& worker, const WholeAnswer& answer) {
   const std::string& bytes = answer.bytes();
   try {
     return value_of<Value>(bytes);
   } catch (const EngineError&) {
     worker.reject();
   }
+}
+
+/// Asks for one value.
+template <typename Value>
+Value ask(Worker& worker, FrameKind kind, std::uint32_t document, std::string_view payload,
+          Deadline deadline) {
+  WholeAnswer answer;
+  worker.await(worker.request(kind, document, payload, answer, deadline));
+  return value_from<Value>(worker, answer);
 }
 
 /// Members' bytes on their way to the host, which may refuse them.
@@ -113,14 +120,15 @@ class KnownDocument {
   std::uint32_t number() const { return number_; }
 
   /// Makes the request that opens it, or detects what it is.
-  template <typename Value>
-  Value introduce(FrameKind kind, const Options& options, Purpose purpose, Deadline deadline) {
+  /// @return the request's number
+  std::uint64_t introduce(FrameKind kind, const Options& options, Purpose purpose,
+                          AnswerTaker& answer, Deadline deadline) {
     OpenRequest request;
     request.options = options;
     request.purpose = purpose;
     request.size = source_->size();
     if (request.size <= Document::block_in_memory) worker_->show(*source_);
-    return ask<Value>(*worker_, kind, number_, payload_of(request), deadline);
+    return worker_->request(kind, number_, payload_of(request), answer, deadline);
   }
 
  private:
@@ -189,13 +197,16 @@ class RemoteDocument : public OpenedDocument, private AnswerTaker {
         entry_(log, worker, number, job_of(purpose)),
         document_(std::move(worker), std::move(source)) {
     entry_.noting([&] {
-      const auto reply =
-          document_.introduce<OpenedReply>(FrameKind::open, options, purpose, deadline_);
+      WholeAnswer answer;
+      const std::uint64_t opening =
+          document_.introduce(FrameKind::open, options, purpose, answer, deadline_);
+      if (purpose == Purpose::text) ask_for_text();
+      document_.worker().await(opening);
+      const auto reply = value_from<OpenedReply>(document_.worker(), answer);
       if (reply.members > Limits::Bounds{}.members) document_.worker().reject();
       format_ = reply.format;
       members_ = static_cast<std::size_t>(reply.members);
       entry_.format(format_);
-      if (purpose == Purpose::text) ask_for_text();
     });
   }
 
@@ -203,22 +214,22 @@ class RemoteDocument : public OpenedDocument, private AnswerTaker {
 
   std::string_view next_text() override {
     return entry_.noting([&]() -> std::string_view {
-      text_.clear();
       while (texts_.empty() && !ended_ && !failure_) {
         ask_for_text();
-        worker().await(requests_.front());
+        worker().advance();
       }
-      if (!texts_.empty()) {
-        text_.swap(texts_.front());
-        texts_.pop_front();
-        // Text comes before the error that ends it.
-        try {
-          ask_for_text();
-        } catch (const EngineError& error) {
-          if (!failure_) failure_ = error.code();
-        }
-      } else if (failure_) {
-        throw EngineError(*failure_, "the worker says so");
+      if (texts_.empty()) {
+        if (failure_) throw EngineError(*failure_, "the worker says so");
+        return {};
+      }
+      spare_.emplace_back(std::move(text_));
+      text_ = std::move(texts_.front());
+      texts_.pop_front();
+      // Text comes before the error that ends it.
+      try {
+        ask_for_text();
+      } catch (const EngineError& error) {
+        if (!failure_) failure_ = error.code();
       }
       return text_;
     });
@@ -282,24 +293,35 @@ class RemoteDocument : public OpenedDocument, private AnswerTaker {
   }
 
   void ask_for_text() {
-    while (requests_.size() + texts_.size() < run_ahead && !ended_ && !failure_) {
-      requests_.push_back(worker().request(FrameKind::text, number(), {}, *this, deadline_));
+    constexpr std::size_t requests_at_once = 2;
+    TextRequest request;
+    request.pieces = pieces_at_once;
+    while (!ended_ && !failure_ && requests_ < requests_at_once &&
+           texts_.size() <= pieces_at_once) {
+      worker().request(FrameKind::text, number(), payload_of(request), *this, deadline_);
+      ++requests_;
     }
   }
 
   // The answers to requests for text.
   void take(std::string_view piece, bool last) override {
+    if (last) {
+      ended_ = value_of<TextEnd>(piece).ended || ended_;
+      --requests_;
+      return;
+    }
     if (is_utf8_ && !is_valid_utf8(piece)) protocol_broken("text that is no UTF-8");
-    if (!piece.empty()) texts_.emplace_back(piece);
-    answer_has_text_ = answer_has_text_ || !piece.empty();
-    if (!last) return;
-    ended_ = ended_ || !answer_has_text_;
-    answer_has_text_ = false;
-    requests_.pop_front();
+    if (piece.empty() || ended_) protocol_broken("text behind its end");
+    std::string text;
+    if (!spare_.empty()) {
+      text = std::move(spare_.back());
+      spare_.pop_back();
+    }
+    texts_.emplace_back(std::move(text)).assign(piece);
   }
   void fail(Code code) override {
     if (!failure_ && !ended_) failure_ = code;
-    requests_.pop_front();
+    --requests_;
   }
 
   Deadline deadline_;
@@ -307,10 +329,10 @@ class RemoteDocument : public OpenedDocument, private AnswerTaker {
   std::int64_t extraction_timeout_seconds_;
   bool is_utf8_;
   LogEntry entry_;
-  std::deque<std::uint64_t> requests_;  ///< for text, without an answer so far
-  std::deque<std::string> texts_;       ///< answered and not given to the host so far
-  std::string text_;                    ///< what the host has
-  bool answer_has_text_ = false;
+  std::size_t requests_ = 0;        ///< for text, without their last answer so far
+  std::deque<std::string> texts_;   ///< answered and not given to the host so far
+  std::string text_;                ///< what the host has
+  std::vector<std::string> spare_;  ///< memory to use again
   bool ended_ = false;
   std::optional<Code> failure_;
   Format format_ = Format::none;
@@ -335,8 +357,9 @@ Detection RemoteOpener::detect(std::unique_ptr<ByteSource> source, const Options
   LogEntry entry(log_, worker, ++documents_, "detect");
   return entry.noting([&] {
     KnownDocument document(worker, std::move(source));
-    const auto detection =
-        document.introduce<Detection>(FrameKind::detect, options, Purpose::text, deadline);
+    WholeAnswer answer;
+    worker->await(document.introduce(FrameKind::detect, options, Purpose::text, answer, deadline));
+    const auto detection = value_from<Detection>(*worker, answer);
     entry.format(detection.format);
     log_readiness(*worker);
     return detection;

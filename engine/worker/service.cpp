@@ -261,14 +261,19 @@ void Service::extract(const Frame& frame) {
 }
 
 void Service::send_text(const Frame& frame) {
-  std::string_view text = document_of(frame).next_text();
-  for (;;) {
-    const std::size_t length = frame_of_text(text);
-    if (length == text.size()) break;
-    send(FrameKind::data, frame, text.substr(0, length));
-    text.remove_prefix(length);
+  const auto request = value_of<TextRequest>(frame.payload());
+  OpenedDocument& document = document_of(frame);
+  TextEnd end;
+  for (std::uint32_t piece = 0; piece < request.pieces && !end.ended; ++piece) {
+    std::string_view text = document.next_text();
+    end.ended = text.empty();
+    while (!text.empty()) {
+      const std::size_t length = frame_of_text(text);
+      send(FrameKind::data, frame, text.substr(0, length));
+      text.remove_prefix(length);
+    }
   }
-  send(FrameKind::done, frame, text);
+  send(FrameKind::done, frame, payload_of(end));
 }
 
 void Service::send(FrameKind kind, const Frame& request, std::string_view payload) {

@@ -122,6 +122,11 @@ std::uint64_t Worker::request(FrameKind kind, std::uint32_t document, std::strin
   return header.request;
 }
 
+void Worker::advance() {
+  check_usable();
+  step();
+}
+
 void Worker::await(std::uint64_t request) {
   check_usable();
   // Requests are answered in their order.

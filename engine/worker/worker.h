@@ -66,7 +66,9 @@ class Worker {
   std::uint64_t request(FrameKind kind, std::uint32_t document, std::string_view payload,
                         AnswerTaker& taker, Deadline deadline);
 
-  /// Works on until a request is answered.
+  /// Takes the worker's next frame.
+  void advance();
+  /// Takes frames until a request is answered.
   void await(std::uint64_t request);
 
   /// Lets an extraction end early.
