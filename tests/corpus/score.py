@@ -84,6 +84,33 @@ def read(tarnis, path, password, sanitized):
     return text, run.returncode, None
 
 
+# Jobs that tell everything that the engine says of a document.
+COMPARED_JOBS = (["text", "--header"], ["detect", "--json"], ["metadata"], ["list", "--json"],
+                 ["mail", "--json"], ["container"])
+
+
+def compare_isolation(tarnis, corpus, facts, names):
+    """Does each job on each document in process and out of process. Returns what differs."""
+    def one(name):
+        path = os.path.join(corpus, "files", name)
+        differences = []
+        for job in COMPARED_JOBS:
+            command = [tarnis, *job, "--timeout", str(SECONDS_A_DOCUMENT), path]
+            if facts[name].get("password"):
+                command += ["--password", facts[name]["password"]]
+            inside, outside = (subprocess.run(command + how, capture_output=True, check=False)
+                               for how in (["--ip"], []))
+            if (inside.returncode, inside.stdout) != (outside.returncode, outside.stdout):
+                differences.append(f"{name}: {job[0]} is another out of process, status "
+                                   f"{outside.returncode} for {inside.returncode}")
+        return differences
+
+    with concurrent.futures.ThreadPoolExecutor(max_workers=os.cpu_count()) as pool:
+        found = [difference for differences in pool.map(one, names) for difference in differences]
+    print(f"{len(names)} documents, {len(COMPARED_JOBS)} jobs each: {len(found)} differ")
+    return found
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--tarnis", required=True, help="the program to run")
@@ -92,6 +119,8 @@ def main():
     parser.add_argument("--misses", action="store_true", help="list each string that is not found")
     parser.add_argument("--empty", action="store_true", help="list successes without text")
     parser.add_argument("--family", help="only this family")
+    parser.add_argument("--compare-isolation", action="store_true",
+                        help="see instead that all jobs give the same in and out of process")
     arguments = parser.parse_args()
     facts_path = os.path.join(arguments.corpus, "facts.json")
     if not os.path.exists(facts_path):
@@ -101,6 +130,11 @@ def main():
         facts = json.load(file)
     names = sorted(name for name in facts
                    if not arguments.family or family_of(name) == arguments.family)
+
+    if arguments.compare_isolation:
+        differences = compare_isolation(arguments.tarnis, arguments.corpus, facts, names)
+        print("".join(line + "\n" for line in differences), end="", file=sys.stderr)
+        return 1 if differences else 0
 
     def one(name):
         path = os.path.join(arguments.corpus, "files", name)
