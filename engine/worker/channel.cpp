@@ -53,7 +53,8 @@ Channel::Received Channel::receive(Frame& frame, Deadline deadline) {
       }
       return Received::frame;
     }
-    if (errno == EINTR) continue;
+    // A peer that ended with frames unread resets the connection, once; what it sent comes after.
+    if (errno == EINTR || errno == ECONNRESET) continue;
     if (errno != EAGAIN) return Received::closed;
     const Received ready = wait(POLLIN, deadline);
     if (ready != Received::frame) return ready;

@@ -92,7 +92,9 @@ bool limit(int resource, std::uint64_t value) {
 bool limit_resources() {
   bool all = limit(RLIMIT_CORE, 0) && limit(RLIMIT_FSIZE, WorkerBounds::file_bytes) &&
              limit(RLIMIT_NOFILE, WorkerBounds::open_files);
-  if (!under_sanitizer) {
+  if (under_sanitizer) {
+    all = false;
+  } else {
     all = limit(RLIMIT_AS, WorkerBounds::address_bytes) &&
           limit(RLIMIT_DATA, WorkerBounds::data_bytes) && all;
   }
@@ -192,7 +194,7 @@ std::vector<std::string> lock_down(const Reach& reach) {
   die_with(reach.host);
   const bool confined = confine_files(reach);
   note(confined, "landlock");
-  if (!under_sanitizer) note(filter_system_calls(confined), "seccomp");
+  note(!under_sanitizer && filter_system_calls(confined), "seccomp");
   return lacks;
 }
 

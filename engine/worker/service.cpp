@@ -327,7 +327,7 @@ std::uint32_t Service::read_block(std::uint32_t document, std::uint64_t offset,
 bool Service::cancelled(std::uint32_t document) {
   for (;;) {
     std::unique_ptr<Frame> frame = spare_ ? std::move(spare_) : std::make_unique<Frame>();
-    const auto received = channel_->receive(*frame, Deadline::min());
+    const auto received = channel_->receive(*frame, Deadline());
     if (received == Channel::Received::closed) throw Gone{};
     if (received == Channel::Received::nothing) {
       spare_ = std::move(frame);
