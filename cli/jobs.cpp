@@ -427,7 +427,7 @@ constexpr std::pair<std::string_view, void (*)(Work&)> functions[] = {
 
 void run_job(const CommandLine& command_line, StandardOutput& output) {
   if (!find_job(command_line.job)->has_document) {
-    run_sandbox_test(command_line);
+    run_sandbox_test(command_line, output);
     return;
   }
   for (const auto& [name, function] : functions) {

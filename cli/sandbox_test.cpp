@@ -14,13 +14,17 @@
 
 namespace tarnis::cli {
 
-void run_sandbox_test(const CommandLine& command_line) {
+void run_sandbox_test(const CommandLine& command_line, const StandardOutput& output) {
   std::string program = engine_directory(command_line) + "/trfilter-worker";
   std::string option = "--sandbox-test";
   std::array<char*, 3> arguments{program.data(), option.data(), nullptr};
+  posix_spawn_file_actions_t actions;
+  ::posix_spawn_file_actions_init(&actions);
+  ::posix_spawn_file_actions_adddup2(&actions, output.descriptor(), STDOUT_FILENO);
   pid_t worker = -1;
   const int failed =
-      ::posix_spawn(&worker, program.c_str(), nullptr, nullptr, arguments.data(), environ);
+      ::posix_spawn(&worker, program.c_str(), &actions, nullptr, arguments.data(), environ);
+  ::posix_spawn_file_actions_destroy(&actions);
   if (failed != 0) {
     throw Failure(ExitStatus::other, program + ": " + std::generic_category().message(failed));
   }
