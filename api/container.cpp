@@ -14,7 +14,7 @@ Subfile::Subfile(const Subfile& other)
     : implementation_(std::make_unique<internal::SubfileImplementation>(*other.implementation_)) {}
 
 Subfile& Subfile::operator=(Subfile other) noexcept {
-  std::swap(implementation_, other.implementation_);
+  swap(*this, other);
   return *this;
 }
 
@@ -75,13 +75,16 @@ subfile_const_iterator::subfile_const_iterator(long index,
     : index_(index), container_(container), subfile_(index, container) {}
 
 void subfile_const_iterator::step() {
-  subfile_ = Subfile(index_ + 1, container_);
+  Subfile next(index_ + 1, container_);
+  swap(subfile_, next);
   ++index_;
 }
 
 subfile_const_iterator subfile_const_iterator::operator++() {
-  subfile_const_iterator before = *this;
-  step();
+  // What is replaced here goes out as it is, with the attributes that it has read.
+  subfile_const_iterator before(index_ + 1, container_);
+  swap(subfile_, before.subfile_);
+  std::swap(index_, before.index_);
   return before;
 }
 

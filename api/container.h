@@ -42,6 +42,10 @@ class TARNIS_EXPORT Subfile {
   Subfile& operator=(Subfile other) noexcept;
   ~Subfile();
 
+  friend void swap(Subfile& left, Subfile& right) noexcept {
+    left.implementation_.swap(right.implementation_);
+  }
+
   /// Position in the container, from 0.
   long index() const;
   /// The name as the document gives it: any bytes, any path.

@@ -117,11 +117,6 @@ void SubfileImplementation::fetch_info() const {
   fetched_ = true;
 }
 
-const SubfileInfo& SubfileImplementation::info() const {
-  fetch_info();
-  return info_;
-}
-
 Container subfiles(const SessionImplementation* session, const generic_io::Input& input) {
   return Container(input, *session);
 }

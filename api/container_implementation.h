@@ -78,7 +78,10 @@ class TARNIS_EXPORT SubfileImplementation {
   /// Reads the attributes, unless they have been read.
   void fetch_info() const;
   /// The attributes; read from the engine by the first call.
-  const SubfileInfo& info() const;
+  const SubfileInfo& info() const {
+    if (!fetched_) fetch_info();
+    return info_;
+  }
 
  private:
   std::int64_t index_;

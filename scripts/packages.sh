@@ -5,6 +5,7 @@ build_packages=(
   g++ cmake ninja-build pkg-config
   libxml2-dev libuchardet-dev libicu-dev libminizip-dev zlib1g-dev
   libpoppler-dev libpoppler-private-dev poppler-data libmagic-dev
+  libarchive-dev libgsf-1-dev nettle-dev
 )
 test_packages=(
   libgtest-dev libbenchmark-dev python3 binutils clang-format

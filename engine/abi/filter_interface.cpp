@@ -123,7 +123,7 @@ int detect_format(void* context, tag_InputStream* stream, DetectionResultRecord*
     const Detection detection = session.opener().detect(
         std::make_unique<CallbackSource>(record_of(stream)), session.options_for(0));
     record.category = static_cast<std::uint32_t>(detection.category);
-    record.format = static_cast<std::uint32_t>(detection.format);
+    record.format = host_number(detection.format);
     record.version = detection.version;
     record.attributes = detection.attributes;
   });

@@ -176,6 +176,30 @@ const Encoding* encoding_of_label(std::string_view label) {
   return found == table.end() ? nullptr : &*found;
 }
 
+const Encoding* encoding_of_code_page(std::uint32_t number) {
+  struct Name {
+    std::uint32_t number;
+    std::string_view label;
+  };
+  // Those without a label of the form cp1252.
+  static constexpr auto names = std::to_array<Name>({
+      {367, "us-ascii"},
+      {10'000, "macintosh"},
+      {10'001, "shift_jis"},
+      {10'002, "big5"},
+      {10'003, "euc-kr"},
+      {10'006, "x-mac-greek"},
+      {10'007, "x-mac-cyrillic"},
+      {10'008, "gb2312"},
+      {10'029, "x-mac-ce"},
+      {10'081, "x-mac-turkish"},
+      {65'001, "utf-8"},
+  });
+  const auto found = std::ranges::find(names, number, &Name::number);
+  if (found != names.end()) return encoding_of_label(found->label);
+  return encoding_of_label("cp" + std::to_string(number));
+}
+
 const Encoding& utf8_encoding() {
   return encoding_of_kind(utf8);
 }

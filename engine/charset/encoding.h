@@ -44,6 +44,9 @@ const Encoding* encoding_of_number(std::uint32_t number);
 /// @return null for a label that names none
 const Encoding* encoding_of_label(std::string_view label);
 
+/// The encoding of a code page of Windows, DOS or the Macintosh, by its number; null for others.
+const Encoding* encoding_of_code_page(std::uint32_t number);
+
 const Encoding& utf8_encoding();
 const Encoding& windows_1252_encoding();
 

@@ -1,15 +1,14 @@
 #include "engine/core/document.h"
 
-#include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
 #include <utility>
 
 #include "engine/core/engine_error.h"
+#include "engine/core/temporary_file.h"
 
 namespace trfilter {
 namespace {
@@ -24,20 +23,6 @@ std::size_t read_fully(ByteSource& source, std::uint64_t offset, std::span<char>
     filled += count;
   }
   return filled;
-}
-
-/// A file without a name, in `directory` or the system's directory for temporary files.
-int open_unlinked_file(const std::string& directory) {
-  std::error_code ignored;
-  const std::string folder =
-      directory.empty() ? std::filesystem::temp_directory_path(ignored).string() : directory;
-  int file = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
-  if (file < 0) {
-    std::string name = folder + "/trfilter-XXXXXX";
-    file = ::mkostemp(name.data(), O_CLOEXEC);
-    if (file >= 0) ::unlink(name.c_str());
-  }
-  return file;
 }
 
 void write_all(int file, std::string_view bytes) {
@@ -59,13 +44,8 @@ class Document::Mapping {
   Mapping(ByteSource& source, std::uint64_t size, const std::string& directory) : size_(size) {
     struct File {
       int descriptor;
-      ~File() {
-        if (descriptor >= 0) ::close(descriptor);
-      }
-    } file{open_unlinked_file(directory)};
-    if (file.descriptor < 0) {
-      throw EngineError(Code::temporary_file, "cannot create a temporary file");
-    }
+      ~File() { ::close(descriptor); }
+    } file{open_temporary_file(directory)};
     std::string block(std::size_t{1} << 20, '\0');
     for (std::uint64_t offset = 0; offset < size;) {
       const std::size_t count = source.read_at(offset, block);

@@ -48,6 +48,9 @@ class Document {
 
   std::uint64_t size() const { return size_; }
 
+  /// Where readers of the document may put temporary files; empty: the system's directory.
+  const std::string& temporary_directory() const { return temporary_directory_; }
+
   /// Copies bytes from `offset` into `out`.
   /// @return bytes copied; less than asked for only at the end, 0 at or beyond it
   std::size_t read_at(std::uint64_t offset, std::span<char> out);

@@ -10,7 +10,20 @@ enum class Format : std::uint32_t {
 #define FORMAT(number, name, category) name = (number),
 #include "engine/core/formats.def"
 #undef FORMAT
+  // Formats that have a reader and no number of the table: a host sees them as `none`. All of them
+  // are of the category encapsulation.
+  zstandard = 65536,
+  lz4 = 65537,
+  lzip = 65538,
+  ar = 65539,
+  xar = 65540,
 };
+
+/// The number that a host knows a format by; 0 for one that the table lacks.
+constexpr std::uint32_t host_number(Format format) {
+  const auto number = static_cast<std::uint32_t>(format);
+  return number < 65536 ? number : 0;
+}
 
 /// Numbers of the category table.
 enum class Category : std::uint32_t {

@@ -37,9 +37,29 @@ void Limits::check_depth(unsigned depth) const {
   }
 }
 
+void Limits::enter_reader() {
+  if (readers_ >= bounds_.nested_readers) {
+    throw EngineError(Code::nested_too_deep,
+                      "documents lie within each other deeper than the bound");
+  }
+  ++readers_;
+}
+
 void Limits::check_members(std::uint64_t count) const {
   if (count > bounds_.members) {
     throw EngineError(Code::archive_broken, "the container has more members than its bound");
+  }
+}
+
+void Limits::check_expansion(std::uint64_t unpacked, std::uint64_t packed) const {
+  if (unpacked > bounds_.member_floor && unpacked / bounds_.expansion_ratio > packed) {
+    throw EngineError(Code::corrupt, "a member unpacks to more than its bound");
+  }
+}
+
+void Limits::check_directory(std::uint64_t bytes) const {
+  if (bytes > bounds_.directory_bytes) {
+    throw EngineError(Code::archive_broken, "the container's list of members exceeds its bound");
   }
 }
 
@@ -47,6 +67,17 @@ void Limits::check_time() const {
   if (std::chrono::steady_clock::now() > deadline_) {
     throw EngineError(Code::timed_out, "the document took longer than the time-out");
   }
+}
+
+void ExpansionMeter::add_unpacked(std::uint64_t bytes) {
+  unpacked_ += bytes;
+  if (unpacked_ > charged_) {
+    limits_->charge_unpacked(unpacked_ - charged_);
+    charged_ = unpacked_;
+  } else {
+    limits_->check_time();
+  }
+  limits_->check_expansion(unpacked_, packed_);
 }
 
 }  // namespace trfilter

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 
 namespace trfilter {
@@ -15,9 +16,16 @@ class Limits {
     std::uint64_t expansion_floor = std::uint64_t{512}
                                     << 20;  ///< unpacked bytes that are always fine
     std::uint64_t expansion_ratio = 200;  ///< unpacked over document bytes beyond the floor; code 4
-    std::uint64_t members = 10'000'000;   ///< of one container; code 21
-    unsigned open_containers = 32;        ///< that one session holds open at once; code 31
-    unsigned element_depth = 4096;        ///< elements, groups or objects in each other; code 4
+    std::uint64_t member_floor = std::uint64_t{32}
+                                 << 20;  ///< bytes of one member that are always fine; what comes
+                                         ///< after them keeps `expansion_ratio` to what was read
+    std::uint64_t members = 10'000'000;  ///< of one container; code 21
+    std::uint64_t directory_bytes = std::uint64_t{96}
+                                    << 20;    ///< memory of a container's list of members; code 21
+    std::size_t name_bytes = 4096;            ///< of a member's name; the rest is left out
+    unsigned open_containers = 32;            ///< that one session holds open at once; code 31
+    unsigned nested_readers = 8;              ///< readers at work in each other; code 31
+    unsigned element_depth = 4096;            ///< elements, groups or objects in each other; code 4
     std::chrono::milliseconds time{350'000};  ///< wall clock; code 19
   };
 
@@ -47,8 +55,19 @@ class Limits {
   /// Tests a nesting depth against `element_depth`.
   void check_depth(unsigned depth) const;
 
+  /// Counts readers that work within each other's step.
+  void enter_reader();
+  void leave_reader() { --readers_; }
+
   /// Tests a container's number of members.
   void check_members(std::uint64_t count) const;
+
+  /// Tests what one stream or member has given for what has been read of it. A bomb is known by
+  /// that long before its end, however large the document is.
+  void check_expansion(std::uint64_t unpacked, std::uint64_t packed) const;
+
+  /// Tests the memory that a container's list of members takes.
+  void check_directory(std::uint64_t bytes) const;
 
   /// Throws code 19 after the deadline. Cheap enough for every few kilobytes of work.
   void check_time() const;
@@ -59,6 +78,31 @@ class Limits {
   std::uint64_t document_size_ = 0;
   std::uint64_t output_bytes_ = 0;
   std::uint64_t unpacked_bytes_ = 0;
+  unsigned readers_ = 0;
+};
+
+/// Watches one stream or member being unpacked, against both bounds of expansion: its own and the
+/// document's.
+class ExpansionMeter {
+ public:
+  explicit ExpansionMeter(Limits& limits) : limits_(&limits) {}
+
+  /// Begins again: the next member, or the same stream from its begin.
+  void restart() { packed_ = unpacked_ = 0; }
+
+  /// Adds bytes that have been read.
+  void add_packed(std::uint64_t bytes) { packed_ += bytes; }
+
+  /// Adds bytes that have come out. What a stream gives a second time does not count in the
+  /// document's total again.
+  /// @throws EngineError code 4 beyond a bound, code 19 after the deadline
+  void add_unpacked(std::uint64_t bytes);
+
+ private:
+  Limits* limits_;
+  std::uint64_t packed_ = 0;
+  std::uint64_t unpacked_ = 0;
+  std::uint64_t charged_ = 0;
 };
 
 }  // namespace trfilter

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -31,10 +32,10 @@ class Properties {
   };
 
   /// Adds one; an empty text is no statement and adds nothing.
-  void add(std::string name, PropertyValue value) {
+  void add(std::string_view name, PropertyValue value) {
     const auto* text = std::get_if<std::string>(&value);
     if (text != nullptr && text->empty()) return;
-    items_.push_back({std::move(name), std::move(value)});
+    items_.push_back({std::string(name), std::move(value)});
   }
 
   const std::vector<Item>& items() const { return items_; }

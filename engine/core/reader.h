@@ -13,12 +13,15 @@
 
 namespace trfilter {
 
+class ReaderModules;
+
 /// What a reader works with. All of it outlives the reader.
 struct ReaderContext {
   Document& document;
   const Options& options;
   Limits& limits;
   const Detection& detection;
+  const ReaderModules& modules;  ///< for a document within this one, by way of nested_reader.h
 };
 
 /// Reads one document of one format family.

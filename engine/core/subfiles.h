@@ -47,6 +47,11 @@ class ByteOutput {
 };
 
 /// The members of a container, in a stable order from index 0 on.
+///
+/// A list that breaks off, because the rest of the container is damaged or beyond a bound, ends
+/// with one index more than there are members: asking for that one throws what ended the list. So
+/// the members before it are there, and nobody takes them for all. A container of which nothing can
+/// be listed throws when it is opened.
 class Subfiles {
  public:
   /// How an extraction ended.

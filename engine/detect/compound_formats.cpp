@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <array>
 
+#include "engine/core/fields.h"
 #include "engine/detect/compound_directory.h"
 #include "engine/detect/families.h"
-#include "engine/detect/fields.h"
 
 namespace trfilter::detection {
 namespace {

@@ -5,10 +5,10 @@
 #include "engine/detect/detect.h"
 
 #include "engine/core/engine_error.h"
+#include "engine/core/fields.h"
 #include "engine/core/registry.h"
 #include "engine/detect/categories.h"
 #include "engine/detect/families.h"
-#include "engine/detect/fields.h"
 #include "engine/detect/signatures.h"
 #include "engine/detect/text_head.h"
 #include "engine/detect/unsigned_formats.h"

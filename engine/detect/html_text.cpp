@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "engine/detect/fields.h"
+#include "engine/core/fields.h"
 #include "engine/detect/text_kinds.h"
 
 namespace trfilter::detection {

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <array>
 
+#include "engine/core/fields.h"
 #include "engine/detect/families.h"
-#include "engine/detect/fields.h"
 #include "engine/detect/text_kinds.h"
 
 namespace trfilter::detection {

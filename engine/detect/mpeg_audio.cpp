@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "engine/detect/fields.h"
+#include "engine/core/fields.h"
 
 namespace trfilter::detection {
 namespace {

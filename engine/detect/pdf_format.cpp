@@ -3,8 +3,8 @@
 #include <charconv>
 #include <string>
 
+#include "engine/core/fields.h"
 #include "engine/detect/families.h"
-#include "engine/detect/fields.h"
 
 namespace trfilter::detection {
 namespace {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <string>
 
+#include "engine/core/fields.h"
 #include "engine/detect/families.h"
-#include "engine/detect/fields.h"
 #include "engine/detect/refinements.h"
 
 namespace trfilter::detection {

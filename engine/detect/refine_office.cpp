@@ -2,8 +2,8 @@
 
 #include <array>
 
+#include "engine/core/fields.h"
 #include "engine/detect/families.h"
-#include "engine/detect/fields.h"
 #include "engine/detect/refinements.h"
 
 namespace trfilter::detection {

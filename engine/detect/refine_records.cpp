@@ -1,7 +1,7 @@
 // Second looks at mail stores, databases and encrypted packets.
 
+#include "engine/core/fields.h"
 #include "engine/detect/families.h"
-#include "engine/detect/fields.h"
 #include "engine/detect/refinements.h"
 
 namespace trfilter::detection {

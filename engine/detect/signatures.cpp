@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "engine/core/fields.h"
 #include "engine/detect/families.h"
-#include "engine/detect/fields.h"
 #include "engine/detect/refinements.h"
 
 namespace trfilter::detection {

@@ -7,8 +7,8 @@
 #include <array>
 #include <cstddef>
 
+#include "engine/core/fields.h"
 #include "engine/core/utf8.h"
-#include "engine/detect/fields.h"
 
 namespace trfilter::detection {
 namespace {

@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <array>
 
+#include "engine/core/fields.h"
 #include "engine/detect/families.h"
-#include "engine/detect/fields.h"
 #include "engine/detect/mpeg_audio.h"
 
 namespace trfilter::detection {

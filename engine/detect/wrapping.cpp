@@ -8,12 +8,10 @@
 #include <array>
 #include <string>
 
-#include "engine/detect/fields.h"
+#include "engine/core/fields.h"
 
 namespace trfilter {
 namespace {
-
-using namespace detection;
 
 constexpr std::size_t binary_header = 128;
 

@@ -5,8 +5,8 @@
 #include <array>
 #include <string>
 
+#include "engine/core/fields.h"
 #include "engine/detect/families.h"
-#include "engine/detect/fields.h"
 #include "engine/detect/text_kinds.h"
 
 namespace trfilter::detection {

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "engine/detect/fields.h"
+#include "engine/core/fields.h"
 
 namespace trfilter::detection {
 namespace {

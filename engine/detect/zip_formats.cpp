@@ -6,8 +6,8 @@
 #include <array>
 #include <string>
 
+#include "engine/core/fields.h"
 #include "engine/detect/families.h"
-#include "engine/detect/fields.h"
 #include "engine/detect/zip_directory.h"
 
 namespace trfilter::detection {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "engine/core/property_names.h"
 #include "engine/html/iso_time.h"
 
 namespace trfilter {
@@ -17,26 +18,39 @@ struct MetaName {
 };
 
 constexpr std::array meta_names = std::to_array<MetaName>({
-    {"application-name", "Application", false},
-    {"article:modified_time", "LastSaved", true},
-    {"article:published_time", "Created", true},
-    {"author", "Author", false},
-    {"created", "Created", true},
-    {"date", "Created", true},
-    {"dc.creator", "Author", false},
-    {"dc.date.created", "Created", true},
-    {"dc.description", "Subject", false},
-    {"dc.language", "Language", false},
-    {"dc.subject", "Keywords", false},
-    {"dc.title", "Title", false},
-    {"dcterms.created", "Created", true},
-    {"dcterms.modified", "LastSaved", true},
-    {"description", "Subject", false},
-    {"generator", "Application", false},
-    {"keywords", "Keywords", false},
-    {"language", "Language", false},
-    {"last-modified", "LastSaved", true},
-    {"progid", "Application", false},
+    {"application-name", property::application, false},
+    {"article:modified_time", property::last_saved, true},
+    {"article:published_time", property::published, true},
+    {"author", property::author, false},
+    {"copyright", property::copyright, false},
+    {"created", property::created, true},
+    {"date", property::created, true},
+    {"dc.contributor", property::contributor, false},
+    {"dc.coverage", property::coverage, false},
+    {"dc.creator", property::author, false},
+    {"dc.date", property::published, true},
+    {"dc.date.created", property::created, true},
+    {"dc.date.modified", property::last_saved, true},
+    {"dc.description", property::comments, false},
+    {"dc.identifier", property::identifier, false},
+    {"dc.language", property::language, false},
+    {"dc.publisher", property::publisher, false},
+    {"dc.relation", property::relation, false},
+    {"dc.rights", property::copyright, false},
+    {"dc.source", property::source, false},
+    {"dc.subject", property::keywords, false},
+    {"dc.title", property::title, false},
+    {"dc.type", property::document_type, false},
+    {"dcterms.created", property::created, true},
+    {"dcterms.issued", property::published, true},
+    {"dcterms.modified", property::last_saved, true},
+    {"description", property::comments, false},
+    {"generator", property::application, false},
+    {"keywords", property::keywords, false},
+    {"language", property::language, false},
+    {"last-modified", property::last_saved, true},
+    {"progid", property::application, false},
+    {"publisher", property::publisher, false},
 });
 
 bool is_blank(char c) {
@@ -73,7 +87,7 @@ void HtmlProperties::start_tag(const HtmlTag& tag) {
   if (name == "html") {
     std::string_view language = tag.attribute("lang");
     if (language.empty()) language = tag.attribute("xml:lang");
-    add_once("Language", language);
+    add_once(property::language, language);
   } else if (name == "title") {
     in_title_ = !has_title_ && !tag.self_closing();
   } else if (name == "meta") {
@@ -87,7 +101,7 @@ void HtmlProperties::end_tag(std::string_view name) {
   if (name == "title" && in_title_) {
     in_title_ = false;
     has_title_ = true;
-    add_once("Title", title_);
+    add_once(property::title, title_);
   }
   if (name == "head") complete_ = true;
 }
@@ -108,14 +122,14 @@ void HtmlProperties::meta(const HtmlTag& tag) {
   if (key.empty()) return;
   const std::string name = lower_case(key);
   const std::string_view content = tag.attribute("content");
-  if (name == "content-language") add_once("Language", content);
+  if (name == "content-language") add_once(property::language, content);
   const auto found =
       std::ranges::lower_bound(meta_names, std::string_view(name), {}, &MetaName::meta);
   if (found == meta_names.end() || found->meta != name) return;
   if (found->is_time) {
     add_time(found->property, content);
-  } else if (found->property == "Author" || found->property == "Keywords") {
-    properties_->add(std::string(found->property), collapsed(content));
+  } else if (found->property == property::author || found->property == property::keywords) {
+    properties_->add(found->property, collapsed(content));
   } else {
     add_once(found->property, content);
   }
@@ -124,11 +138,11 @@ void HtmlProperties::meta(const HtmlTag& tag) {
 void HtmlProperties::add_once(std::string_view name, std::string_view text) {
   const bool there = std::ranges::any_of(
       properties_->items(), [&](const Properties::Item& item) { return item.name == name; });
-  if (!there) properties_->add(std::string(name), collapsed(text));
+  if (!there) properties_->add(name, collapsed(text));
 }
 
 void HtmlProperties::add_time(std::string_view name, std::string_view text) {
-  if (const auto time = parse_iso_time(text)) properties_->add(std::string(name), *time);
+  if (const auto time = parse_iso_time(text)) properties_->add(name, *time);
 }
 
 }  // namespace trfilter

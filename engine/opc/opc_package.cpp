@@ -76,12 +76,7 @@ class RelationshipsHandler final : public XmlHandler {
     if (relationship.external) {
       relationship.target = target;
     } else {
-      relationship.target = resolve_part_name(source_, target);
-      if (!package_.zip().contains(relationship.target)) {
-        // Archives keep names as they are, references may escape characters.
-        std::string decoded = percent_decoded(relationship.target);
-        if (package_.zip().contains(decoded)) relationship.target = std::move(decoded);
-      }
+      relationship.target = find_part_name(package_.zip(), source_, target);
     }
     into_.add(std::move(relationship));
   }
@@ -217,6 +212,14 @@ bool OpcPartParser::step() {
   if (!parser_.well_formed()) package_.note_damage();
   part_.reset();
   return false;
+}
+
+std::string find_part_name(const ZipPackage& zip, std::string_view base,
+                           std::string_view reference) {
+  std::string name = resolve_part_name(base, reference);
+  if (zip.contains(name)) return name;
+  std::string decoded = percent_decoded(name);
+  return zip.contains(decoded) ? decoded : name;
 }
 
 std::string resolve_part_name(std::string_view base, std::string_view reference) {

@@ -9,6 +9,7 @@
 #include "engine/core/document.h"
 #include "engine/core/limits.h"
 #include "engine/core/properties.h"
+#include "engine/core/reader.h"
 #include "engine/xml/xml_parser.h"
 #include "engine/zip/zip_package.h"
 
@@ -75,6 +76,12 @@ class OpcPackage {
   /// Adds what docProps/core.xml, app.xml and custom.xml state; their damage is not noted.
   void properties(Properties& properties);
 
+  /// The files that the package carries, in the order of its directory: embedded documents and
+  /// objects, pictures, sound and film, fonts, the thumbnail, macros, alternative format chunks
+  /// that are no text; behind them, what it refers to outside of itself.
+  /// @return null when there is none; the package outlives the result
+  std::unique_ptr<Subfiles> files(const ReaderContext& context);
+
  private:
   struct ContentTypes;
   const ContentTypes& content_types();
@@ -105,5 +112,10 @@ class OpcPartParser {
 /// The part that `reference` names, seen from `base`, the part it stands in (RFC 3986, clause 5.2,
 /// with part names for paths): without leading '/', query and fragment, "." and ".." taken out.
 std::string resolve_part_name(std::string_view base, std::string_view reference);
+
+/// The same, with the reference's escaped characters resolved where only that names a member.
+/// Packages keep names as they are, references may escape characters.
+std::string find_part_name(const ZipPackage& zip, std::string_view base,
+                           std::string_view reference);
 
 }  // namespace trfilter

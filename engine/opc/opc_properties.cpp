@@ -7,6 +7,7 @@
 #include <optional>
 #include <utility>
 
+#include "engine/core/property_names.h"
 #include "engine/opc/opc_package.h"
 #include "engine/xml/date_time.h"
 
@@ -25,30 +26,50 @@ struct Row {
 };
 
 constexpr std::array core_rows = {
-    Row{"title", "Title", Kind::text},
-    Row{"subject", "Subject", Kind::text},
-    Row{"creator", "Author", Kind::text},
-    Row{"keywords", "Keywords", Kind::text},
-    Row{"description", "Comments", Kind::text},
-    Row{"lastModifiedBy", "LastAuthor", Kind::text},
-    Row{"revision", "Revision", Kind::text},
-    Row{"created", "Created", Kind::time},
-    Row{"modified", "LastSaved", Kind::time},
-    Row{"lastPrinted", "LastPrinted", Kind::time},
-    Row{"category", "Category", Kind::text},
-    Row{"language", "Language", Kind::text},
-    Row{"contentStatus", "ContentStatus", Kind::text},
-    Row{"identifier", "Identifier", Kind::text},
-    Row{"version", "Version", Kind::text},
+    Row{"title", property::title, Kind::text},
+    Row{"subject", property::subject, Kind::text},
+    Row{"creator", property::author, Kind::text},
+    Row{"keywords", property::keywords, Kind::text},
+    Row{"description", property::comments, Kind::text},
+    Row{"lastModifiedBy", property::last_author, Kind::text},
+    Row{"revision", property::revision, Kind::text},
+    Row{"created", property::created, Kind::time},
+    Row{"modified", property::last_saved, Kind::time},
+    Row{"lastPrinted", property::last_printed, Kind::time},
+    Row{"category", property::category, Kind::text},
+    Row{"language", property::language, Kind::text},
+    Row{"contentStatus", property::content_status, Kind::text},
+    Row{"identifier", property::identifier, Kind::text},
+    Row{"version", property::version, Kind::text},
+    Row{"publisher", property::publisher, Kind::text},
+    Row{"contributor", property::contributor, Kind::text},
+    Row{"rights", property::copyright, Kind::text},
+    Row{"source", property::source, Kind::text},
+    Row{"relation", property::relation, Kind::text},
+    Row{"coverage", property::coverage, Kind::text},
+    Row{"type", property::document_type, Kind::text},
 };
 
 constexpr std::array extended_rows = {
-    Row{"Template", "Template", Kind::text},    Row{"Manager", "Manager", Kind::text},
-    Row{"Company", "Company", Kind::text},      Row{"Application", "Application", Kind::text},
-    Row{"TotalTime", "EditTime", Kind::number}, Row{"Pages", "PageCount", Kind::number},
-    Row{"Words", "WordCount", Kind::number},    Row{"Characters", "CharacterCount", Kind::number},
-    Row{"Lines", "LineCount", Kind::number},    Row{"Paragraphs", "ParagraphCount", Kind::number},
-    Row{"Slides", "SlideCount", Kind::number},
+    Row{"Template", property::document_template, Kind::text},
+    Row{"Manager", property::manager, Kind::text},
+    Row{"Company", property::company, Kind::text},
+    Row{"Application", property::application, Kind::text},
+    Row{"TotalTime", property::edit_time, Kind::number},
+    Row{"Pages", property::page_count, Kind::number},
+    Row{"Words", property::word_count, Kind::number},
+    Row{"Characters", property::character_count, Kind::number},
+    Row{"Lines", property::line_count, Kind::number},
+    Row{"Paragraphs", property::paragraph_count, Kind::number},
+    Row{"Slides", property::slide_count, Kind::number},
+    Row{"AppVersion", property::application_version, Kind::text},
+    Row{"CharactersWithSpaces", property::character_count_with_spaces, Kind::number},
+    Row{"DocSecurity", property::security, Kind::number},
+    Row{"HiddenSlides", property::hidden_slide_count, Kind::number},
+    Row{"Notes", property::note_count, Kind::number},
+    Row{"MMClips", property::multimedia_clip_count, Kind::number},
+    Row{"HyperlinkBase", property::hyperlink_base, Kind::text},
+    Row{"PresentationFormat", property::presentation_format, Kind::text},
 };
 
 std::string_view trimmed(std::string_view text) {
@@ -92,17 +113,17 @@ class TableHandler final : public XmlHandler {
 
   void end_element(std::string_view, std::string_view) override {
     if (depth_-- != 2 || row_ == nullptr) return;
-    std::string name(row_->property);
+    const std::string_view name = row_->property;
     switch (row_->kind) {
       case Kind::text:
-        properties_.add(std::move(name), std::string(trimmed(text_)));
+        properties_.add(name, std::string(trimmed(text_)));
         break;
       case Kind::time:
-        if (const auto time = parse_date_time(text_)) properties_.add(std::move(name), *time);
+        if (const auto time = parse_date_time(text_)) properties_.add(name, *time);
         break;
       case Kind::number:
         if (const auto value = number<std::int32_t>(text_)) {
-          properties_.add(std::move(name), *value);
+          properties_.add(name, *value);
         }
         break;
     }

@@ -60,7 +60,7 @@ class LocalDocument : public OpenedDocument {
       throw EngineError(Code::not_recognized, "the input is of no known format");
     }
     if ((detection_.attributes & wrapped) != 0) unwrap();
-    reader_ = modules.open(ReaderContext{document_, options_, limits_, detection_});
+    reader_ = modules.open(ReaderContext{document_, options_, limits_, detection_, modules});
     if (purpose == Purpose::text) sink_.emplace(options_, limits_);
     if (purpose == Purpose::members) {
       subfiles_ = reader_->subfiles();

@@ -27,7 +27,6 @@
 namespace trfilter {
 namespace {
 
-using docx::Numbering;
 using docx::SectionListener;
 using docx::Story;
 using docx::StoryContext;
@@ -77,7 +76,8 @@ class SectionScan final : public XmlHandler {
 
 class DocxReader final : public Reader, private SectionListener {
  public:
-  explicit DocxReader(const ReaderContext& context) : package_(context.document, context.limits) {
+  explicit DocxReader(const ReaderContext& context)
+      : context_(context), package_(context.document, context.limits) {
     main_part_ = package_.main_part();
     if (main_part_.empty()) {
       throw EngineError(Code::corrupt, "the package has no main document part");
@@ -99,12 +99,13 @@ class DocxReader final : public Reader, private SectionListener {
   }
 
   void properties(Properties& properties) override { package_.properties(properties); }
+  std::unique_ptr<Subfiles> subfiles() override { return package_.files(context_); }
 
  private:
   void start(TextSink& sink) {
     relationships_ = package_.relationships(main_part_);
     styles_.read(package_, part_of_kind("styles"));
-    numbering_.read(package_, part_of_kind("numbering"), styles_);
+    docx::read_numbering(package_, part_of_kind("numbering"), styles_, numbering_);
     story_context_.emplace(StoryContext{package_, styles_, numbering_, sink});
     if (sink.options().header_and_footer || sink.options().header_and_footer_tags) {
       SectionScan scan;
@@ -171,11 +172,12 @@ class DocxReader final : public Reader, private SectionListener {
     }
   }
 
+  const ReaderContext context_;
   OpcPackage package_;
   std::string main_part_;
   OpcRelationships relationships_;
   Styles styles_;
-  Numbering numbering_;
+  word::ListNumbering numbering_;
   std::optional<StoryContext> story_context_;
 
   std::vector<std::string> parts_;

@@ -393,7 +393,7 @@ void Story::end_content(Token token) {
       end_run();
       break;
     case Token::text:
-      if (capture_ == Capture::trimmed_text) output_.text(trimmed(captured_));
+      if (capture_ == Capture::trimmed_text) output_.text(word::trimmed(captured_));
       if (capture_ != Capture::phonetic) capture_ = Capture::none;
       break;
     case Token::instruction:
@@ -468,7 +468,7 @@ void Story::characters(std::string_view text) {
     case Capture::trimmed_text:
       captured_ += text;
       if (captured_.size() > most_kept_bytes) {
-        output_.text(trimmed(captured_));
+        output_.text(word::trimmed(captured_));
         capture_ = Capture::text;
       }
       return;
@@ -685,7 +685,7 @@ const OpcRelationship* Story::relationship(std::string_view id) {
 }
 
 void Story::alternative_text(std::string_view text) {
-  text = trimmed(text);
+  text = word::trimmed(text);
   if (text.empty() || text == last_alternative_text_) return;
   last_alternative_text_ = text;
   output_.begin_deferred();

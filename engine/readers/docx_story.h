@@ -7,11 +7,11 @@
 
 #include "engine/drawing/math_structure.h"
 #include "engine/opc/opc_package.h"
-#include "engine/readers/docx_field.h"
 #include "engine/readers/docx_numbering.h"
-#include "engine/readers/docx_output.h"
 #include "engine/readers/docx_styles.h"
-#include "engine/readers/docx_table.h"
+#include "engine/word/field_stack.h"
+#include "engine/word/story_output.h"
+#include "engine/word/table_stack.h"
 
 namespace trfilter::docx {
 
@@ -19,7 +19,7 @@ namespace trfilter::docx {
 struct StoryContext {
   OpcPackage& package;
   const Styles& styles;
-  Numbering& numbering;
+  word::ListNumbering& numbering;
   TextSink& sink;
 };
 
@@ -105,14 +105,14 @@ class Story final : public XmlHandler {
   StoryContext context_;
   std::string part_;
   SectionListener* listener_;
-  StoryOutput output_;
+  word::StoryOutput output_;
   std::optional<OpcRelationships> relationships_;
   MathStructure math_;
 
   std::vector<Paragraph> paragraphs_;
-  TableStack tables_;
+  word::TableStack tables_;
   std::vector<Box> boxes_;
-  FieldStack fields_;
+  word::FieldStack fields_;
   std::vector<bool> choice_taken_;  ///< of each mc:AlternateContent around
 
   unsigned skipped_ = 0;  ///< depth within an element that is left out

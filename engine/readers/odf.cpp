@@ -24,9 +24,11 @@
 #include "engine/core/engine_error.h"
 #include "engine/core/reader.h"
 #include "engine/readers/odf_content.h"
+#include "engine/readers/odf_files.h"
 #include "engine/readers/odf_flow.h"
 #include "engine/readers/odf_properties.h"
 #include "engine/readers/odf_styles.h"
+#include "engine/xml/inline_files.h"
 #include "engine/xml/xml_parser.h"
 #include "engine/zip/zip_package.h"
 
@@ -96,7 +98,8 @@ class XmlPump {
 class OdfReader final : public Reader {
  public:
   explicit OdfReader(const ReaderContext& context)
-      : document_(context.document),
+      : context_(context),
+        document_(context.document),
         limits_(context.limits),
         content_(flow_, styles_, limits_, [this](std::string_view name) { show_object(name); }) {
     if (document_.head(2) != "PK") return;
@@ -109,6 +112,7 @@ class OdfReader final : public Reader {
 
   bool step(TextSink& sink) override;
   void properties(Properties& properties) override;
+  std::unique_ptr<Subfiles> subfiles() override;
 
  private:
   enum class Stage : std::uint8_t { begin, styles, content };
@@ -121,6 +125,7 @@ class OdfReader final : public Reader {
   void end_pump();
   void show_object(std::string_view reference);
 
+  const ReaderContext context_;
   Document& document_;
   Limits& limits_;
   std::unique_ptr<ZipPackage> package_;  ///< null: a flat document
@@ -229,6 +234,17 @@ void OdfReader::properties(Properties& properties) {
   }
   while (pump && !handler.done() && pump->step()) {
   }
+}
+
+std::unique_ptr<Subfiles> OdfReader::subfiles() {
+  if (package_) return odf_files(*package_, context_);
+  return inline_files(
+      [this](XmlHandler& handler, const bool& done) {
+        XmlPump pump(XmlSource(document_), handler, limits_);
+        while (!done && pump.step()) {
+        }
+      },
+      context_);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "engine/core/property_names.h"
 #include "engine/readers/pdf_strings.h"
 
 namespace trfilter::pdf {
@@ -12,15 +13,15 @@ namespace {
 
 struct Entry {
   const char* key;
-  const char* name;
+  std::string_view name;
   bool is_date;
 };
 
 constexpr std::array entries{
-    Entry{"Title", "Title", false},         Entry{"Subject", "Subject", false},
-    Entry{"Author", "Author", false},       Entry{"Keywords", "Keywords", false},
-    Entry{"Creator", "Application", false}, Entry{"Producer", "Producer", false},
-    Entry{"CreationDate", "Created", true}, Entry{"ModDate", "LastSaved", true},
+    Entry{"Title", property::title, false},         Entry{"Subject", property::subject, false},
+    Entry{"Author", property::author, false},       Entry{"Keywords", property::keywords, false},
+    Entry{"Creator", property::application, false}, Entry{"Producer", property::producer, false},
+    Entry{"CreationDate", property::created, true}, Entry{"ModDate", property::last_saved, true},
 };
 
 std::string text_of(const Object& value) {
@@ -46,11 +47,12 @@ void add_properties(PDFDoc& document, bool custom, Properties& properties) {
       }
     }
   }
-  properties.add("PageCount", std::int32_t{document.getNumPages()});
+  properties.add(property::page_count, std::int32_t{document.getNumPages()});
   const Object catalog = document.getXRef()->getCatalog();
   if (catalog.isDict()) {
     const Object language = catalog.dictLookup("Lang");
-    if (language.isString()) properties.add("Language", text_string(language.getString()->toStr()));
+    if (language.isString())
+      properties.add(property::language, text_string(language.getString()->toStr()));
   }
   if (!custom || !information.isDict()) return;
   for (int i = 0; i < information.dictGetLength(); ++i) {
@@ -62,12 +64,12 @@ void add_properties(PDFDoc& document, bool custom, Properties& properties) {
       // Producers put dates of their own in the same form.
       if (value.getString()->toStr().starts_with("D:")) {
         if (const auto time = date(value.getString()->toStr())) {
-          properties.add(std::string(key), *time);
+          properties.add(key, *time);
           continue;
         }
       }
     }
-    properties.add(std::string(key), text_of(value));
+    properties.add(key, text_of(value));
   }
 }
 

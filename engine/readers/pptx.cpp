@@ -66,7 +66,8 @@ class PresentationHandler final : public XmlHandler {
 
 class PptxReader final : public Reader {
  public:
-  explicit PptxReader(const ReaderContext& context) : package_(context.document, context.limits) {
+  explicit PptxReader(const ReaderContext& context)
+      : context_(context), package_(context.document, context.limits) {
     main_part_ = package_.main_part();
     if (main_part_.empty()) {
       throw EngineError(Code::corrupt, "the package has no presentation part");
@@ -91,6 +92,7 @@ class PptxReader final : public Reader {
   }
 
   void properties(Properties& properties) override { package_.properties(properties); }
+  std::unique_ptr<Subfiles> subfiles() override { return package_.files(context_); }
 
  private:
   void start() {
@@ -178,6 +180,7 @@ class PptxReader final : public Reader {
     sink.end(region);
   }
 
+  const ReaderContext context_;
   OpcPackage package_;
   std::string main_part_;
   bool started_ = false;

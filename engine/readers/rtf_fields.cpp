@@ -5,9 +5,9 @@
 #include <charconv>
 #include <utility>
 
+#include "engine/charset/code_page.h"
 #include "engine/core/symbol_font.h"
 #include "engine/core/utf8.h"
-#include "engine/readers/rtf_code_pages.h"
 
 namespace trfilter::rtf {
 namespace {

@@ -4,6 +4,8 @@
 #include <chrono>
 #include <utility>
 
+#include "engine/core/property_names.h"
+
 namespace trfilter::rtf {
 namespace {
 
@@ -25,16 +27,16 @@ bool to_number(std::string_view text, Number& out) {
 void Information::add_text(std::int32_t name, std::string_view text) {
   std::string value = trimmed(text);
   // A generator's name ends with a semicolon that is not part of it.
-  if (property_name_of(name) == "Application" && value.ends_with(';')) value.pop_back();
-  properties_->add(std::string(property_name_of(name)), std::move(value));
+  if (property_name_of(name) == property::application && value.ends_with(';')) value.pop_back();
+  properties_->add(property_name_of(name), std::move(value));
 }
 
 void Information::add_number(std::int32_t name, std::int32_t value) {
-  properties_->add(std::string(property_name_of(name)), value);
+  properties_->add(property_name_of(name), value);
 }
 
 void Information::add_version(std::int32_t name, std::int32_t value) {
-  properties_->add(std::string(property_name_of(name)), std::to_string(value));
+  properties_->add(property_name_of(name), std::to_string(value));
 }
 
 void Information::set_time_part(Action part, std::int32_t value) {
@@ -64,7 +66,7 @@ void Information::set_time_part(Action part, std::int32_t value) {
 
 void Information::end_time(std::int32_t name) {
   FileTime time;
-  if (to_file_time(time_, time)) properties_->add(std::string(property_name_of(name)), time);
+  if (to_file_time(time_, time)) properties_->add(property_name_of(name), time);
 }
 
 void Information::begin_custom(std::string_view name) {

@@ -7,9 +7,9 @@
 #include <unordered_map>
 #include <vector>
 
+#include "engine/charset/code_page.h"
 #include "engine/core/limits.h"
 #include "engine/core/options.h"
-#include "engine/readers/rtf_code_pages.h"
 #include "engine/readers/rtf_fields.h"
 #include "engine/readers/rtf_flow.h"
 #include "engine/readers/rtf_information.h"

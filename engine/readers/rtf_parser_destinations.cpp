@@ -1,5 +1,6 @@
 #include <utility>
 
+#include "engine/core/property_names.h"
 #include "engine/readers/rtf_parser.h"
 
 namespace trfilter::rtf {
@@ -121,8 +122,8 @@ void Parser::begin_information_destination(const Token& token) {
       break;
     case Action::information_text:
       // Two of them stand outside of the information group.
-      if (group.destination != Destination::information && name != "Application" &&
-          name != "Template") {
+      if (group.destination != Destination::information && name != property::application &&
+          name != property::document_template) {
         return skip_rest_of_group();
       }
       group.destination = Destination::information_value;

@@ -2,6 +2,8 @@
 
 #include <array>
 
+#include "engine/core/property_names.h"
+
 namespace trfilter::rtf {
 namespace {
 
@@ -90,7 +92,7 @@ constexpr auto rows = std::to_array<Row>({
     {"headerf", {Action::header, 0}},
     {"headerl", {Action::header, 0}},
     {"headerr", {Action::header, 0}},
-    {"hlinkbase", {Action::skipped, 0}},
+    {"hlinkbase", {Action::information_text, 19}},
     {"hr", {Action::hour, 0}},
     {"htmltag", {Action::skipped, 0}},
     {"info", {Action::information, 0}},
@@ -159,6 +161,7 @@ constexpr auto rows = std::to_array<Row>({
     {"nesttableprops", {Action::contents, 0}},
     {"nextfile", {Action::skipped, 0}},
     {"nofchars", {Action::information_number, 14}},
+    {"nofcharsws", {Action::information_number, 20}},
     {"nofpages", {Action::information_number, 12}},
     {"nofwords", {Action::information_number, 13}},
     {"nonesttables", {Action::skipped, 0}},
@@ -248,10 +251,27 @@ constexpr auto rows = std::to_array<Row>({
 
 // Values of information words index this list.
 constexpr auto property_names = std::to_array<std::string_view>({
-    "Title",      "Subject",     "Author",      "Manager",   "Company",
-    "LastAuthor", "Category",    "Keywords",    "Comments",  "Created",
-    "LastSaved",  "LastPrinted", "PageCount",   "WordCount", "CharacterCount",
-    "EditTime",   "Revision",    "Application", "Template",
+    property::title,
+    property::subject,
+    property::author,
+    property::manager,
+    property::company,
+    property::last_author,
+    property::category,
+    property::keywords,
+    property::comments,
+    property::created,
+    property::last_saved,
+    property::last_printed,
+    property::page_count,
+    property::word_count,
+    property::character_count,
+    property::edit_time,
+    property::revision,
+    property::application,
+    property::document_template,
+    property::hyperlink_base,
+    property::character_count_with_spaces,
 });
 
 constexpr std::size_t slots = 1024;

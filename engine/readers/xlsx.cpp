@@ -63,13 +63,14 @@ class WorkbookHandler final : public XmlHandler {
 class XlsxReader final : public Reader {
  public:
   explicit XlsxReader(const ReaderContext& context)
-      : options_(context.options), package_(context.document, context.limits) {
+      : context_(context), options_(context.options), package_(context.document, context.limits) {
     workbook_part_ = package_.main_part();
     if (workbook_part_.empty()) throw EngineError(Code::corrupt, "the package has no workbook");
   }
 
   bool step(TextSink& sink) override;
   void properties(Properties& properties) override { package_.properties(properties); }
+  std::unique_ptr<Subfiles> subfiles() override { return package_.files(context_); }
 
  private:
   enum class Stage : std::uint8_t { workbook, strings, next_sheet, rows };
@@ -80,6 +81,7 @@ class XlsxReader final : public Reader {
   void end_sheet(TextSink& sink);
   void show_drawing(TextSink& sink, std::string_view part);
 
+  const ReaderContext context_;
   const Options& options_;
   OpcPackage package_;
   std::string workbook_part_;
@@ -128,8 +130,10 @@ void XlsxReader::read_workbook() {
   package_.parse(workbook_part_, workbook_);
   relationships_ = package_.relationships(workbook_part_);
   if (workbook_.sheets.empty()) throw EngineError(Code::corrupt, "the workbook has no sheet");
-  if (const auto* styles = relationships_.of_kind("styles"))
-    package_.parse(styles->target, formats_);
+  if (const auto* styles = relationships_.of_kind("styles")) {
+    StylesHandler handler(formats_);
+    package_.parse(styles->target, handler);
+  }
 }
 
 void XlsxReader::begin_strings() {

@@ -1,19 +1,12 @@
 #include "engine/readers/xlsx_worksheet.h"
 
-#include <algorithm>
-
 #include "engine/core/engine_error.h"
-#include "engine/readers/xlsx_page_text.h"
+#include "engine/readers/xlsx_shared_strings.h"
 #include "engine/readers/xlsx_values.h"
+#include "engine/spreadsheet/page_text.h"
 
 namespace trfilter {
 namespace {
-
-std::string_view trimmed(std::string_view text) {
-  while (!text.empty() && text.front() == ' ') text.remove_prefix(1);
-  while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
-  return text;
-}
 
 /// Whether General shows a number exactly as it is written: short and without an exponent.
 bool is_general_as_written(std::string_view text) {
@@ -40,7 +33,6 @@ bool is_general_as_written(std::string_view text) {
   return first_digit < point || first_digit - point <= smallest_decimal;
 }
 
-constexpr std::size_t most_hidden_column_ranges = 16'384;
 constexpr std::size_t most_drawings = 1024;
 constexpr std::size_t most_page_texts = 16;
 constexpr std::size_t most_page_text = std::size_t{64} << 10;
@@ -79,9 +71,8 @@ void WorksheetHandler::start_element(const XmlElement& element) {
   } else if (name == "col") {
     const auto first = xlsx_unsigned(element.attribute("min"));
     const auto last = xlsx_unsigned(element.attribute("max"));
-    if (xlsx_boolean(element.attribute("hidden")) && first && last && *first > 0 &&
-        hidden_columns_.size() < most_hidden_column_ranges) {
-      hidden_columns_.emplace_back(*first - 1, *last - 1);
+    if (xlsx_boolean(element.attribute("hidden")) && first && last && *first > 0) {
+      row_.hide_columns(*first - 1, *last - 1);
     }
   } else if (name == "drawing") {
     if (drawings_.size() < most_drawings) drawings_.emplace_back(element.attribute("id"));
@@ -106,13 +97,8 @@ void WorksheetHandler::start_header_or_footer(const XmlElement& element) {
 }
 
 void WorksheetHandler::start_row(const XmlElement& element) {
-  if (row_hidden_) end_row();
   next_column_ = 0;
-  ended_columns_ = 0;
-  row_hidden_ = xlsx_boolean(element.attribute("hidden"));
-  if (row_hidden_) sink_->begin(Region::hidden);
-  row_shown_ = sink_->shown();
-  sink_->begin_row();
+  row_.begin(xlsx_boolean(element.attribute("hidden")));
 }
 
 void WorksheetHandler::start_cell(const XmlElement& element) {
@@ -166,7 +152,7 @@ void WorksheetHandler::end_element(std::string_view name, std::string_view /*uri
   }
   if (name.size() == 1) {
     if (name[0] == 'c') {
-      if (in_cell_ && row_shown_) end_cell();
+      if (in_cell_ && row_.shown()) end_cell();
       in_cell_ = false;
     } else if (name[0] == 't' && capture_) {
       append_xstring(inline_text_, value_);
@@ -174,7 +160,7 @@ void WorksheetHandler::end_element(std::string_view name, std::string_view /*uri
     }
     capture_ = false;
   } else if (name == "row") {
-    end_row();
+    row_.end();
   } else if (name == "rPh") {
     if (phonetic_ > 0) --phonetic_;
   } else if (name == "sheetData") {
@@ -182,14 +168,8 @@ void WorksheetHandler::end_element(std::string_view name, std::string_view /*uri
   }
 }
 
-void WorksheetHandler::end_row() {
-  sink_->row();
-  if (row_hidden_) sink_->end(Region::hidden);
-  row_hidden_ = false;
-}
-
 void WorksheetHandler::finish() {
-  if (in_rows_) end_row();
+  if (in_rows_) row_.end();
   in_rows_ = false;
 }
 
@@ -252,63 +232,16 @@ void WorksheetHandler::end_cell() {
   }
 }
 
-bool WorksheetHandler::column_is_hidden() const {
-  return std::any_of(hidden_columns_.begin(), hidden_columns_.end(), [this](const auto& range) {
-    return column_ >= range.first && column_ <= range.second;
-  });
-}
-
-/// Ends the row's cells before the current one.
-void WorksheetHandler::begin_shown_cell() {
-  if (column_ > ended_columns_) {
-    const unsigned gap = column_ - ended_columns_;
-    sink_->cell(gap > widest_gap ? 1 : gap);
-    ended_columns_ = column_;
-  } else if (ended_columns_ > 0) {
-    sink_->cell();
-  }
-}
-
-void WorksheetHandler::show(std::string_view text, bool hidden_by_format) {
-  if (text.empty()) return;
-  begin_shown_cell();
-  const bool hidden = hidden_by_format || column_is_hidden();
-  if (hidden) sink_->begin(Region::hidden);
-  // A row is one line: line breaks within a cell are blanks.
-  for (std::size_t at = text.find('\n'); at != std::string_view::npos; at = text.find('\n')) {
-    sink_->text(text.substr(0, at));
-    sink_->text(" ");
-    text.remove_prefix(at + 1);
-  }
-  sink_->text(text);
-  if (hidden) sink_->end(Region::hidden);
+void WorksheetHandler::show(std::string_view text) {
+  row_.show(column_, text);
 }
 
 void WorksheetHandler::show_text(std::string_view text) {
-  const NumberFormat& format = tables_.formats.of_style(style_);
-  if (!format.changes_text()) {
-    show(text);
-    return;
-  }
-  shown_.clear();
-  format.append_text(shown_, text);
-  show_formatted(text);
+  row_.show_text(column_, tables_.formats.of_style(style_), text);
 }
 
 void WorksheetHandler::show_number(double value) {
-  shown_.clear();
-  tables_.formats.of_style(style_).append(shown_, value, tables_.dates);
-  show_formatted(value_);
-}
-
-/// Shows what a format made of a value; the value itself, as hidden, when the format hides it.
-void WorksheetHandler::show_formatted(std::string_view value) {
-  const std::string_view text = trimmed(shown_);
-  if (text.empty()) {
-    show(value, true);
-  } else {
-    show(text);
-  }
+  row_.show_number(column_, tables_.formats.of_style(style_), value, tables_.dates);
 }
 
 void WorksheetHandler::show_headers_and_footers(TextSink& sink, std::string_view sheet_name) const {

@@ -1,14 +1,13 @@
 #pragma once
 
-#include <array>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "engine/core/text_sink.h"
-#include "engine/readers/xlsx_shared_strings.h"
-#include "engine/readers/xlsx_styles.h"
+#include "engine/spreadsheet/cell_formats.h"
+#include "engine/spreadsheet/cell_row.h"
+#include "engine/spreadsheet/shared_strings.h"
 #include "engine/xml/xml_parser.h"
 
 namespace trfilter {
@@ -24,14 +23,11 @@ struct WorkbookTables {
 /// is shown behind them.
 class WorksheetHandler final : public XmlHandler {
  public:
-  /// Empty columns between two cells up to which each is a tab; a wider gap is one tab.
-  static constexpr unsigned widest_gap = 64;
-
   /// The tables outlive the handler.
   explicit WorksheetHandler(const WorkbookTables& tables) : tables_(tables) {}
 
   /// Where text goes; to be set before each piece that is parsed and before `finish`.
-  void set_sink(TextSink& sink) { sink_ = &sink; }
+  void set_sink(TextSink& sink) { row_.set_sink(sink); }
 
   /// Ends what is still open when the part ends before its elements do.
   void finish();
@@ -62,33 +58,25 @@ class WorksheetHandler final : public XmlHandler {
 
   void start_row(const XmlElement& element);
   void start_cell(const XmlElement& element);
-  void end_row();
   void start_header_or_footer(const XmlElement& element);
   void end_cell();
-  void begin_shown_cell();
-  void show(std::string_view text, bool hidden_by_format = false);
+  void show(std::string_view text);
   void show_text(std::string_view text);
   void show_number(double value);
-  void show_formatted(std::string_view value);
-  bool column_is_hidden() const;
 
   WorkbookTables tables_;
-  TextSink* sink_ = nullptr;
+  CellRow row_;
   bool damaged_ = false;
   std::vector<std::string> drawings_;
 
   unsigned skipped_depth_ = 0;  ///< inside of extensions
   bool in_rows_ = false;
-  bool row_hidden_ = false;
-  bool row_shown_ = true;
-  std::vector<std::pair<unsigned, unsigned>> hidden_columns_;  ///< first and last
 
   bool in_cell_ = false;
   CellType type_ = CellType::number;
   unsigned style_ = 0;
   unsigned column_ = 0;
   unsigned next_column_ = 0;
-  unsigned ended_columns_ = 0;  ///< of the row, by a tab each
   unsigned phonetic_ = 0;
   bool capture_ = false;
   std::string value_;

@@ -20,6 +20,7 @@
 #include "engine/html/html_tokenizer.h"
 #include "engine/readers/xml_properties.h"
 #include "engine/readers/xml_text.h"
+#include "engine/xml/inline_files.h"
 #include "engine/xml/xml_encoding.h"
 #include "engine/xml/xml_parser.h"
 
@@ -87,7 +88,8 @@ const Encoding* better_encoding(const ReaderContext& context) {
 class XmlReader : public Reader {
  public:
   explicit XmlReader(const ReaderContext& context)
-      : document_(context.document),
+      : context_(context),
+        document_(context.document),
         limits_(context.limits),
         cursor_(context.document),
         encoding_(better_encoding(context)) {}
@@ -120,18 +122,30 @@ class XmlReader : public Reader {
 
   void properties(Properties& properties) override {
     XmlProperties facts(properties);
-    XmlParser parser(facts, limits_);
-    if (encoding_ != nullptr) parser.set_encoding(encoding_->name);
-    DocumentCursor cursor(document_);
-    std::string block(step_size, '\0');
-    while (!cursor.at_end() && cursor.offset() < properties_size) {
-      const std::size_t count = cursor.read(block);
-      if (count == 0) break;
-      parser.feed(std::string_view(block).substr(0, count));
-    }
+    parse(facts, properties_size, false);
+  }
+
+  std::unique_ptr<Subfiles> subfiles() override {
+    return inline_files(
+        [this](XmlHandler& handler, const bool& done) { parse(handler, document_.size(), done); },
+        context_);
   }
 
  private:
+  /// Pushes the document's begin through a handler, until `done` becomes true.
+  void parse(XmlHandler& handler, std::uint64_t most, const bool& done) {
+    XmlParser parser(handler, limits_);
+    if (encoding_ != nullptr) parser.set_encoding(encoding_->name);
+    DocumentCursor cursor(document_);
+    std::string block(step_size, '\0');
+    while (!done && cursor.offset() < most) {
+      const std::size_t count = cursor.read(block);
+      if (count == 0) break;
+      parser.feed(std::string_view(block).substr(0, count));
+      limits_.check_time();
+    }
+  }
+
   /// Reads on behind an error that the parser cannot go on behind.
   void read_on() {
     tolerant_ = std::make_unique<TolerantElements>(*text_, limits_);
@@ -139,6 +153,7 @@ class XmlReader : public Reader {
     tokenizer_->feed(parser_->unread());
   }
 
+  const ReaderContext context_;
   Document& document_;
   Limits& limits_;
   DocumentCursor cursor_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "engine/core/property_names.h"
 #include "engine/html/iso_time.h"
 #include "engine/readers/xml_names.h"
 
@@ -17,27 +18,35 @@ struct Row {
 };
 
 constexpr std::array dublin_core = std::to_array<Row>({
-    {"creator", "Author"},
-    {"date", "Created"},
-    {"description", "Comments"},
-    {"language", "Language"},
-    {"subject", "Keywords"},
-    {"title", "Title"},
+    {"contributor", property::contributor},
+    {"coverage", property::coverage},
+    {"creator", property::author},
+    {"date", property::created},
+    {"description", property::comments},
+    {"identifier", property::identifier},
+    {"language", property::language},
+    {"publisher", property::publisher},
+    {"relation", property::relation},
+    {"rights", property::copyright},
+    {"source", property::source},
+    {"subject", property::keywords},
+    {"title", property::title},
+    {"type", property::document_type},
 });
 
 constexpr std::array channel = std::to_array<Row>({
-    {"description", "Subject"},
-    {"generator", "Application"},
-    {"language", "Language"},
-    {"managingEditor", "Author"},
-    {"subtitle", "Subject"},
-    {"title", "Title"},
-    {"updated", "LastSaved"},
+    {"description", property::comments},
+    {"generator", property::application},
+    {"language", property::language},
+    {"managingEditor", property::author},
+    {"subtitle", property::comments},
+    {"title", property::title},
+    {"updated", property::last_saved},
 });
 
 constexpr std::array outline_head = std::to_array<Row>({
-    {"ownerName", "Author"},
-    {"title", "Title"},
+    {"ownerName", property::author},
+    {"title", property::title},
 });
 
 template <typename Rows>
@@ -67,7 +76,7 @@ std::string_view XmlProperties::property_of(const XmlElement& element) const {
   const std::string_view name = element.name();
   if (item_depth_ != 0) return {};
   if (element.uri() == xml_namespace::dublin_core) return find_property(dublin_core, name);
-  if (depth_ == 2 && element.uri() == xml_namespace::svg && name == "title") return "Title";
+  if (depth_ == 2 && element.uri() == xml_namespace::svg && name == "title") return property::title;
   if (depth_ == 2 && element.uri() == xml_namespace::atom) return find_property(channel, name);
   if (depth_ == 3 && (root_ == "rss" || root_ == "RDF") && parent_ == "channel") {
     return find_property(channel, name);
@@ -96,7 +105,7 @@ void XmlProperties::characters(std::string_view text) {
 void XmlProperties::end_element(std::string_view, std::string_view) {
   if (depth_ == property_depth_) {
     property_depth_ = 0;
-    if (property_ == "Created" || property_ == "LastSaved") {
+    if (property_ == property::created || property_ == property::last_saved) {
       if (const auto time = parse_iso_time(collapsed(value_))) properties_->add(property_, *time);
     } else {
       properties_->add(property_, collapsed(value_));

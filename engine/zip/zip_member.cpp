@@ -43,6 +43,8 @@ class MemberPart : public ZipPackage::Part {
     return count;
   }
 
+  std::uint64_t packed_bytes() const final { return at_ - data_.offset; }
+
  protected:
   /// Fills `out` as far as it goes; sets `ended_` or `error_` when there is no more.
   virtual std::size_t unpack(std::span<char> out) = 0;

@@ -2,11 +2,15 @@
 
 #include <minizip/unzip.h>
 
+#include <algorithm>
+#include <chrono>
 #include <exception>
+#include <limits>
 #include <optional>
 #include <unordered_map>
 
 #include "engine/core/engine_error.h"
+#include "engine/zip/little_endian.h"
 #include "engine/zip/zip_member.h"
 #include "engine/zip/zip_recovery.h"
 
@@ -15,6 +19,8 @@ namespace {
 
 constexpr unsigned long flag_encrypted = 1u << 0;
 constexpr std::size_t usual_name_size = 256;
+// A size of an entry that stands in its extra field.
+constexpr ZPOS64_T in_zip64_field = 0xFFFFFFFF;
 
 /// A member's name as it is compared.
 std::string comparable(std::string_view name) {
@@ -25,6 +31,44 @@ std::string comparable(std::string_view name) {
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
   }
   return result;
+}
+
+/// The sizes that stand in the zip64 extra field (APPNOTE 4.5.3), in the order of the fields that
+/// have no room for them.
+void read_zip64_sizes(std::string_view extra, unz_file_info64& info) {
+  constexpr std::uint64_t zip64_field = 1;
+  std::size_t at = 0;
+  while (true) {
+    const auto id = little_endian(extra, at, 2);
+    const auto size = little_endian(extra, at + 2, 2);
+    if (!id || !size) return;
+    at += 4;
+    if (*id == zip64_field) break;
+    at += static_cast<std::size_t>(*size);
+  }
+  for (ZPOS64_T* field : {&info.uncompressed_size, &info.compressed_size}) {
+    if (*field != in_zip64_field) continue;
+    const auto value = little_endian(extra, at, 8);
+    if (!value) return;
+    *field = *value;
+    at += 8;
+  }
+}
+
+/// Local times are taken as UTC: the format does not say where they are local.
+FileTime time_of(const tm_unz& date) {
+  using std::chrono::day;
+  using std::chrono::month;
+  using std::chrono::year;
+  const std::chrono::year_month_day calendar{year{static_cast<int>(date.tm_year)},
+                                             month{static_cast<unsigned>(date.tm_mon) + 1},
+                                             day{static_cast<unsigned>(date.tm_mday)}};
+  constexpr uInt first_year = 1980;
+  if (!calendar.ok() || date.tm_year <= first_year) return {};
+  const auto time = std::chrono::sys_days{calendar}.time_since_epoch() +
+                    std::chrono::hours{date.tm_hour} + std::chrono::minutes{date.tm_min} +
+                    std::chrono::seconds{date.tm_sec};
+  return FileTime::from_unix_seconds(std::chrono::seconds{time}.count());
 }
 
 /// The document as minizip reads it. What the document throws is kept for after the call.
@@ -96,6 +140,7 @@ struct ZipPackage::State {
   struct Member {
     unz64_file_pos position{};          ///< in the directory
     std::optional<ZipMemberData> data;  ///< once located
+    Stated stated;
   };
 
   void add(std::string name, const Member& member) {
@@ -103,6 +148,20 @@ struct ZipPackage::State {
       names.push_back(std::move(name));
       members.push_back(member);
     }
+  }
+
+  /// Puts the sizes of the current entry's extra field where the entry refers to it.
+  int complete_sizes(unz_file_info64& info) {
+    if (info.size_file_extra == 0 ||
+        (info.uncompressed_size != in_zip64_field && info.compressed_size != in_zip64_field)) {
+      return UNZ_OK;
+    }
+    std::string extra(info.size_file_extra, '\0');
+    unz_file_info64 again{};
+    const int status =
+        unzGetCurrentFileInfo64(zip, &again, nullptr, 0, extra.data(), extra.size(), nullptr, 0);
+    if (status == UNZ_OK) read_zip64_sizes(extra, info);
+    return status;
   }
 
   /// @return whether the directory could be read to its end
@@ -130,6 +189,10 @@ struct ZipPackage::State {
       if (status == UNZ_OK) status = unzGetFilePos64(zip, &member.position);
       if (status != UNZ_OK) break;
       name.resize(info.size_filename);
+      if (complete_sizes(info) != UNZ_OK) break;
+      constexpr auto most = static_cast<ZPOS64_T>(std::numeric_limits<std::int64_t>::max());
+      member.stated.size = static_cast<std::int64_t>(std::min(info.uncompressed_size, most));
+      member.stated.time = time_of(info.tmu_date);
       add(name, member);
       limits.check_time();
       status = unzGoToNextFile(zip);
@@ -144,7 +207,7 @@ struct ZipPackage::State {
     for (RecoveredZipMember& found : recover_zip_members(document, limits)) {
       const auto known = by_name.find(comparable(found.name));
       if (known == by_name.end()) {
-        add(std::move(found.name), Member{{}, found.data});
+        add(std::move(found.name), Member{{}, found.data, {}});
       } else if (!members[known->second].data) {
         members[known->second].data = found.data;
       }
@@ -167,6 +230,7 @@ struct ZipPackage::State {
     if (status == UNZ_OK) {
       status = unzGetCurrentFileInfo64(zip, &info, nullptr, 0, nullptr, 0, nullptr, 0);
     }
+    if (status == UNZ_OK) status = complete_sizes(info);
     file.rethrow();
     if (status != UNZ_OK) return std::nullopt;
 
@@ -220,6 +284,11 @@ const std::vector<std::string>& ZipPackage::names() const {
 
 bool ZipPackage::contains(std::string_view name) const {
   return state_->by_name.contains(comparable(name));
+}
+
+ZipPackage::Stated ZipPackage::stated(std::string_view name) const {
+  const auto found = state_->by_name.find(comparable(name));
+  return found == state_->by_name.end() ? Stated{} : state_->members[found->second].stated;
 }
 
 std::unique_ptr<ZipPackage::Part> ZipPackage::open(std::string_view name) {

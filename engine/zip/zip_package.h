@@ -9,6 +9,7 @@
 
 #include "engine/core/document.h"
 #include "engine/core/limits.h"
+#include "engine/core/properties.h"
 
 namespace trfilter {
 
@@ -34,6 +35,15 @@ class ZipPackage {
   /// Packaging Conventions compare part names. A leading '/' is ignored.
   bool contains(std::string_view name) const;
 
+  /// What the directory says of a member. A size is a claim: what comes out may be more or less.
+  struct Stated {
+    std::int64_t size = 0;  ///< unpacked; 0 when nothing is said
+    FileTime time;  ///< none for the first day of the format's calendar, which means "not known"
+  };
+
+  /// @return zeros when there is no member of this name, or the directory is missing
+  Stated stated(std::string_view name) const;
+
   /// One member, read from its begin to its end.
   class Part {
    public:
@@ -42,6 +52,8 @@ class ZipPackage {
     /// @throws EngineError code 4 for damaged data or a wrong checksum, code 43 for a compression
     ///         method that is not supported, code 8 for an encrypted member
     virtual std::size_t read(std::span<char> out) = 0;
+    /// Packed bytes that have been read so far.
+    virtual std::uint64_t packed_bytes() const = 0;
   };
 
   /// Opens a member for reading. Several may be open at once.

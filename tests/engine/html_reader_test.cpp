@@ -231,7 +231,7 @@ TEST(HtmlReader, TheHeadGivesProperties) {
       Format::html);
   EXPECT_EQ(property(properties, "Title"), "One title");
   EXPECT_EQ(property(properties, "Author"), "A. & B.");
-  EXPECT_EQ(property(properties, "Subject"), "what it is");
+  EXPECT_EQ(property(properties, "Comments"), "what it is");
   EXPECT_EQ(property(properties, "Keywords"), "k");
   EXPECT_EQ(property(properties, "Application"), "g");
   EXPECT_EQ(property(properties, "Language"), "de");

@@ -109,5 +109,16 @@ TEST(Limits, TakesNoSecondsForNoTimeOut) {
   }
 }
 
+TEST(Limits, CountsReadersThatWorkWithinEachOther) {
+  Limits::Bounds bounds;
+  bounds.nested_readers = 2;
+  Limits limits(bounds);
+  limits.enter_reader();
+  limits.enter_reader();
+  EXPECT_EQ(code_of([&] { limits.enter_reader(); }), Code::nested_too_deep);
+  limits.leave_reader();
+  EXPECT_EQ(code_of([&] { limits.enter_reader(); }), Code::success);
+}
+
 }  // namespace
 }  // namespace trfilter

@@ -480,6 +480,17 @@ TEST(OdfReader, ReadsTypedProperties) {
   EXPECT_EQ(std::get<double>(found["n"]), 2.5);
 }
 
+TEST(OdfReader, TellsCharactersWithBlanksFromThoseWithout) {
+  ZipWriter writer = package(content_document("<text:p>a</text:p>"));
+  writer.add("meta.xml", "<office:document-meta" + namespaces() +
+                             "><office:meta><meta:document-statistic meta:character-count='12' "
+                             "meta:non-whitespace-character-count='10'/>"
+                             "</office:meta></office:document-meta>");
+  auto found = properties_of(writer);
+  EXPECT_EQ(std::get<std::int32_t>(found["CharacterCount"]), 10);
+  EXPECT_EQ(std::get<std::int32_t>(found["CharacterCountWithSpaces"]), 12);
+}
+
 TEST(OdfReader, TakesTheLastAuthorForTheFirstWhereOnlyThatIsStated) {
   ZipWriter writer = package(content_document("<text:p>a</text:p>"));
   writer.add("meta.xml", "<office:document-meta" + namespaces() +

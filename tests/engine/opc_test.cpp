@@ -92,7 +92,7 @@ TEST(OpcPackage, ReadsCoreExtendedAndCustomProperties) {
       R"(<cp:coreProperties xmlns:cp="c" xmlns:dc="d" xmlns:dcterms="t"><dc:title> A title </dc:title><dc:creator>Ada</dc:creator><cp:lastModifiedBy>Bob</cp:lastModifiedBy><dc:description/><dcterms:created>2024-02-29T12:00:00Z</dcterms:created><dcterms:modified>nonsense</dcterms:modified></cp:coreProperties>)");
   source.part(
       "docProps/app.xml",
-      R"(<Properties><Application>Writer</Application><TotalTime>12</TotalTime><Pages>3</Pages><Words>many</Words><TitlesOfParts><Pages>9</Pages></TitlesOfParts></Properties>)");
+      R"(<Properties><Application>Writer</Application><TotalTime>12</TotalTime><Pages>3</Pages><Words>many</Words><AppVersion>16.0000</AppVersion><CharactersWithSpaces>70</CharactersWithSpaces><DocSecurity>8</DocSecurity><HyperlinkBase>http://b/</HyperlinkBase><TitlesOfParts><Pages>9</Pages></TitlesOfParts></Properties>)");
   source.part(
       "docProps/custom.xml",
       R"(<Properties xmlns:vt="v"><property name="Flag"><vt:bool>true</vt:bool></property><property name="Count"><vt:i4>-5</vt:i4></property><property name="Share"><vt:r8>0.25</vt:r8></property><property name="When"><vt:filetime>2010-12-30T23:00:00Z</vt:filetime></property><property name="Word"><vt:lpwstr>text</vt:lpwstr></property></Properties>)");
@@ -108,6 +108,10 @@ TEST(OpcPackage, ReadsCoreExtendedAndCustomProperties) {
   EXPECT_EQ(std::get<std::int32_t>(*find(properties, "EditTime")), 12);
   EXPECT_EQ(std::get<std::int32_t>(*find(properties, "PageCount")), 3);
   EXPECT_EQ(find(properties, "WordCount"), nullptr);
+  EXPECT_EQ(text(properties, "ApplicationVersion"), "16.0000");
+  EXPECT_EQ(std::get<std::int32_t>(*find(properties, "CharacterCountWithSpaces")), 70);
+  EXPECT_EQ(std::get<std::int32_t>(*find(properties, "Security")), 8);
+  EXPECT_EQ(text(properties, "HyperlinkBase"), "http://b/");
   EXPECT_TRUE(std::get<bool>(*find(properties, "Flag")));
   EXPECT_EQ(std::get<std::int32_t>(*find(properties, "Count")), -5);
   EXPECT_EQ(std::get<double>(*find(properties, "Share")), 0.25);

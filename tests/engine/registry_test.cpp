@@ -16,7 +16,7 @@ class RegistryTest : public testing::Test {
     Detection detection;
     detection.format = format;
     try {
-      modules.open(ReaderContext{document, options_, limits_, detection});
+      modules.open(ReaderContext{document, options_, limits_, detection, modules});
     } catch (const EngineError& error) {
       return error.code();
     }

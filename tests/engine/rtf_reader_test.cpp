@@ -498,7 +498,8 @@ TEST(RtfReader, ReadsProperties) {
       "{\\operator You}{\\keywords k1 k2}{\\doccomm C}{\\*\\category Cat}{\\*\\manager "
       "M}{\\*\\company Co}"
       "{\\creatim\\yr2009\\mo6\\dy10\\hr9\\min5\\sec7}{\\revtim\\yr2010\\mo1\\dy1}{\\printim\\yr0}"
-      "\\version3\\edmins12\\nofpages2\\nofwords30\\nofchars400\\vern1}{\\*\\template T.dot}body}");
+      "\\version3\\edmins12\\nofpages2\\nofwords30\\nofchars400\\nofcharsws431\\vern1{\\*"
+      "\\hlinkbase http://b/}}{\\*\\template T.dot}body}");
   EXPECT_EQ(property<std::string>(properties, "Title"), "A \u00E9");
   EXPECT_EQ(property<std::string>(properties, "Subject"), "S");
   EXPECT_EQ(property<std::string>(properties, "Author"), "Me");
@@ -515,6 +516,8 @@ TEST(RtfReader, ReadsProperties) {
   EXPECT_EQ(property<std::int32_t>(properties, "PageCount"), 2);
   EXPECT_EQ(property<std::int32_t>(properties, "WordCount"), 30);
   EXPECT_EQ(property<std::int32_t>(properties, "CharacterCount"), 400);
+  EXPECT_EQ(property<std::int32_t>(properties, "CharacterCountWithSpaces"), 431);
+  EXPECT_EQ(property<std::string>(properties, "HyperlinkBase"), "http://b/");
   ASSERT_TRUE(property<FileTime>(properties, "Created"));
   EXPECT_EQ(property<FileTime>(properties, "Created")->ticks,
             FileTime::from_unix_seconds(1'244'624'707).ticks);

@@ -14,7 +14,7 @@ using namespace trfilter;
 void read_all(Document& document, const Options& options, Limits& limits,
               const Detection& detection) {
   static const ReaderModules modules{TARNIS_ENGINE_DIRECTORY};
-  const ReaderContext context{document, options, limits, detection};
+  const ReaderContext context{document, options, limits, detection, modules};
   const auto reader = modules.open(context);
   Properties properties;
   reader->properties(properties);

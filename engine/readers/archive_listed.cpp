@@ -1,0 +1,212 @@
+// Archives that libarchive walks through. One pass lists the members; another extracts them, as
+// long as they are asked for in their order. Going back begins again, but for tar and cpio files
+// that are not compressed: those are entered at any member's header.
+
+#include "engine/readers/archive_listed.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <utility>
+
+#include "engine/core/engine_error.h"
+#include "engine/members/member_list.h"
+#include "engine/readers/archive_subfiles.h"
+
+namespace trfilter {
+namespace {
+
+using Kind = LibraryArchive::Kind;
+using Header = LibraryArchive::Header;
+
+constexpr std::uint8_t mark_link = 1;
+constexpr std::uint8_t mark_special = 2;
+constexpr std::uint8_t mark_encrypted = 4;
+
+class ListedArchive final : public Subfiles {
+ public:
+  ListedArchive(const ReaderContext& context, Kind kind, ArchiveSource source)
+      : context_(context),
+        kind_(kind),
+        source_(std::move(source)),
+        meter_(context.limits),
+        list_(context.options, context.limits) {
+    enters_anywhere_ = source_.seekable && (kind == Kind::tar || kind == Kind::cpio);
+    try {
+      begin_pass(0, 0);
+      while (advance()) add_member();
+    } catch (const EngineError& error) {
+      const bool fatal = error.code() == Code::timed_out || error.code() == Code::out_of_memory;
+      if (list_.size() == 0 || fatal) throw;
+      end_.break_off();
+    }
+    list_.finish();
+    archive_.reset();
+  }
+
+  std::size_t count() const override { return list_.size() + (end_.broken_off() ? 1 : 0); }
+
+  Subfile describe(std::size_t index) override {
+    if (index >= list_.size()) end_.rethrow();
+    return list_.describe(index);
+  }
+
+  Extraction extract(std::size_t index, ByteOutput& output, bool /*formatted_mail*/) override {
+    if (index >= list_.size()) end_.rethrow();
+    const std::uint8_t marks = list_.marks(index);
+    if ((marks & mark_encrypted) != 0) {
+      throw EngineError(Code::password_protected,
+                        "the member is encrypted in a way that cannot be decrypted");
+    }
+    if (list_.is_folder(index) || (marks & mark_special) != 0) return {};
+    try {
+      go_to(index);
+      if ((marks & mark_link) != 0) {
+        return {.external = true, .location = list_.decoded(archive_->header().link_target)};
+      }
+      copy(output);
+    } catch (...) {
+      // What libarchive can do after an error depends on the format; a new pass always works.
+      archive_.reset();
+      throw;
+    }
+    return {};
+  }
+
+ private:
+  void begin_pass(std::uint64_t offset, std::size_t index) {
+    archive_.reset();
+    meter_.restart();
+    archive_ = std::make_unique<LibraryArchive>(source_.open(offset), &meter_);
+    next_ = index;
+    archive_->open(kind_);
+  }
+
+  /// The next member that is one. The symbol and name tables of ar are none.
+  bool advance() {
+    while (archive_->next()) {
+      const std::string_view name = archive_->header().name;
+      const bool table = kind_ == Kind::ar && (name == "/" || name == "//" || name == "/SYM64/" ||
+                                               name.starts_with("__.SYMDEF"));
+      if (table) continue;
+      ++next_;
+      return true;
+    }
+    return false;
+  }
+
+  void add_member() {
+    const Header header = archive_->header();
+    MemberFacts facts;
+    facts.name = header.name;
+    facts.folder = header.type == Header::Type::folder;
+    facts.time = header.time;
+    facts.locator = header.header_position;
+    if (header.type == Header::Type::file) {
+      facts.size = header.size;
+      if (enters_anywhere_ && !header.sparse) {
+        const std::uint64_t left = source_.size - std::min(source_.size, header.data_position);
+        facts.size = static_cast<std::int64_t>(
+            std::min(static_cast<std::uint64_t>(std::max<std::int64_t>(0, facts.size)), left));
+      }
+    }
+    if (header.type == Header::Type::link) facts.marks |= mark_link;
+    if (header.type == Header::Type::special) facts.marks |= mark_special;
+    if (header.encrypted) facts.marks |= mark_encrypted;
+    list_.add(facts);
+  }
+
+  /// Makes `index` the pass's current member.
+  void go_to(std::size_t index) {
+    const bool ahead = archive_ != nullptr && index >= next_;
+    if (enters_anywhere_ && !(ahead && index == next_)) {
+      begin_pass(list_.locator(index), index);
+    } else if (!ahead) {
+      begin_pass(0, 0);
+    }
+    while (next_ <= index) {
+      if (!advance()) throw EngineError(Code::archive_broken, "the archive ended early");
+      context_.limits.check_time();
+    }
+  }
+
+  void copy(ByteOutput& output) {
+    std::uint64_t written = 0;
+    const auto write_hole = [&](std::uint64_t end) {
+      static constexpr std::array<char, std::size_t{64} << 10> zeros{};
+      while (written < end) {
+        const auto count =
+            static_cast<std::size_t>(std::min<std::uint64_t>(zeros.size(), end - written));
+        meter_.add_unpacked(count);
+        output.write({zeros.data(), count});
+        written += count;
+      }
+    };
+    std::string_view block;
+    std::uint64_t offset = 0;
+    while (archive_->read_block(block, offset)) {
+      write_hole(offset);
+      // A compressed stream has counted its bytes already.
+      if (source_.seekable) meter_.add_unpacked(block.size());
+      output.write(block);
+      written += block.size();
+      context_.limits.check_time();
+    }
+    write_hole(offset);
+  }
+
+  ReaderContext context_;
+  Kind kind_;
+  ArchiveSource source_;
+  ExpansionMeter meter_;
+  MemberList list_;
+  ListEnd end_;
+  bool enters_anywhere_ = false;
+  std::unique_ptr<LibraryArchive> archive_;
+  std::size_t next_ = 0;  ///< the member that the pass's next header is of
+};
+
+Kind kind_of(Format format) {
+  switch (format) {
+    case Format::cpio:
+    case Format::cpio_crc:
+      return Kind::cpio;
+    case Format::seven_zip:
+      return Kind::seven_zip;
+    case Format::rar:
+      return Kind::rar;
+    case Format::iso_9660:
+      return Kind::iso_9660;
+    case Format::lha:
+      return Kind::lha;
+    case Format::ar:
+      return Kind::ar;
+    case Format::xar:
+      return Kind::xar;
+    default:
+      return Kind::tar;
+  }
+}
+
+}  // namespace
+
+std::unique_ptr<Subfiles> list_archive(const ReaderContext& context, Kind kind,
+                                       ArchiveSource source) {
+  return std::make_unique<ListedArchive>(context, kind, std::move(source));
+}
+
+ArchiveSource document_source(const ReaderContext& context) {
+  ArchiveSource source;
+  source.seekable = true;
+  source.size = context.document.size();
+  source.open = [&document = context.document, &limits = context.limits](std::uint64_t offset) {
+    return std::make_unique<DocumentStream>(document, limits, offset);
+  };
+  return source;
+}
+
+std::unique_ptr<Subfiles> open_listed_archive(const ReaderContext& context) {
+  return list_archive(context, kind_of(context.detection.format), document_source(context));
+}
+
+}  // namespace trfilter

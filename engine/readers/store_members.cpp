@@ -1,0 +1,184 @@
+#include "engine/readers/store_members.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "engine/core/engine_error.h"
+#include "engine/core/utf8.h"
+#include "engine/mapi/item_output.h"
+#include "engine/mapi/property_ids.h"
+
+namespace trfilter::store {
+namespace {
+
+// Folders within each other; the library needs the stack for each.
+constexpr std::size_t deepest_folder = 64;
+constexpr std::size_t most_folders = 1'000'000;
+
+// The kind of a node is in its number, [MS-PST] 2.2.2.1.
+constexpr std::uint32_t node_kind = 0x1F;
+constexpr std::uint32_t search_folder = 0x03;
+
+/// A name as a part of a path.
+std::string path_part(std::string name) {
+  constexpr std::size_t longest = 255;
+  if (name.size() > longest) name.resize(clean_utf8_prefix(name.substr(0, longest)));
+  for (char& c : name) {
+    if (c == '/' || static_cast<unsigned char>(c) < ' ') c = '_';
+  }
+  if (name.empty()) name = "untitled";
+  return name;
+}
+
+std::size_t checked_count(bool known, int count) {
+  return known && count > 0 ? static_cast<std::size_t>(count) : 0;
+}
+
+}  // namespace
+
+StoreMembers::StoreMembers(const ReaderContext& context, Library& library)
+    : context_(context), library_(&library) {
+  add_folders();
+}
+
+/// Goes through all folders, depth first.
+void StoreMembers::add_folders() {
+  struct Open {
+    Item item;
+    std::size_t place;  ///< in `folders_`
+    int next = 0;       ///< of its folders
+    int folder_count = 0;
+  };
+  std::vector<Open> open;
+  const auto enter = [&](Item item, Folder folder) {
+    int items = 0;
+    int folders = 0;
+    const bool has_items =
+        library_->check(libpff_folder_get_number_of_sub_messages(item.get(), &items, nullptr));
+    const bool has_folders =
+        library_->check(libpff_folder_get_number_of_sub_folders(item.get(), &folders, nullptr));
+    folder.item_count = checked_count(has_items, items);
+    count_ = folder.first_item + folder.item_count;
+    context_.limits.check_members(count_);
+    const std::size_t place = folders_.size();
+    folders_.push_back(std::move(folder));
+    const bool entered = has_folders && open.size() < deepest_folder;
+    open.push_back({std::move(item), place, 0, entered ? folders : 0});
+  };
+  enter(library_->root_folder(), {0, 0, 0, 0, {}, {}});
+  while (!open.empty()) {
+    Open& top = open.back();
+    if (top.next >= top.folder_count || folders_.size() >= most_folders) {
+      open.pop_back();
+      continue;
+    }
+    const int place = top.next++;
+    libpff_item_t* found = nullptr;
+    if (!library_->check(libpff_folder_get_sub_folder(top.item.get(), place, &found, nullptr))) {
+      continue;
+    }
+    Item item(found);
+    uint32_t identifier = 0;
+    const bool known = library_->check(libpff_item_get_identifier(found, &identifier, nullptr));
+    // A search folder shows items of other folders.
+    if (known && (identifier & node_kind) == search_folder) continue;
+    ItemProperties properties(*library_, found);
+    std::string path =
+        folders_[top.place].path + path_part(properties.text(mapi::id::display_name)) + '/';
+    folders_[top.place].folders.push_back(folders_.size());
+    enter(std::move(item), {count_ + 1, 0, top.place, place, std::move(path), {}});
+  }
+}
+
+/// The folder that an index belongs to: of the folder itself or of one of its items.
+std::size_t StoreMembers::folder_of(std::size_t index) const {
+  const auto next = std::ranges::upper_bound(folders_.begin() + 1, folders_.end(), index + 1, {},
+                                             &Folder::first_item);
+  return static_cast<std::size_t>(next - folders_.begin()) - 1;
+}
+
+std::int32_t StoreMembers::index_of(std::size_t folder) const {
+  return folder == 0 ? Subfile::no_parent
+                     : static_cast<std::int32_t>(folders_[folder].first_item - 1);
+}
+
+libpff_item_t* StoreMembers::open_folder(std::size_t folder) {
+  if (open_folder_ && open_folder_place_ == folder) return open_folder_.get();
+  std::vector<std::size_t> way;
+  for (std::size_t at = folder; at != 0; at = folders_[at].parent) way.push_back(at);
+  Item item = library_->root_folder();
+  for (; !way.empty(); way.pop_back()) {
+    libpff_item_t* next = nullptr;
+    if (!library_->check(
+            libpff_folder_get_sub_folder(item.get(), folders_[way.back()].place, &next, nullptr))) {
+      throw EngineError(Code::corrupt, "a folder of the mail store cannot be opened");
+    }
+    item.reset(next);
+  }
+  open_folder_ = std::move(item);
+  open_folder_place_ = folder;
+  return open_folder_.get();
+}
+
+std::unique_ptr<StoreMessage> StoreMembers::open_item(std::size_t index) {
+  const std::size_t folder = folder_of(index);
+  const auto number = static_cast<int>(index - folders_[folder].first_item);
+  libpff_item_t* item = nullptr;
+  if (!library_->check(
+          libpff_folder_get_sub_message(open_folder(folder), number, &item, nullptr))) {
+    throw EngineError(Code::corrupt, "an item of the mail store cannot be opened");
+  }
+  return std::make_unique<StoreMessage>(*library_, Item(item));
+}
+
+Subfile StoreMembers::describe(std::size_t index) {
+  const std::size_t place = folder_of(index);
+  const Folder& folder = folders_[place];
+  Subfile member;
+  if (is_folder(index, folder)) {
+    member.kind = SubfileKind::folder;
+    member.name = folder.path.substr(0, folder.path.size() - 1);
+    member.parent = index_of(folder.parent);
+    for (std::size_t i = 0; i < folder.item_count; ++i) {
+      member.children.push_back(static_cast<std::int32_t>(folder.first_item + i));
+    }
+    for (const std::size_t inner : folder.folders) member.children.push_back(index_of(inner));
+    return member;
+  }
+  member.kind = SubfileKind::message;
+  member.parent = index_of(place);
+  member.name = folder.path;
+  try {
+    const auto message = open_item(index);
+    member.kind = mapi::item_kind(*message);
+    member.name += path_part(mapi::item_title(*message));
+    mapi::PropertySource& properties = message->properties();
+    for (const std::uint16_t time : {mapi::id::client_submit_time, mapi::id::message_delivery_time,
+                                     mapi::id::last_modification_time, mapi::id::creation_time}) {
+      if (member.time.ticks == 0) member.time = properties.time(time);
+    }
+  } catch (const EngineError& error) {
+    // It stays a member, so that extracting it tells what is wrong.
+    if (error.code() != Code::corrupt) throw;
+    member.name += path_part({});
+  }
+  return member;
+}
+
+Subfiles::Extraction StoreMembers::extract(std::size_t index, ByteOutput& output,
+                                           bool formatted_mail) {
+  if (is_folder(index, folders_[folder_of(index)])) {
+    throw EngineError(Code::invalid_argument, "a folder has no bytes");
+  }
+  const auto message = open_item(index);
+  mapi::write_item(context_, *message, formatted_mail, output);
+  return {};
+}
+
+void StoreMembers::mail_fields(std::size_t index, Properties& fields) {
+  if (is_folder(index, folders_[folder_of(index)])) return;
+  const auto message = open_item(index);
+  add_mail_fields(mapi::mail_headers(*message), fields);
+}
+
+}  // namespace trfilter::store
