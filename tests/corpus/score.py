@@ -52,22 +52,27 @@ def family_of(name):
     return "others"
 
 
-def read(tarnis, path, password, sanitized):
-    """One document. Returns its text, the exit status, and why the run fails because of it or None."""
-    command = [tarnis, "text", "--ip", "--header", "--timeout", str(SECONDS_A_DOCUMENT)]
-    if password:
-        command += ["--password", password]
-    limit = [] if sanitized else ["prlimit", f"--as={MEMORY_A_DOCUMENT}"]
+def environment_for(sanitized):
     environment = dict(os.environ)
     if sanitized:
         # The readers' modules share the engine's core, so one global may come twice. The leak checker
         # dies on the thread-local data of libraries that were loaded at run time.
         environment["ASAN_OPTIONS"] = "detect_odr_violation=0:" + environment.get("ASAN_OPTIONS", "")
         environment["LSAN_OPTIONS"] = "use_tls=0:print_suppressions=0"
+    return environment
+
+
+def read(tarnis, path, password, sanitized):
+    """One document. Returns its text, the exit status, and why the run fails because of it or None."""
+    command = [tarnis, "text", "--ip", "--header", "--timeout", str(SECONDS_A_DOCUMENT)]
+    if password:
+        command += ["--password", password]
+    limit = [] if sanitized else ["prlimit", f"--as={MEMORY_A_DOCUMENT}"]
     with tempfile.TemporaryFile() as errors:
         try:
             run = subprocess.run(limit + command + [path], stdout=subprocess.PIPE, stderr=errors,
-                                 timeout=SECONDS_A_DOCUMENT * 2, env=environment, check=False)
+                                 timeout=SECONDS_A_DOCUMENT * 2, env=environment_for(sanitized),
+                                 check=False)
         except subprocess.TimeoutExpired:
             return "", -1, "hangs"
         errors.seek(0)
@@ -89,7 +94,7 @@ COMPARED_JOBS = (["text", "--header"], ["detect", "--json"], ["metadata"], ["lis
                  ["mail", "--json"], ["container"])
 
 
-def compare_isolation(tarnis, corpus, facts, names):
+def compare_isolation(tarnis, corpus, facts, names, sanitized):
     """Does each job on each document in process and out of process. Returns what differs."""
     def one(name):
         path = os.path.join(corpus, "files", name)
@@ -98,8 +103,8 @@ def compare_isolation(tarnis, corpus, facts, names):
             command = [tarnis, *job, "--timeout", str(SECONDS_A_DOCUMENT), path]
             if facts[name].get("password"):
                 command += ["--password", facts[name]["password"]]
-            inside, outside = (subprocess.run(command + how, capture_output=True, check=False)
-                               for how in (["--ip"], []))
+            inside, outside = (subprocess.run(command + how, capture_output=True, check=False,
+                                              env=environment_for(sanitized)) for how in (["--ip"], []))
             if (inside.returncode, inside.stdout) != (outside.returncode, outside.stdout):
                 differences.append(f"{name}: {job[0]} is another out of process, status "
                                    f"{outside.returncode} for {inside.returncode}")
@@ -132,7 +137,8 @@ def main():
                    if not arguments.family or family_of(name) == arguments.family)
 
     if arguments.compare_isolation:
-        differences = compare_isolation(arguments.tarnis, arguments.corpus, facts, names)
+        differences = compare_isolation(arguments.tarnis, arguments.corpus, facts, names,
+                                        arguments.sanitized)
         print("".join(line + "\n" for line in differences), end="", file=sys.stderr)
         return 1 if differences else 0
 
