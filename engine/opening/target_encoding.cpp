@@ -11,8 +11,7 @@ constexpr std::uint32_t automatic = 0;  // the engine's choice, which is UTF-8
 
 TargetEncoding::TargetEncoding(const ReaderModules& modules, Options& options) {
   const std::uint32_t number = options.target_encoding;
-  if (options.no_encoding_conversion || number == automatic ||
-      number == Options::utf8) {
+  if (options.no_encoding_conversion || number == automatic || number == Options::utf8) {
     return;
   }
   auto* const make =
