@@ -15,7 +15,7 @@ namespace {
 /// The host's output stream as a sink of bytes.
 class StreamOutput : public ByteOutput {
  public:
-  explicit StreamOutput(tag_OutputStream* stream) : stream_(stream) {
+  StreamOutput(tag_OutputStream* stream, Session& session) : stream_(stream), session_(&session) {
     if (stream == nullptr || stream->write == nullptr) {
       throw EngineError(Code::invalid_argument, "no output stream");
     }
@@ -25,6 +25,7 @@ class StreamOutput : public ByteOutput {
     if (stream_->create != nullptr && stream_->create(stream_, "") == 0) refuse();
   }
   void write(std::string_view bytes) override {
+    session_->charge_members(bytes.size());
     while (!bytes.empty()) {
       const auto wanted = static_cast<std::uint32_t>(std::min(bytes.size(), largest_write));
       const auto* buffer = reinterpret_cast<const unsigned char*>(bytes.data());
@@ -44,6 +45,7 @@ class StreamOutput : public ByteOutput {
   }
 
   tag_OutputStream* stream_;
+  Session* session_;
 };
 
 template <typename Request>
@@ -146,6 +148,7 @@ Container::Container(Session& session, const tag_TROpenRequest& request)
   session.enter_container();
   try {
     opened_ = std::make_unique<OpenedDocument>(session, *request.stream, options_);
+    session.add_container_size(opened_->document_size());
     subfiles_ = opened_->reader().subfiles();
     if (subfiles_) opened_->limits().check_members(subfiles_->count());
   } catch (const EngineError& error) {
@@ -202,7 +205,7 @@ tag_TRMailInfo* Container::mail_info(const tag_TRMailRequest& request) {
 tag_TRExtractResult* Container::extract(const tag_TRExtractRequest& request) {
   check_header(request);
   const std::size_t index = checked(request.index);
-  StreamOutput output(request.output);
+  StreamOutput output(request.output, *session_);
   const bool formatted_mail = (request.options & TR_EXTRACT_FORMATTED_MAIL) != 0;
   opened_->limits().restart_clock(Limits::time_of_seconds(options_.extraction_timeout_seconds));
   output.open();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include "api/engine_abi.h"
@@ -22,6 +23,7 @@ class OpenedDocument {
   Reader& reader() { return *reader_; }
   const Options& options() const { return options_; }
   Limits& limits() { return limits_; }
+  std::uint64_t document_size() const { return document_.size(); }
 
  private:
   void unwrap(tag_InputStream& stream);
