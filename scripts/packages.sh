@@ -15,7 +15,7 @@ fuzz_packages=(
   clang libclang-rt-14-dev
 )
 bench_packages=(
-  hyperfine poppler-utils pandoc docx2txt odt2txt lynx catdoc antiword unzip python3
+  hyperfine poppler-utils pandoc docx2txt odt2txt lynx catdoc antiword unzip libarchive-tools python3
 )
 
 # install_packages NAME...: installs those that are not there yet; quick when all are.

@@ -219,6 +219,7 @@ void LibraryArchive::fail(bool in_header) {
 
 std::ptrdiff_t LibraryArchive::read_input(archive*, void* self, const void** block) {
   auto& archive = *static_cast<LibraryArchive*>(self);
+  if (archive.input_error_) return ARCHIVE_FATAL;
   try {
     const std::size_t count = archive.stream_->read(archive.input_);
     archive.position_ += count;
@@ -233,14 +234,16 @@ std::ptrdiff_t LibraryArchive::read_input(archive*, void* self, const void** blo
 
 std::int64_t LibraryArchive::skip_input(archive*, void* self, std::int64_t count) {
   auto& archive = *static_cast<LibraryArchive*>(self);
-  if (count <= 0) return 0;
+  // Nothing passed over makes libarchive read, and reading tells of an error. It goes on for ever
+  // after one that is told here.
+  if (count <= 0 || archive.input_error_) return 0;
   try {
     const std::uint64_t passed = archive.stream_->skip(static_cast<std::uint64_t>(count));
     archive.position_ += passed;
     return static_cast<std::int64_t>(passed);
   } catch (...) {
     archive.input_error_ = std::current_exception();
-    return ARCHIVE_FATAL;
+    return 0;
   }
 }
 
