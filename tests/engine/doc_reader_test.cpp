@@ -350,6 +350,71 @@ TEST(DocReader, ListsThePicturesOfTextAndDrawings) {
   EXPECT_EQ(text_of(document), "A dog\n");
 }
 
+/// A zlib stream of one stored block.
+std::string stored(std::string_view text) {
+  std::uint32_t low = 1;
+  std::uint32_t high = 0;
+  for (const char character : text) {
+    low = (low + static_cast<unsigned char>(character)) % 65521;
+    high = (high + low) % 65521;
+  }
+  const std::string checksum = le(high << 16 | low, 4);
+  return "\x78\x01\x01" + le(text.size(), 2) + le(~text.size(), 2) + std::string(text) +
+         std::string(checksum.rbegin(), checksum.rend());
+}
+
+/// A document with one picture in its text.
+DocWriter with_picture(std::string_view blip) {
+  DocWriter document;
+  document.text(u"\1", sprm(0x6A03, 0, 4) + sprm(0x0855, 1)).end();
+  // Within an entry of the kind that the store of a drawing has.
+  const std::string entry =
+      record(2, 5, 0xF007, std::string(33, '\0') + le(0, 3) + std::string(blip));
+  return document.data(picture(shape(1) + entry));
+}
+
+TEST(DocReader, UnpacksMetafiles) {
+  const std::string metafile = "the records of a metafile";
+  const auto blip = [&](unsigned compression, const std::string& data) {
+    return record(0, 0x3D4, 0xF01A,
+                  std::string(16, '\1') + le(metafile.size(), 4) + std::string(24, '\0') +
+                      le(data.size(), 4) + le(compression, 1) + le(0xFE, 1) + data);
+  };
+  for (const std::string& record : {blip(0, stored(metafile)), blip(0xFE, metafile)}) {
+    const std::string bytes = with_picture(record).bytes();
+    const Listing listing = list_members(bytes, Format::word_97);
+    ASSERT_EQ(listing.members.size(), 1u) << listing.reason;
+    EXPECT_EQ(listing.members[0].name, "image1.emf");
+    EXPECT_EQ(listing.members[0].size, static_cast<std::int64_t>(metafile.size()));
+    EXPECT_EQ(extract_member(bytes, Format::word_97, 0).bytes, metafile);
+  }
+  std::string damaged = stored(metafile);
+  damaged.back() = static_cast<char>(damaged.back() + 1);
+  EXPECT_EQ(extract_member(with_picture(blip(0, damaged)).bytes(), Format::word_97, 0).code, 4);
+}
+
+TEST(DocReader, GivesBitmapsTheHeadOfTheirFile) {
+  const std::string bitmap = le(40, 4) + le(1, 4) + le(1, 4) + le(1, 2) + le(8, 2) + le(0, 24) +
+                             std::string(256 * 4, '\0') + le(7, 4);
+  const std::string bytes =
+      with_picture(record(0, 0x7A8, 0xF01F, std::string(16, '\1') + '\xFF' + bitmap)).bytes();
+  const Extracted extracted = extract_member(bytes, Format::word_97, 0);
+  EXPECT_EQ(extracted.bytes,
+            "BM" + le(14 + bitmap.size(), 4) + le(0, 4) + le(14 + 40 + 1024, 4) + bitmap);
+  EXPECT_EQ(static_cast<std::int64_t>(extracted.bytes.size()),
+            list_members(bytes, Format::word_97).members.at(0).size);
+}
+
+TEST(DocReader, TellsThatAPictureIsCut) {
+  std::string content = picture(png_record());
+  content.resize(content.size() - 4);
+  DocWriter document;
+  document.text(u"\1", sprm(0x6A03, 0, 4) + sprm(0x0855, 1)).end().data(content);
+  const Extracted extracted = extract_member(document.bytes(), Format::word_97, 0);
+  EXPECT_EQ(extracted.bytes, "\x89PNG pic");
+  EXPECT_EQ(extracted.code, 4);
+}
+
 TEST(DocReader, ListsEmbeddedObjects) {
   const DocWriter::Streams inner = DocWriter().paragraph(u"inner").streams();
   const DocWriter::Streams outer = DocWriter().paragraph(u"outer").streams();
