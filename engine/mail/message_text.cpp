@@ -73,10 +73,9 @@ void add_time(Properties& properties, const char* name, FileTime time) {
   if (time.ticks != 0) properties.add(name, time);
 }
 
-/// What fields and properties have in common, below the names of the fields.
+/// What fields and properties have under the same names.
 void add_rest(const MailHeaders& headers, Properties& fields) {
   fields.add("Newsgroups", headers.newsgroups);
-  fields.add("MessageID", headers.message_id);
   fields.add("InReplyTo", headers.in_reply_to);
   fields.add("References", headers.references);
   fields.add("Importance", std::string(name_of(headers.importance)));
@@ -188,6 +187,7 @@ void add_mail_fields(const MailHeaders& headers, Properties& fields) {
   fields.add("Bcc", shown_addresses(headers.bcc));
   add_time(fields, "Sent", headers.sent);
   add_time(fields, "Received", headers.received);
+  fields.add("MessageID", headers.message_id);
   add_rest(headers, fields);
 }
 
@@ -200,6 +200,7 @@ void add_mail_properties(const MailHeaders& headers, Properties& properties) {
   properties.add("Cc", shown_addresses(headers.cc));
   properties.add("Bcc", shown_addresses(headers.bcc));
   add_time(properties, "Received", headers.received);
+  properties.add("Identifier", headers.message_id);
   add_rest(headers, properties);
 }
 

@@ -1,7 +1,8 @@
 #include "engine/readers/mail_content.h"
 
 #include <algorithm>
-#include <array>
+
+#include "engine/mail/transfer_encoding.h"
 
 namespace trfilter::mail {
 namespace {
@@ -11,48 +12,14 @@ constexpr std::size_t block = std::size_t{64} << 10;
 // What of a line is kept until its end is seen; no encoder writes such lines.
 constexpr std::size_t longest_line = std::size_t{64} << 10;
 
-constexpr std::uint8_t no_digit = 0xFF;
-
-constexpr std::array<std::uint8_t, 256> make_digits() {
-  constexpr std::string_view alphabet =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::array<std::uint8_t, 256> digits{};
-  for (std::uint8_t& digit : digits) digit = no_digit;
-  for (std::size_t i = 0; i < alphabet.size(); ++i) {
-    digits[static_cast<unsigned char>(alphabet[i])] = static_cast<std::uint8_t>(i);
-  }
-  return digits;
-}
-constexpr std::array<std::uint8_t, 256> digits = make_digits();
-
-int hex_digit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  return -1;
-}
-
-class Base64Decoder : public TransferDecoder {
+class Base64 : public TransferDecoder {
  public:
   void decode(std::string_view bytes, bool, std::string& out) override {
-    out.reserve(out.size() + bytes.size() / 4 * 3 + 3);
-    for (const char c : bytes) {
-      const std::uint8_t digit = digits[static_cast<unsigned char>(c)];
-      if (digit == no_digit) {
-        // Padding ends a run; some writers put several behind each other.
-        if (c == '=') count_ = 0;
-        continue;
-      }
-      bits_ = (bits_ << 6 | digit) & 0xFFFFFF;
-      if (++count_ == 1) continue;
-      out.push_back(static_cast<char>(bits_ >> (8 - 2 * count_) & 0xFF));
-      if (count_ == 4) count_ = 0;
-    }
+    decoder_.decode(bytes, out);
   }
 
  private:
-  std::uint32_t bits_ = 0;
-  unsigned count_ = 0;
+  Base64Decoder decoder_;
 };
 
 /// Hands whole lines to a function of its own.
@@ -109,8 +76,7 @@ class QuotedPrintableDecoder : public LineDecoder {
       out += text.substr(0, at);
       if (at == npos) break;
       text.remove_prefix(at);
-      if (text.size() >= 3 && hex_digit(text[1]) >= 0 && hex_digit(text[2]) >= 0) {
-        out.push_back(static_cast<char>(hex_digit(text[1]) << 4 | hex_digit(text[2])));
+      if (append_marked_byte(text, out)) {
         text.remove_prefix(3);
       } else {
         out.push_back('=');
@@ -203,7 +169,7 @@ std::unique_ptr<TransferDecoder> make_transfer_decoder(TransferEncoding encoding
     case TransferEncoding::quoted_printable:
       return std::make_unique<QuotedPrintableDecoder>();
     case TransferEncoding::base64:
-      return std::make_unique<Base64Decoder>();
+      return std::make_unique<Base64>();
     case TransferEncoding::uuencode:
       return std::make_unique<UuDecoder>();
     case TransferEncoding::yenc:

@@ -5,6 +5,7 @@
 #include "engine/charset/utf8_scan.h"
 #include "engine/mail/encoded_words.h"
 #include "engine/mail/mail_charset.h"
+#include "engine/mail/transfer_encoding.h"
 
 namespace trfilter::mail {
 namespace {
@@ -47,27 +48,6 @@ std::size_t name_length(std::string_view line) {
   while (!name.empty() && (name.back() == ' ' || name.back() == '\t')) name.remove_suffix(1);
   const bool valid = std::ranges::all_of(name, [](char c) { return c > ' ' && c < '\x7F'; });
   return valid ? name.size() : 0;
-}
-
-int hex_digit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  return -1;
-}
-
-std::string percent_decoded(std::string_view text) {
-  std::string out;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '%' && i + 2 < text.size() && hex_digit(text[i + 1]) >= 0 &&
-        hex_digit(text[i + 2]) >= 0) {
-      out.push_back(static_cast<char>(hex_digit(text[i + 1]) << 4 | hex_digit(text[i + 2])));
-      i += 2;
-    } else {
-      out.push_back(text[i]);
-    }
-  }
-  return out;
 }
 
 /// One piece of a parameter: RFC 2231 divides long ones.
@@ -148,7 +128,7 @@ std::string joined(std::vector<const Section*>& sections, const Options& options
         value.remove_prefix(second + 1);
       }
     }
-    bytes += percent_decoded(value);
+    bytes += decode_percent(value);
     extended = true;
   }
   return extended ? decode_mail_text(bytes, charset, options) : decoded_value(bytes, options);

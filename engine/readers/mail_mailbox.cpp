@@ -9,6 +9,14 @@ namespace {
 
 constexpr std::size_t npos = std::string_view::npos;
 constexpr std::string_view separator = "From ";
+// Quotation marks before "From ": one for each time that the message went into a mailbox.
+constexpr std::size_t longest_quoting = 1024;
+
+/// Whether the last line could be a quoted one that goes on behind the bytes.
+bool ends_open(std::string_view bytes) {
+  const std::size_t line = bytes.rfind('\n') + 1;
+  return line < bytes.size() && bytes[line] == '>' && bytes.size() - line < longest_quoting;
+}
 
 bool is_digit(char c) {
   return c >= '0' && c <= '9';
@@ -103,6 +111,32 @@ Stretch without_empty_line(Document& document, Stretch message) {
     message.end -= 1;
   }
   return message;
+}
+
+std::string_view FromUnquoter::next(std::string_view bytes, bool last) {
+  out_.clear();
+  if (carry_.empty() && bytes.find(">From ") == std::string_view::npos && !ends_open(bytes) &&
+      !(at_line_begin_ && bytes.size() < longest_quoting)) {
+    at_line_begin_ = !bytes.empty() && bytes.back() == '\n';
+    return bytes;
+  }
+  carry_ += bytes;
+  std::string_view rest = carry_;
+  while (!rest.empty()) {
+    if (at_line_begin_ && rest.front() == '>') {
+      const std::size_t marks = rest.find_first_not_of('>');
+      const bool cut = marks == std::string_view::npos || rest.size() - marks < separator.size();
+      if (cut && !last && rest.size() < longest_quoting) break;
+      if (!cut && rest.substr(marks).starts_with(separator)) rest.remove_prefix(1);
+    }
+    const std::size_t end = rest.find('\n');
+    const std::size_t length = end == std::string_view::npos ? rest.size() : end + 1;
+    out_ += rest.substr(0, length);
+    at_line_begin_ = end != std::string_view::npos;
+    rest.remove_prefix(length);
+  }
+  carry_ = std::string(rest);
+  return out_;
 }
 
 bool is_mailbox(Document& document) {

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "engine/core/document.h"
@@ -48,6 +50,19 @@ class Mailbox {
 
 /// A message of a mailbox without the empty line behind it.
 Stretch without_empty_line(Document& document, Stretch message);
+
+/// Undoes how lines that begin with "From " are quoted in a mailbox: takes a '>' from each line
+/// that begins with some before it. Lines may lie across pieces.
+class FromUnquoter {
+ public:
+  /// @return the text, until the next call or the end of `bytes`, whichever comes first
+  std::string_view next(std::string_view bytes, bool last);
+
+ private:
+  bool at_line_begin_ = true;
+  std::string carry_;
+  std::string out_;
+};
 
 /// Whether a document begins as a mailbox.
 bool is_mailbox(Document& document);

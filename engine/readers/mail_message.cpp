@@ -8,6 +8,8 @@
 #include "engine/mail/encoded_words.h"
 #include "engine/mail/html_sanitizer.h"
 #include "engine/mail/mail_charset.h"
+#include "engine/readers/mail_mailbox.h"
+#include "engine/readers/mail_names.h"
 #include "engine/readers/mail_text_files.h"
 
 namespace trfilter::mail {
@@ -21,105 +23,8 @@ constexpr std::uint64_t most_measured = std::uint64_t{256} << 10;
 // Names of attachments that are stated; what is beyond counts.
 constexpr std::size_t most_names = 1000;
 constexpr std::size_t most_pictures = 1000;
-constexpr std::size_t longest_file_name = 120;
 
 constexpr unsigned no_rank = 9;
-
-struct Extension {
-  std::string_view media_type;
-  std::string_view extension;
-};
-constexpr std::array extensions{
-    Extension{"application/gzip", "gz"},
-    Extension{"application/json", "json"},
-    Extension{"application/ms-tnef", "dat"},
-    Extension{"application/msword", "doc"},
-    Extension{"application/pdf", "pdf"},
-    Extension{"application/pgp-encrypted", "asc"},
-    Extension{"application/pgp-keys", "asc"},
-    Extension{"application/pgp-signature", "asc"},
-    Extension{"application/pkcs7-mime", "p7m"},
-    Extension{"application/pkcs7-signature", "p7s"},
-    Extension{"application/postscript", "ps"},
-    Extension{"application/rtf", "rtf"},
-    Extension{"application/vnd.ms-excel", "xls"},
-    Extension{"application/vnd.ms-powerpoint", "ppt"},
-    Extension{"application/vnd.oasis.opendocument.presentation", "odp"},
-    Extension{"application/vnd.oasis.opendocument.spreadsheet", "ods"},
-    Extension{"application/vnd.oasis.opendocument.text", "odt"},
-    Extension{"application/vnd.openxmlformats-officedocument.presentationml.presentation", "pptx"},
-    Extension{"application/vnd.openxmlformats-officedocument.spreadsheetml.sheet", "xlsx"},
-    Extension{"application/vnd.openxmlformats-officedocument.wordprocessingml.document", "docx"},
-    Extension{"application/x-gzip", "gz"},
-    Extension{"application/x-javascript", "js"},
-    Extension{"application/x-pkcs7-mime", "p7m"},
-    Extension{"application/x-pkcs7-signature", "p7s"},
-    Extension{"application/x-tar", "tar"},
-    Extension{"application/x-zip-compressed", "zip"},
-    Extension{"application/xml", "xml"},
-    Extension{"application/zip", "zip"},
-    Extension{"audio/mpeg", "mp3"},
-    Extension{"audio/wav", "wav"},
-    Extension{"image/bmp", "bmp"},
-    Extension{"image/gif", "gif"},
-    Extension{"image/jpeg", "jpg"},
-    Extension{"image/jpg", "jpg"},
-    Extension{"image/png", "png"},
-    Extension{"image/svg+xml", "svg"},
-    Extension{"image/tiff", "tif"},
-    Extension{"image/webp", "webp"},
-    Extension{"message/delivery-status", "txt"},
-    Extension{"message/disposition-notification", "txt"},
-    Extension{"text/calendar", "ics"},
-    Extension{"text/css", "css"},
-    Extension{"text/csv", "csv"},
-    Extension{"text/directory", "vcf"},
-    Extension{"text/html", "html"},
-    Extension{"text/javascript", "js"},
-    Extension{"text/plain", "txt"},
-    Extension{"text/rfc822-headers", "txt"},
-    Extension{"text/rtf", "rtf"},
-    Extension{"text/vcard", "vcf"},
-    Extension{"text/x-vcard", "vcf"},
-    Extension{"text/xml", "xml"},
-    Extension{"video/mp4", "mp4"},
-};
-
-std::string_view extension_of(std::string_view media_type) {
-  const auto row = std::ranges::find(extensions, media_type, &Extension::media_type);
-  return row == extensions.end() ? std::string_view("bin") : row->extension;
-}
-
-std::string without_folders(std::string_view path) {
-  return std::string(path.substr(path.find_last_of("/\\") + 1));
-}
-
-/// The last segment of a location, percent-decoded.
-std::string name_of_location(std::string_view location) {
-  location = location.substr(0, location.find_first_of("?#"));
-  const std::size_t slash = location.find_last_of("/\\");
-  if (slash != std::string_view::npos) location.remove_prefix(slash + 1);
-  if (const std::size_t colon = location.rfind(':'); colon != std::string_view::npos) {
-    location.remove_prefix(colon + 1);
-  }
-  std::string name;
-  const auto digit = [](char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    return -1;
-  };
-  for (std::size_t i = 0; i < location.size(); ++i) {
-    if (location[i] == '%' && i + 2 < location.size() && digit(location[i + 1]) >= 0 &&
-        digit(location[i + 2]) >= 0) {
-      name.push_back(static_cast<char>(digit(location[i + 1]) << 4 | digit(location[i + 2])));
-      i += 2;
-    } else {
-      name.push_back(location[i]);
-    }
-  }
-  return decode_mail_text(name, {}, Options{});
-}
 
 /// What a part gives, as an output.
 class Counter : public ByteOutput {
@@ -128,58 +33,15 @@ class Counter : public ByteOutput {
   std::int64_t count = 0;
 };
 
-/// Removes a '>' from each line that begins with some and "From ", as who writes a mailbox has
-/// added it.
-class Unquoter {
- public:
-  std::string_view next(std::string_view bytes, bool last) {
-    out_.clear();
-    if (carry_.empty() && bytes.find(">From ") == std::string_view::npos && !ends_open(bytes) &&
-        !(at_line_begin_ && bytes.size() < longest)) {
-      at_line_begin_ = !bytes.empty() && bytes.back() == '\n';
-      return bytes;
-    }
-    carry_ += bytes;
-    std::string_view rest = carry_;
-    while (!rest.empty()) {
-      if (at_line_begin_ && rest.front() == '>') {
-        const std::size_t marks = rest.find_first_not_of('>');
-        const bool cut = marks == std::string_view::npos || rest.size() - marks < from.size();
-        if (cut && !last && rest.size() < longest) break;
-        if (!cut && rest.substr(marks).starts_with(from)) rest.remove_prefix(1);
-      }
-      const std::size_t end = rest.find('\n');
-      const std::size_t length = end == std::string_view::npos ? rest.size() : end + 1;
-      out_ += rest.substr(0, length);
-      at_line_begin_ = end != std::string_view::npos;
-      rest.remove_prefix(length);
-    }
-    carry_ = std::string(rest);
-    return out_;
-  }
-
- private:
-  static constexpr std::string_view from = "From ";
-  static constexpr std::size_t longest = 1024;
-
-  /// Whether the last line could be one that goes on behind the bytes.
-  static bool ends_open(std::string_view bytes) {
-    const std::size_t line = bytes.rfind('\n') + 1;
-    return line < bytes.size() && bytes[line] == '>' && bytes.size() - line < longest;
-  }
-
-  bool at_line_begin_ = true;
-  std::string carry_;
-  std::string out_;
-};
-
 }  // namespace
 
 /// Writes the text of one body part, without the files in it.
 class Message::BodyText {
  public:
   BodyText(Message& message, const Part& part, TextSink& sink)
-      : sink_(sink), unquotes_(message.use_ == MessageUse::in_mailbox) {
+      : sink_(sink),
+        unquotes_(message.use_ == MessageUse::in_mailbox &&
+                  part.encoding != TransferEncoding::base64) {
     MailBody form = message.form_of(part);
     if (part.kind == PartKind::rtf) {
       form.kind = MailBody::Kind::rtf;
@@ -224,7 +86,7 @@ class Message::BodyText {
   std::unique_ptr<MailTextWriter> writer_;
   std::vector<ContentReader> readers_;
   std::size_t next_ = 0;
-  Unquoter unquoter_;
+  FromUnquoter unquoter_;
   std::string block_;
 };
 
@@ -609,29 +471,6 @@ void copy_stretch(Document& document, Limits& limits, const Stretch& stretch, By
     more = reader.next(block);
     if (!block.empty()) output.write(block);
   }
-}
-
-std::string file_name_of(std::string_view text) {
-  std::string name;
-  for (const char c : text) {
-    const bool bad = static_cast<unsigned char>(c) < ' ' || c == '\x7F' || c == '/' || c == '\\';
-    name.push_back(bad ? '_' : c);
-    if (name.size() > longest_file_name * 4) break;
-  }
-  if (name.size() > longest_file_name) {
-    // Cut between characters, the ending kept.
-    std::string ending;
-    const std::size_t dot = name.rfind('.');
-    if (dot != std::string::npos && name.size() - dot <= 8) ending = name.substr(dot);
-    std::size_t cut = longest_file_name - ending.size();
-    while (cut > 0 && (static_cast<unsigned char>(name[cut]) & 0xC0) == 0x80) --cut;
-    name.resize(cut);
-    name += ending;
-  }
-  name.erase(0, name.find_first_not_of(' '));
-  name.erase(name.find_last_not_of(' ') + 1);
-  if (name == "." || name == "..") name.clear();
-  return name;
 }
 
 }  // namespace trfilter::mail

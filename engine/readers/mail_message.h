@@ -110,8 +110,4 @@ Subfile describe_message(const ReaderContext& context, Document& document, const
 /// Copies bytes of a document.
 void copy_stretch(Document& document, Limits& limits, const Stretch& stretch, ByteOutput& output);
 
-/// A name for a file, from a name or a subject as it stands in a message: without folders and
-/// characters that no file's name has. Empty: nothing is left.
-std::string file_name_of(std::string_view text);
-
 }  // namespace trfilter::mail

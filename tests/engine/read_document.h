@@ -53,6 +53,10 @@ std::vector<Extracted> extract_members(std::string bytes, Format format,
                                        const std::vector<std::size_t>& indexes,
                                        const Options& options = {}, bool formatted_mail = false);
 
+/// The mail fields of each member.
+std::vector<Properties> mail_fields_of(std::string bytes, Format format,
+                                       const Options& options = {});
+
 /// The bytes of a file below the source folder, e.g. "samples/letter.docx". Fails the test without
 /// it.
 std::string source_file(std::string_view relative_path);
