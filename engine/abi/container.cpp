@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "engine/abi/callback_source.h"
 #include "engine/abi/session.h"
 #include "engine/core/engine_error.h"
 
@@ -136,18 +137,17 @@ struct Container::MailInfo : OwnedRecord {
   std::vector<const tag_TRMailField*> pointers_;
 };
 
-Container::Container(Session& session, const tag_TROpenRequest& request)
-    : session_(&session), options_(session.options_for(0)) {
+Container::Container(Session& session, const tag_TROpenRequest& request) : session_(&session) {
   check_header(request);
   if (request.stream == nullptr) throw EngineError(Code::invalid_argument, "no input stream");
+  Options options = session.options_for(0);
   if (std::string password = password_of(request.credentials); !password.empty()) {
-    options_.password = std::move(password);
+    options.password = std::move(password);
   }
   session.enter_container();
   try {
-    opened_ = std::make_unique<OpenedDocument>(session, *request.stream, options_);
-    subfiles_ = opened_->reader().subfiles();
-    if (subfiles_) opened_->limits().check_members(subfiles_->count());
+    opened_ = session.opener().open(std::make_unique<CallbackSource>(*request.stream), options,
+                                    Purpose::members);
   } catch (const EngineError& error) {
     const bool no_container = error.code() == Code::not_recognized ||
                               error.code() == Code::unsupported_format ||
@@ -174,7 +174,7 @@ auto* Container::keep(std::unique_ptr<Owned> owned) {
 }
 
 std::size_t Container::checked(std::uint32_t index) const {
-  if (!subfiles_ || index >= subfiles_->count()) {
+  if (!opened_ || index >= opened_->member_count()) {
     throw EngineError(Code::invalid_argument, "no member of this index");
   }
   return index;
@@ -182,20 +182,20 @@ std::size_t Container::checked(std::uint32_t index) const {
 
 tag_TRMainInfo* Container::main_info() {
   auto owned = std::make_unique<MainInfo>();
-  owned->record.subfile_count = subfiles_ ? static_cast<std::int32_t>(subfiles_->count()) : 0;
+  owned->record.subfile_count = opened_ ? static_cast<std::int32_t>(opened_->member_count()) : 0;
   return keep(std::move(owned));
 }
 
 tag_TRSubfileInfo* Container::subfile_info(std::uint32_t index) {
   const std::size_t member = checked(index);
-  return keep(std::make_unique<SubfileInfo>(subfiles_->describe(member)));
+  return keep(std::make_unique<SubfileInfo>(opened_->describe(member)));
 }
 
 tag_TRMailInfo* Container::mail_info(const tag_TRMailRequest& request) {
   check_header(request);
   const std::size_t member = checked(request.index);
   Properties fields;
-  subfiles_->mail_fields(member, fields);
+  opened_->mail_fields(member, fields);
   return keep(std::make_unique<MailInfo>(std::move(fields)));
 }
 
@@ -204,9 +204,8 @@ tag_TRExtractResult* Container::extract(const tag_TRExtractRequest& request) {
   const std::size_t index = checked(request.index);
   StreamOutput output(request.output);
   const bool formatted_mail = (request.options & TR_EXTRACT_FORMATTED_MAIL) != 0;
-  opened_->limits().restart_clock(Limits::time_of_seconds(options_.extraction_timeout_seconds));
   output.open();
-  auto result = std::make_unique<ExtractResult>(subfiles_->extract(index, output, formatted_mail));
+  auto result = std::make_unique<ExtractResult>(opened_->extract(index, output, formatted_mail));
   output.close();
   return keep(std::move(result));
 }

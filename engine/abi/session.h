@@ -8,16 +8,18 @@
 #include "api/engine_abi.h"
 #include "engine/abi/summary_block.h"
 #include "engine/core/options.h"
-#include "engine/core/registry.h"
+#include "engine/opening/opened_document.h"
 
 namespace trfilter {
 
-/// What the host calls the engine context: the settings of one session, and the reader modules.
+/// What the host calls the engine context: the settings of one session, and what opens its
+/// documents.
 class Session {
  public:
-  explicit Session(std::uint32_t target_encoding);
+  /// @param flags  the process bits of the flag word; out of process unless they say otherwise
+  Session(std::uint32_t target_encoding, std::uint32_t flags);
 
-  const ReaderModules& modules() const { return modules_; }
+  DocumentOpener& opener() { return *opener_; }
 
   /// The settings for a stream that is opened with these flags.
   Options options_for(std::uint32_t flags) const;
@@ -31,6 +33,9 @@ class Session {
   }
   void set_source_encoding(std::uint32_t encoding) { options_.source_encoding = encoding; }
 
+  /// Takes what the flag word says of the worker's log; it holds until another one says otherwise.
+  void set_log(std::uint32_t flags);
+
   /// Counts the containers that are open at once.
   /// @throws EngineError code 31 beyond the bound
   void enter_container();
@@ -43,7 +48,7 @@ class Session {
 
  private:
   Options options_;
-  ReaderModules modules_;
+  std::unique_ptr<DocumentOpener> opener_;
   unsigned open_containers_ = 0;
   std::unordered_map<const tag_TRSumInfoElemEx*, std::unique_ptr<SummaryBlock>> summaries_;
 };

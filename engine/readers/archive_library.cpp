@@ -47,14 +47,13 @@ int filter_code(LibraryArchive::Filter filter) {
       return ARCHIVE_FILTER_BZIP2;
     case LibraryArchive::Filter::xz:
       return ARCHIVE_FILTER_XZ;
-    case LibraryArchive::Filter::compress:
-      return ARCHIVE_FILTER_COMPRESS;
     case LibraryArchive::Filter::zstandard:
       return ARCHIVE_FILTER_ZSTD;
     case LibraryArchive::Filter::lz4:
       return ARCHIVE_FILTER_LZ4;
     case LibraryArchive::Filter::lzip:
       return ARCHIVE_FILTER_LZIP;
+    case LibraryArchive::Filter::compress:
     case LibraryArchive::Filter::none:
       break;
   }
@@ -127,7 +126,12 @@ void LibraryArchive::open(Kind kind, Filter filter) {
   archive* const handle = archive_.get();
   enable_format(handle, kind);
   if (kind == Kind::zip) ignore_checksums();
-  if (filter != Filter::none) archive_read_append_filter(handle, filter_code(filter));
+  if (filter == Filter::compress) {
+    // Appended, this one would look for its header before there is any input.
+    archive_read_support_filter_compress(handle);
+  } else if (filter != Filter::none) {
+    archive_read_append_filter(handle, filter_code(filter));
+  }
   archive_read_set_callback_data(handle, this);
   archive_read_set_read_callback(handle, read_input);
   archive_read_set_skip_callback(handle, skip_input);

@@ -33,6 +33,9 @@ FAMILIES = {
     "rtf": (("rtf",), 0.90),
     "ebook": (("epub", "fb2"), 0.90),
     "xps": (("xps", "oxps"), 0.90),
+    "doc": (("doc", "dot"), 0.92),
+    "xls": (("xls", "xlt"), 0.92),
+    "ppt": (("ppt", "pps", "pot"), 0.92),
 }
 
 SECONDS_A_DOCUMENT = 60
@@ -56,22 +59,27 @@ def family_of(name):
     return "others"
 
 
-def read(tarnis, path, password, sanitized):
-    """One document. Returns its text, the exit status, and why the run fails because of it or None."""
-    command = [tarnis, "text", "--ip", "--header", "--timeout", str(SECONDS_A_DOCUMENT)]
-    if password:
-        command += ["--password", password]
-    limit = [] if sanitized else ["prlimit", f"--as={MEMORY_A_DOCUMENT}"]
+def environment_for(sanitized):
     environment = dict(os.environ)
     if sanitized:
         # The readers' modules share the engine's core, so one global may come twice. The leak checker
         # dies on the thread-local data of libraries that were loaded at run time.
         environment["ASAN_OPTIONS"] = "detect_odr_violation=0:" + environment.get("ASAN_OPTIONS", "")
         environment["LSAN_OPTIONS"] = "use_tls=0:print_suppressions=0"
+    return environment
+
+
+def read(tarnis, path, password, sanitized):
+    """One document. Returns its text, the exit status, and why the run fails because of it or None."""
+    command = [tarnis, "text", "--ip", "--header", "--timeout", str(SECONDS_A_DOCUMENT)]
+    if password:
+        command += ["--password", password]
+    limit = [] if sanitized else ["prlimit", f"--as={MEMORY_A_DOCUMENT}"]
     with tempfile.TemporaryFile() as errors:
         try:
             run = subprocess.run(limit + command + [path], stdout=subprocess.PIPE, stderr=errors,
-                                 timeout=SECONDS_A_DOCUMENT * 2, env=environment, check=False)
+                                 timeout=SECONDS_A_DOCUMENT * 2, env=environment_for(sanitized),
+                                 check=False)
         except subprocess.TimeoutExpired:
             return "", -1, "hangs"
         errors.seek(0)
@@ -156,6 +164,31 @@ def score_metadata(arguments, facts, names):
     print(f"{'family':10} {'known':>6} {'found':>6} {'share':>7}")
     for family, (known, found) in sorted(table.items()):
         print(f"{family:10} {known:6} {found:6} {found / known:7.1%}")
+# Jobs that tell everything that the engine says of a document.
+COMPARED_JOBS = (["text", "--header"], ["detect", "--json"], ["metadata"], ["list", "--json"],
+                 ["mail", "--json"], ["container"])
+
+
+def compare_isolation(tarnis, corpus, facts, names, sanitized):
+    """Does each job on each document in process and out of process. Returns what differs."""
+    def one(name):
+        path = os.path.join(corpus, "files", name)
+        differences = []
+        for job in COMPARED_JOBS:
+            command = [tarnis, *job, "--timeout", str(SECONDS_A_DOCUMENT), path]
+            if facts[name].get("password"):
+                command += ["--password", facts[name]["password"]]
+            inside, outside = (subprocess.run(command + how, capture_output=True, check=False,
+                                              env=environment_for(sanitized)) for how in (["--ip"], []))
+            if (inside.returncode, inside.stdout) != (outside.returncode, outside.stdout):
+                differences.append(f"{name}: {job[0]} is another out of process, status "
+                                   f"{outside.returncode} for {inside.returncode}")
+        return differences
+
+    with concurrent.futures.ThreadPoolExecutor(max_workers=os.cpu_count()) as pool:
+        found = [difference for differences in pool.map(one, names) for difference in differences]
+    print(f"{len(names)} documents, {len(COMPARED_JOBS)} jobs each: {len(found)} differ")
+    return found
 
 
 def main():
@@ -167,6 +200,8 @@ def main():
     parser.add_argument("--empty", action="store_true", help="list successes without text")
     parser.add_argument("--family", help="only this family")
     parser.add_argument("--metadata", action="store_true", help="score the properties instead of the text")
+    parser.add_argument("--compare-isolation", action="store_true",
+                        help="see instead that all jobs give the same in and out of process")
     arguments = parser.parse_args()
     facts_path = os.path.join(arguments.corpus, "facts.json")
     if not os.path.exists(facts_path):
@@ -180,6 +215,11 @@ def main():
     if arguments.metadata:
         score_metadata(arguments, facts, names)
         return 0
+    if arguments.compare_isolation:
+        differences = compare_isolation(arguments.tarnis, arguments.corpus, facts, names,
+                                        arguments.sanitized)
+        print("".join(line + "\n" for line in differences), end="", file=sys.stderr)
+        return 1 if differences else 0
 
     def one(name):
         path = os.path.join(arguments.corpus, "files", name)
