@@ -207,11 +207,13 @@ void read_fields(FieldReader& in, TextEnd& end) {
 
 void write_fields(FieldWriter& out, const MemberRequest& request) {
   out.number(request.index);
+  out.number(request.count);
   out.number<std::uint8_t>(request.formatted_mail ? 1 : 0);
 }
 
 void read_fields(FieldReader& in, MemberRequest& request) {
   request.index = in.number<std::uint64_t>();
+  request.count = in.number<std::uint32_t>();
   request.formatted_mail = in.boolean();
 }
 
@@ -268,6 +270,18 @@ void read_fields(FieldReader& in, Subfile& subfile) {
   subfile.parent = in.number<std::int32_t>();
   subfile.children.resize(in.count(sizeof(std::int32_t)));
   for (std::int32_t& child : subfile.children) child = in.number<std::int32_t>();
+}
+
+void write_fields(FieldWriter& out, const MemberList& list) {
+  out.number<std::uint64_t>(list.members.size());
+  for (const Subfile& subfile : list.members) write_fields(out, subfile);
+}
+
+void read_fields(FieldReader& in, MemberList& list) {
+  // What a member without name and children takes.
+  static const std::size_t least = payload_of(Subfile{}).size();
+  list.members.resize(in.count(least));
+  for (Subfile& subfile : list.members) read_fields(in, subfile);
 }
 
 void write_fields(FieldWriter& out, const Subfiles::Extraction& extraction) {

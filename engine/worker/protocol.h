@@ -35,9 +35,9 @@ enum class FrameKind : std::uint32_t {
   open,        ///< OpenRequest; answered by an OpenedReply
   text,        ///< a TextRequest; answered by text in `data` and a TextEnd in `done`
   properties,  ///< answered by Properties
-  describe,    ///< index; answered by a Subfile
-  extract,     ///< index, formatted mail; answered by bytes in `data` and an Extraction in `done`
-  mail,        ///< index; answered by Properties
+  describe,    ///< a MemberRequest; answered by Subfiles, the first at the least
+  extract,     ///< a MemberRequest; answered by bytes in `data` and an Extraction in `done`
+  mail,        ///< a MemberRequest; answered by Properties
   close,       ///< the document is over
   cancel,      ///< the extraction that runs may end, with any answer
   block,       ///< answers `need`: a BlockReply
@@ -158,7 +158,13 @@ struct TextEnd {
 
 struct MemberRequest {
   std::uint64_t index = 0;
+  std::uint32_t count = 1;  ///< how many from `index` on; more than one to describe alone
   bool formatted_mail = false;
+};
+
+/// Some members from the one on that was asked for.
+struct MemberList {
+  std::vector<Subfile> members;
 };
 
 void write_fields(FieldWriter& out, const Greeting& greeting);
@@ -172,6 +178,7 @@ void write_fields(FieldWriter& out, const MemberRequest& request);
 void write_fields(FieldWriter& out, const Detection& detection);
 void write_fields(FieldWriter& out, const Properties& properties);
 void write_fields(FieldWriter& out, const Subfile& subfile);
+void write_fields(FieldWriter& out, const MemberList& list);
 void write_fields(FieldWriter& out, const Subfiles::Extraction& extraction);
 
 void read_fields(FieldReader& in, Greeting& greeting);
@@ -185,6 +192,7 @@ void read_fields(FieldReader& in, MemberRequest& request);
 void read_fields(FieldReader& in, Detection& detection);
 void read_fields(FieldReader& in, Properties& properties);
 void read_fields(FieldReader& in, Subfile& subfile);
+void read_fields(FieldReader& in, MemberList& list);
 void read_fields(FieldReader& in, Subfiles::Extraction& extraction);
 
 /// A payload of one value.

@@ -26,7 +26,7 @@ constexpr auto grace = std::chrono::milliseconds(50);
 constexpr std::uint32_t pieces_at_once = 8;
 
 // Bytes of an answer that is no text and no member: properties, mail fields, a list of children.
-constexpr std::size_t largest_answer = std::size_t{256} << 20;
+constexpr std::size_t largest_answer = std::size_t{64} << 20;
 
 Deadline deadline_after(std::int64_t seconds) {
   return steady_clock::now() + Limits::time_of_seconds(seconds) + grace;
@@ -246,17 +246,8 @@ class RemoteDocument : public OpenedDocument, private AnswerTaker {
 
   Subfile describe(std::size_t index) override {
     return entry_.noting([&] {
-      auto subfile = ask<Subfile>(worker(), FrameKind::describe, number(), member(index, false),
-                                  deadline_after(timeout_seconds_));
-      const auto is_member = [&](std::int32_t other) {
-        return other >= 0 && static_cast<std::size_t>(other) < members_;
-      };
-      const bool parent_is_one = subfile.parent == Subfile::no_parent || is_member(subfile.parent);
-      if (!parent_is_one ||
-          !std::all_of(subfile.children.begin(), subfile.children.end(), is_member)) {
-        worker().reject();
-      }
-      return subfile;
+      if (!is_described(index)) ask_for_members(index);
+      return described_[index - first_described_];
     });
   }
 
@@ -281,6 +272,39 @@ class RemoteDocument : public OpenedDocument, private AnswerTaker {
  private:
   Worker& worker() const { return document_.worker(); }
   std::uint32_t number() const { return document_.number(); }
+
+  bool is_described(std::size_t index) const {
+    return index >= first_described_ && index - first_described_ < described_.size();
+  }
+
+  /// Asks for one member, and for more the longer they are taken in order.
+  void ask_for_members(std::size_t index) {
+    constexpr std::uint32_t most = 256;
+    MemberRequest request;
+    request.index = index;
+    const bool in_order = !described_.empty() && index == first_described_ + described_.size();
+    members_at_once_ = in_order ? std::min(members_at_once_ * 2, most) : 1;
+    request.count = members_at_once_;
+    described_.clear();
+    auto list = ask<MemberList>(worker(), FrameKind::describe, number(), payload_of(request),
+                                deadline_after(timeout_seconds_));
+    const bool right_count = !list.members.empty() && list.members.size() <= request.count;
+    if (!right_count || !std::all_of(list.members.begin(), list.members.end(),
+                                     [&](const Subfile& subfile) { return is_sound(subfile); })) {
+      worker().reject();
+    }
+    described_ = std::move(list.members);
+    first_described_ = index;
+  }
+
+  /// Whether all members that a member names are some.
+  bool is_sound(const Subfile& subfile) const {
+    const auto is_member = [&](std::int32_t other) {
+      return other >= 0 && static_cast<std::size_t>(other) < members_;
+    };
+    return (subfile.parent == Subfile::no_parent || is_member(subfile.parent)) &&
+           std::all_of(subfile.children.begin(), subfile.children.end(), is_member);
+  }
 
   static std::string member(std::size_t index, bool formatted_mail) {
     MemberRequest request;
@@ -337,6 +361,9 @@ class RemoteDocument : public OpenedDocument, private AnswerTaker {
   std::optional<Code> failure_;
   Format format_ = Format::none;
   std::size_t members_ = 0;
+  std::vector<Subfile> described_;  ///< members that the worker has described last
+  std::size_t first_described_ = 0;
+  std::uint32_t members_at_once_ = 1;
   KnownDocument document_;  ///< goes first: answers come here until it is closed
 };
 

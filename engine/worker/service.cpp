@@ -195,11 +195,9 @@ void Service::answer(const Frame& frame) {
       send_whole(frame, payload_of(properties));
       return;
     }
-    case FrameKind::describe: {
-      const auto member = value_of<MemberRequest>(frame.payload());
-      send_whole(frame, payload_of(document_of(frame).describe(member.index)));
+    case FrameKind::describe:
+      describe(frame);
       return;
-    }
     case FrameKind::mail: {
       const auto member = value_of<MemberRequest>(frame.payload());
       Properties fields;
@@ -241,6 +239,24 @@ void Service::introduce(const Frame& frame) {
   reply.members = request.purpose == Purpose::members ? document->member_count() : 0;
   documents_[number] = std::move(document);
   send(FrameKind::done, frame, payload_of(reply));
+}
+
+/// Describes the member that was asked for, and those behind it that were, as far as they are well:
+/// an error is told when its member is the first.
+void Service::describe(const Frame& frame) {
+  const auto request = value_of<MemberRequest>(frame.payload());
+  OpenedDocument& document = document_of(frame);
+  const std::size_t end =
+      std::min<std::uint64_t>(request.index + request.count, document.member_count());
+  MemberList list;
+  list.members.push_back(document.describe(request.index));
+  try {
+    for (std::size_t index = request.index + 1; index < end; ++index) {
+      list.members.push_back(document.describe(index));
+    }
+  } catch (const EngineError&) {
+  }
+  send_whole(frame, payload_of(list));
 }
 
 void Service::extract(const Frame& frame) {

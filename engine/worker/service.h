@@ -35,6 +35,7 @@ class Service {
   void work(const Frame& frame);
   void answer(const Frame& frame);
   void introduce(const Frame& frame);
+  void describe(const Frame& frame);
   void extract(const Frame& frame);
   void send_text(const Frame& frame);
   void send(FrameKind kind, const Frame& request, std::string_view payload);

@@ -43,8 +43,10 @@ int raised(int descriptor) {
 
 /// What a worker sees of the host's environment: where libraries are, and how sanitizers behave.
 /// All else is nothing that a parser should know.
-std::vector<char*> worker_environment() {
-  std::vector<char*> kept;
+/// @param temporary  the variable of its temporary directory, for libraries that ask the
+/// environment
+std::vector<char*> worker_environment(std::string& temporary) {
+  std::vector<char*> kept{temporary.data()};
   for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
     const std::string_view text = *entry;
     for (const std::string_view name :
@@ -165,8 +167,9 @@ void WorkerProcess::start(const std::string& engine_directory, int socket) {
   settings.pass(window_.descriptor(), worker_window);
   settings.close_from(worker_window + 1);
   std::array<char*, 2> arguments{program.data(), nullptr};
+  std::string temporary = "TMPDIR=" + directory_.path();
   const int failed = ::posix_spawn(&id_, program.c_str(), settings.actions(), settings.attributes(),
-                                   arguments.data(), worker_environment().data());
+                                   arguments.data(), worker_environment(temporary).data());
   ::close(socket);
   if (failed != 0) {
     id_ = -1;

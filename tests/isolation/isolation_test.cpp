@@ -153,13 +153,14 @@ TEST_P(OutcomeTable, EndsInItsCodeAndTheNextDocumentIsWell) {
   if (under_sanitizer && std::string(GetParam().document).find("grow") != std::string::npos) {
     GTEST_SKIP() << "memory is not bounded under a sanitizer";
   }
+  const std::size_t others = children().size();
   const bool in_time = GetParam().code != 19;
   const Session live = session(Configuration().timeout(in_time ? 60 : 1));
   const std::size_t descriptors = open_descriptors();
   EXPECT_EQ(filter(live, GetParam().document).code, GetParam().code);
   expect_the_next_document_is_well(live);
   EXPECT_EQ(open_descriptors(), descriptors);
-  EXPECT_LE(children().size(), 1U) << "a worker was not reaped";
+  EXPECT_LE(children().size(), others + 1) << "a worker was not reaped";
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -342,9 +343,12 @@ TEST_F(Isolation, LeavesNeitherProcessNorDescriptorNorFile) {
 }
 
 TEST_F(Isolation, GoesOnAfterAWorkerWasKilledBetweenTwoDocuments) {
+  const auto others = children();
   const Session live = session();
   expect_the_next_document_is_well(live);
-  for (const pid_t child : children()) ::kill(child, SIGKILL);
+  for (const pid_t child : children()) {
+    if (others.count(child) == 0) ::kill(child, SIGKILL);
+  }
   std::this_thread::sleep_for(milliseconds(20));
   expect_the_next_document_is_well(live);
 }

@@ -96,7 +96,8 @@ TEST(Protocol, RefusesWhatIsDamaged) {
   damage(Greeting{1, 2, "text"});
   damage(BlockRequest{1, 2});
   damage(BlockReply{1, 2});
-  damage(MemberRequest{1, true});
+  damage(MemberRequest{1, 2, true});
+  damage(MemberList{{some_subfile(), some_subfile()}});
   damage(TextEnd{true});
   damage(Subfiles::Extraction{true, "elsewhere"});
 }
