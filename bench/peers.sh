@@ -14,15 +14,17 @@ documents=$PWD/build/bench-documents
 mkdir -p "$documents"
 python3 bench/make_documents.py "$documents"
 
-# compare LIMIT RUNS PEER_NAME DOCUMENT PEER_COMMAND: the peer's command reads the document $1.
+# compare LIMIT RUNS PEER_NAME DOCUMENT PEER_COMMAND: the peer's command reads the document $1. A name
+# without a folder is one of the made documents.
 worst=0
 compare() {
-  local limit=$1 runs=$2 peer=$3 document=$documents/$4 command=$5 result
+  local limit=$1 runs=$2 peer=$3 document=$4 command=$5 result
+  [ "${document#/}" != "$document" ] || document=$documents/$document
   result=$(mktemp)
   hyperfine --style none --warmup 2 --runs "$runs" -N --export-json "$result" \
     "$tarnis text --ip $document" "${command//\$1/$document}" >/dev/null 2>&1 ||
     { echo "$peer on $4: a program failed" >&2; worst=1; return; }
-  python3 - "$result" "$limit" "$peer" "$4" <<'PY' || worst=1
+  python3 - "$result" "$limit" "$peer" "${4##*/}" <<'PY' || worst=1
 import json, sys
 ours, theirs = (r["median"] for r in json.load(open(sys.argv[1]))["results"])
 limit, ratio = float(sys.argv[2]), ours / theirs
@@ -43,4 +45,15 @@ compare 0.05 3 pandoc large.odt 'pandoc -t plain $1'
 compare 1.0 5 odt2txt large.odt 'odt2txt $1'
 compare 1.0 10 lynx large.html 'lynx -dump -nolist $1'
 compare 2.0 3 iconv huge.txt 'iconv -f UTF-8 -t UTF-8 $1'
+# The binary formats have no maker here: the largest documents of the corpus stand for them.
+largest() {
+  find "$PWD/../shared/corpus/files" -name "*.$1" -printf '%s %p\n' 2>/dev/null | sort -rn | head -n "$2" | cut -d' ' -f2-
+}
+while read -r document; do
+  compare 1.5 20 catdoc "$document" 'catdoc -d utf-8 $1'
+  compare 1.5 20 antiword "$document" 'antiword -m UTF-8.txt $1'
+done < <(largest doc 3)
+while read -r document; do
+  compare 1.5 20 xls2csv "$document" 'xls2csv -d utf-8 $1'
+done < <(largest xls 3)
 exit "$worst"

@@ -137,17 +137,20 @@ void LibraryArchive::open(Kind kind, Filter filter) {
   archive_read_set_skip_callback(handle, skip_input);
   if (stream_->seekable()) archive_read_set_seek_callback(handle, seek_input);
   const int status = guarded([&] { return archive_read_open1(handle); });
-  if (status != ARCHIVE_OK && status != ARCHIVE_WARN) fail(true);
+  // A stream that cannot be unpacked is taken for an empty one.
+  const bool hidden_error = kind == Kind::raw && archive_errno(handle) != 0;
+  if ((status != ARCHIVE_OK && status != ARCHIVE_WARN) || hidden_error) fail(true);
 }
 
 bool LibraryArchive::next() {
-  // A header that is to be tried again has been read: more than a few in a row are none.
-  constexpr int most_tries = 16;
+  // What is no header where one should be is passed over, block by block, until one is found.
+  constexpr int most_tries = 1 << 20;
   for (int i = 0; i < most_tries; ++i) {
     const int status = guarded([&] { return archive_read_next_header(archive_.get(), &entry_); });
     if (status == ARCHIVE_EOF) return false;
     if (status == ARCHIVE_OK || status == ARCHIVE_WARN) return true;
     if (status != ARCHIVE_RETRY) break;
+    damaged_ = true;
   }
   fail(true);
 }

@@ -61,6 +61,9 @@ class LibraryArchive {
   /// @throws EngineError as `open`
   bool next();
 
+  /// Whether `next` has passed over what should have been a header.
+  bool damaged() const { return damaged_; }
+
   /// Of the member that `next` has gone to; valid until the next call of it.
   Header header() const;
 
@@ -88,7 +91,8 @@ class LibraryArchive {
   std::unique_ptr<archive, Close> archive_;
   archive_entry* entry_ = nullptr;  ///< belongs to `archive_`
   std::vector<char> input_;
-  std::uint64_t position_ = 0;      ///< of the input
+  std::uint64_t position_ = 0;  ///< of the input
+  bool damaged_ = false;
   std::exception_ptr input_error_;  ///< what the stream threw: it must not pass through C
 };
 

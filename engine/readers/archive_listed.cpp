@@ -35,6 +35,9 @@ class ListedArchive final : public Subfiles {
     try {
       begin_pass(0, 0);
       while (advance()) add_member();
+      if (archive_->damaged()) {
+        throw EngineError(Code::archive_broken, "a header in the archive is damaged");
+      }
     } catch (const EngineError& error) {
       const bool fatal = error.code() == Code::timed_out || error.code() == Code::out_of_memory;
       if (list_.size() == 0 || fatal) throw;

@@ -111,7 +111,7 @@ TEST_P(ArchiveReaderFormat, ExtractsInAnyOrder) {
 TEST_P(ArchiveReaderFormat, TellsThatItIsCutShort) {
   const Archived& archived = GetParam();
   const std::string bytes = write_archive(archived.format, archived.filter, usual_members());
-  const std::string cut = bytes.substr(0, bytes.size() * 2 / 3);
+  const std::string cut = bytes.substr(0, bytes.size() / 3);
   const Listing listing = list_members(cut, archived.number);
   int code = listing.code;
   for (std::size_t i = 0; i < listing.members.size() && code == 0; ++i) {
@@ -431,19 +431,34 @@ TEST(ArchiveReader, TellsThatAWarcFileIsCutShort) {
   EXPECT_EQ(listing.code, 21);
 }
 
+std::string ar_member(const std::string& name, const std::string& content) {
+  const auto field = [](std::string text, std::size_t size) {
+    text.resize(size, ' ');
+    return text;
+  };
+  std::string member = field(name, 16) + field("1600000000", 12) + field("0", 6) + field("0", 6) +
+                       field("100644", 8) + field(std::to_string(content.size()), 10) + "`\n" +
+                       content;
+  if (content.size() % 2 != 0) member += '\n';
+  return member;
+}
+
 TEST(ArchiveReader, LeavesOutTheTablesOfAr) {
-  const std::string bytes =
-      write_archive("arsvr4", "", {{"a-name-that-needs-a-table.o", "code"}, {"b.o", "more"}});
+  const std::string bytes = "!<arch>\n" + ar_member("/", std::string("\0\0\0\0", 4)) +
+                            ar_member("//", "a-name-that-needs-a-table.o/\n") +
+                            ar_member("/0", "code") + ar_member("b.o/", "more");
   const Listing listing = list_members(bytes, Format::ar);
   EXPECT_EQ(names_of(listing), (std::vector<std::string>{"a-name-that-needs-a-table.o", "b.o"}));
   EXPECT_EQ(extract_member(bytes, Format::ar, 1).bytes, "more");
 }
 
-TEST(ArchiveReader, ListsUpToWhereATarFileIsDamaged) {
-  std::string bytes = write_archive("ustar", "", {{"one.txt", "1"}, {"two.txt", "2"}});
+TEST(ArchiveReader, GoesOnBehindADamagedHeaderAndThenTellsOfIt) {
+  std::string bytes =
+      write_archive("ustar", "", {{"one.txt", "1"}, {"two.txt", "2"}, {"three.txt", "3"}});
   bytes[1024 + 150] = 'x';
   const Listing listing = list_members(bytes, Format::tar);
-  EXPECT_EQ(names_of(listing), std::vector<std::string>{"one.txt"});
+  EXPECT_EQ(names_of(listing), (std::vector<std::string>{"one.txt", "three.txt"}));
+  EXPECT_EQ(extract_member(bytes, Format::tar, 1).bytes, "3");
   EXPECT_EQ(listing.code, 21);
 }
 

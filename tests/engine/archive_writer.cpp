@@ -4,11 +4,16 @@
 #include <archive_entry.h>
 #include <gtest/gtest.h>
 
+#include <clocale>
+
 namespace trfilter::test {
 
 std::string write_archive(const char* format, const char* filter,
                           const std::vector<ArchiveMember>& members, const char* options,
                           const char* password) {
+  // Names are UTF-8, whatever the tests' own locale is.
+  static locale_t utf8 = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+  const locale_t before = ::uselocale(utf8);
   std::string bytes(std::size_t{4} << 20, '\0');
   std::size_t used = 0;
   archive* out = archive_write_new();
@@ -46,6 +51,7 @@ std::string write_archive(const char* format, const char* filter,
   }
   EXPECT_EQ(archive_write_close(out), ARCHIVE_OK) << archive_error_string(out);
   archive_write_free(out);
+  ::uselocale(before);
   bytes.resize(used);
   return bytes;
 }

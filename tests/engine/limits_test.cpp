@@ -120,5 +120,35 @@ TEST(Limits, CountsReadersThatWorkWithinEachOther) {
   EXPECT_EQ(code_of([&] { limits.enter_reader(); }), Code::success);
 }
 
+TEST(Limits, KeepsAStreamToItsRatioOfWhatHasBeenRead) {
+  Limits::Bounds bounds;
+  bounds.member_floor = 1000;
+  bounds.expansion_ratio = 10;
+  const Limits limits(bounds);
+  EXPECT_NO_THROW(limits.check_expansion(1000, 0));
+  EXPECT_NO_THROW(limits.check_expansion(2000, 200));
+  EXPECT_THROW(limits.check_expansion(2010, 200), EngineError);
+}
+
+TEST(Limits, BoundsTheListOfMembers) {
+  Limits::Bounds bounds;
+  bounds.directory_bytes = 100;
+  const Limits limits(bounds);
+  EXPECT_NO_THROW(limits.check_directory(100));
+  EXPECT_THROW(limits.check_directory(101), EngineError);
+}
+
+TEST(ExpansionMeter, CountsASecondPassOnce) {
+  Limits::Bounds bounds;
+  bounds.expansion_floor = 100;
+  bounds.expansion_ratio = 1;
+  Limits limits(bounds);
+  ExpansionMeter meter(limits);
+  meter.add_unpacked(100);
+  meter.restart();
+  EXPECT_NO_THROW(meter.add_unpacked(100));
+  EXPECT_THROW(meter.add_unpacked(1), EngineError);
+}
+
 }  // namespace
 }  // namespace trfilter
