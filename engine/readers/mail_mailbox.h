@@ -12,9 +12,9 @@
 
 namespace trfilter::mail {
 
-/// Finds the messages of a mailbox (RFC 4155): each behind a line that begins with "From " and, as
-/// not all writers quote such lines in texts, either has a date and stands behind an empty line or
-/// before a header, or stands between both.
+/// Finds the messages of a mailbox (RFC 4155): each behind a line that begins with "From ". As not
+/// all writers quote such lines in texts, it must have a date and stand behind an empty line or
+/// before a header, or stand between an empty line and a header of two lines or one alone.
 class MailboxScan {
  public:
   /// @param document, limits  outlive the object
