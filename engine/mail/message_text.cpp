@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "engine/core/format.h"
+#include "engine/core/property_names.h"
 #include "engine/mail/mail_charset.h"
 #include "engine/mail/message_output.h"
 
@@ -192,13 +193,13 @@ void add_mail_fields(const MailHeaders& headers, Properties& fields) {
 }
 
 void add_mail_properties(const MailHeaders& headers, Properties& properties) {
-  properties.add("Title", headers.subject);
-  properties.add("Author", shown_addresses(headers.from));
+  properties.add(property::title, headers.subject);
+  properties.add(property::author, shown_addresses(headers.from));
   add_time(properties, "Created", headers.sent);
-  properties.add("ReplyTo", shown_addresses(headers.reply_to));
-  properties.add("To", shown_addresses(headers.to));
-  properties.add("Cc", shown_addresses(headers.cc));
-  properties.add("Bcc", shown_addresses(headers.bcc));
+  properties.add(property::reply_to, shown_addresses(headers.reply_to));
+  properties.add(property::to, shown_addresses(headers.to));
+  properties.add(property::cc, shown_addresses(headers.cc));
+  properties.add(property::bcc, shown_addresses(headers.bcc));
   add_time(properties, "Received", headers.received);
   properties.add("Identifier", headers.message_id);
   add_rest(headers, properties);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "engine/core/format.h"
+#include "engine/core/limits.h"
 #include "engine/core/options.h"
 #include "engine/core/properties.h"
 #include "engine/core/subfiles.h"
