@@ -4,6 +4,8 @@
 #include <array>
 #include <string_view>
 
+#include "engine/core/engine_error.h"
+
 namespace trfilter::mail {
 namespace {
 
@@ -90,14 +92,22 @@ Mailbox::Mailbox(Document& document, Limits& limits, const Stretch& mailbox)
   std::uint64_t before = mailbox.begin;
   while (const std::optional<Stretch> message = scan.next()) {
     constexpr std::uint64_t longest = 0xFFFFFFFF;
+    constexpr std::uint64_t bytes_of_one = sizeof(std::uint64_t) + sizeof(std::uint32_t);
+    try {
+      limits.check_members(ends_.size() + 1);
+      limits.check_directory((ends_.size() + 1) * bytes_of_one);
+    } catch (const EngineError&) {
+      end_.break_off();
+      return;
+    }
     separators_.push_back(static_cast<std::uint32_t>(std::min(message->begin - before, longest)));
     ends_.push_back(message->end);
     before = message->end;
-    limits.check_members(ends_.size());
   }
 }
 
 Stretch Mailbox::message(std::size_t index) const {
+  if (index >= ends_.size()) end_.rethrow();
   Stretch message = mailbox_;
   message.begin = (index == 0 ? mailbox_.begin : ends_[index - 1]) + separators_[index];
   message.end = ends_[index];
