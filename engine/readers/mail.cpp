@@ -14,7 +14,8 @@
 // messages, those of a saved page its resources; a page's text is that of the page alone.
 //
 // Not handled: encrypted and opaquely signed content, which is a member as it stands; messages in
-// pieces (message/partial); the bodies of a message that lie elsewhere (message/external-body).
+// pieces (message/partial); the bodies of a message that lie elsewhere (message/external-body);
+// frames of saved pages, which are members.
 //
 // Bounds: nothing but offsets is kept of parts and messages, 256 KiB of a header, 32 MiB of a body
 // in RTF or of a formatted message; multiparts in each other to a depth of 256. Text in UTF-16 is
@@ -137,8 +138,15 @@ class MailReader : public Reader {
   }
 
   void properties(Properties& properties) override {
-    if (mailbox_) return;
-    add_mail_properties(make_message(whole_)->headers(), properties);
+    Stretch message = whole_;
+    if (mailbox_) {
+      // One message states what it does even when a line of a mailbox is before it.
+      MailboxScan scan(document_, context_.limits, whole_);
+      const std::optional<Stretch> first = scan.next();
+      if (!first || first->end != whole_.end) return;
+      message = *first;
+    }
+    add_mail_properties(make_message(message)->headers(), properties);
   }
 
   std::unique_ptr<Subfiles> subfiles() override {

@@ -4,6 +4,8 @@
 #include <array>
 #include <string_view>
 
+#include "engine/core/engine_error.h"
+
 namespace trfilter::mail {
 namespace {
 
@@ -22,18 +24,19 @@ bool is_digit(char c) {
   return c >= '0' && c <= '9';
 }
 
-/// Whether a line has the date of RFC 4155's default format: a day of the week and a time.
+/// Whether a line has the date of RFC 4155's default format: day of the week, month, day, time.
 bool has_date(std::string_view line) {
-  constexpr std::array<std::string_view, 7> days{" Mon", " Tue", " Wed", " Thu",
-                                                 " Fri", " Sat", " Sun"};
-  const bool day =
-      std::ranges::any_of(days, [&](std::string_view name) { return line.find(name) != npos; });
-  for (std::size_t colon = line.find(':'); day && colon != npos;
-       colon = line.find(':', colon + 1)) {
-    if (colon > 0 && colon + 2 < line.size() && is_digit(line[colon - 1]) &&
-        is_digit(line[colon + 1]) && is_digit(line[colon + 2])) {
-      return true;
-    }
+  constexpr std::string_view days = " Mon Tue Wed Thu Fri Sat Sun ";
+  constexpr std::string_view months = " Jan Feb Mar Apr May Jun Jul Aug Sep Oct Nov Dec ";
+  constexpr std::size_t length = 5;  // of a name and the blanks around it
+  for (std::size_t at = line.find(' '); at != npos; at = line.find(' ', at + 1)) {
+    const std::string_view day = line.substr(at, length);
+    const std::string_view month = line.substr(std::min(at + length - 1, line.size()), length);
+    if (day.size() != length || day.back() != ' ' || days.find(day) == npos) continue;
+    if (month.size() != length || month.back() != ' ' || months.find(month) == npos) continue;
+    const std::size_t colon = line.find(':', at);
+    return colon != npos && colon + 1 < line.size() && is_digit(line[colon - 1]) &&
+           is_digit(line[colon + 1]);
   }
   return false;
 }
@@ -50,13 +53,19 @@ MailboxScan::MailboxScan(Document& document, Limits& limits, const Stretch& mail
     : mailbox_(mailbox), lines_(document, limits, mailbox), more_(lines_.find(separator)) {}
 
 bool MailboxScan::is_separator() const {
-  const std::string_view line = lines_.line();
-  const std::string_view head = lines_.head();
-  const std::size_t end = head.find(mailbox_.line_end);
-  const bool before_header =
-      end != npos && is_header_line(line_of(head.substr(end + 1), mailbox_.line_end));
+  std::string_view head = lines_.head();
+  const auto next_line = [&] {
+    const std::size_t end = head.find(mailbox_.line_end);
+    head.remove_prefix(end == npos ? head.size() : end + 1);
+    return line_of(head, mailbox_.line_end);
+  };
+  const bool before_header = is_header_line(next_line());
   const bool after_empty = lines_.after_empty_line();
-  return has_date(line) ? after_empty || before_header : after_empty && before_header;
+  if (has_date(lines_.line())) return after_empty || before_header;
+  const std::string_view second = next_line();
+  const bool goes_on =
+      second.empty() || second.front() == ' ' || second.front() == '\t' || is_header_line(second);
+  return after_empty && before_header && goes_on;
 }
 
 bool MailboxScan::find_separator() {
@@ -83,14 +92,22 @@ Mailbox::Mailbox(Document& document, Limits& limits, const Stretch& mailbox)
   std::uint64_t before = mailbox.begin;
   while (const std::optional<Stretch> message = scan.next()) {
     constexpr std::uint64_t longest = 0xFFFFFFFF;
+    constexpr std::uint64_t bytes_of_one = sizeof(std::uint64_t) + sizeof(std::uint32_t);
+    try {
+      limits.check_members(ends_.size() + 1);
+      limits.check_directory((ends_.size() + 1) * bytes_of_one);
+    } catch (const EngineError&) {
+      end_.break_off();
+      return;
+    }
     separators_.push_back(static_cast<std::uint32_t>(std::min(message->begin - before, longest)));
     ends_.push_back(message->end);
     before = message->end;
-    limits.check_members(ends_.size());
   }
 }
 
 Stretch Mailbox::message(std::size_t index) const {
+  if (index >= ends_.size()) end_.rethrow();
   Stretch message = mailbox_;
   message.begin = (index == 0 ? mailbox_.begin : ends_[index - 1]) + separators_[index];
   message.end = ends_[index];

@@ -8,13 +8,14 @@
 
 #include "engine/core/document.h"
 #include "engine/core/limits.h"
+#include "engine/members/member_list.h"
 #include "engine/readers/mail_lines.h"
 
 namespace trfilter::mail {
 
-/// Finds the messages of a mailbox (RFC 4155): each behind a line that begins with "From " and, as
-/// not all writers quote such lines in texts, either has a date and stands behind an empty line or
-/// before a header, or stands between both.
+/// Finds the messages of a mailbox (RFC 4155): each behind a line that begins with "From ". As not
+/// all writers quote such lines in texts, it must have a date and stand behind an empty line or
+/// before a header, or stand between an empty line and a header of two lines or one alone.
 class MailboxScan {
  public:
   /// @param document, limits  outlive the object
@@ -32,19 +33,22 @@ class MailboxScan {
   bool more_;
 };
 
-/// Where the messages of a mailbox are; twelve bytes for each.
+/// Where the messages of a mailbox are; twelve bytes for each. A list beyond a bound breaks off.
 class Mailbox {
  public:
   Mailbox(Document& document, Limits& limits, const Stretch& mailbox);
 
-  std::size_t count() const { return ends_.size(); }
+  /// One more than there are messages when the list breaks off.
+  std::size_t count() const { return ends_.size() + (end_.broken_off() ? 1 : 0); }
   /// @param index  below `count()`
+  /// @throws EngineError what the list broke off with, for the one behind its end
   Stretch message(std::size_t index) const;
 
  private:
   Document& document_;
   Stretch mailbox_;
-  std::vector<std::uint64_t> ends_;        ///< before what follows
+  std::vector<std::uint64_t> ends_;  ///< before what follows
+  ListEnd end_;
   std::vector<std::uint32_t> separators_;  ///< bytes of the line before each
 };
 

@@ -24,7 +24,7 @@ constexpr std::uint64_t most_measured = std::uint64_t{256} << 10;
 constexpr std::size_t most_names = 1000;
 constexpr std::size_t most_pictures = 1000;
 
-constexpr unsigned no_rank = 9;
+constexpr std::uint8_t no_rank = 9;
 
 /// What a part gives, as an output.
 class Counter : public ByteOutput {
@@ -106,7 +106,7 @@ Message::~Message() = default;
 // ---- what is shown, and what is a member
 
 /// How well a part's text can be shown: the least is the best.
-unsigned Message::rank_of(const Part& part) const {
+std::uint8_t Message::rank_of(const Part& part) {
   switch (part.kind) {
     case PartKind::plain:
       return part.attachment ? no_rank : 0;
@@ -160,7 +160,7 @@ void Message::sort_parts() {
     const Part& here = parts_[i];
     if (!here.is_multipart()) ranks_[i] = rank_of(here);
     if (here.parent == Part::none) continue;
-    unsigned& above = ranks_[static_cast<std::size_t>(here.parent)];
+    std::uint8_t& above = ranks_[static_cast<std::size_t>(here.parent)];
     above = std::min(above, ranks_[i]);
   }
   std::vector<Place> places(parts_.size(), Place::shown);

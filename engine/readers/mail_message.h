@@ -69,7 +69,7 @@ class Message {
   void sort_leaf(std::int32_t number, Place place);
   std::int32_t chosen_form(const Part& alternative);
   std::int32_t shown_by(const Part& related);
-  unsigned rank_of(const Part& part) const;
+  static std::uint8_t rank_of(const Part& part);
   bool has_text(const Part& part);
   void find_text_files();
 
@@ -91,7 +91,7 @@ class Message {
   MessageUse use_;
   Header header_;
   std::vector<Part> parts_;
-  std::vector<unsigned> ranks_;       ///< how well the text of each part can be shown
+  std::vector<std::uint8_t> ranks_;   ///< how well the text of each part can be shown
   std::vector<std::int32_t> bodies_;  ///< parts that are the text, in order
   std::vector<Member> members_;
   bool text_files_found_ = false;

@@ -11,7 +11,7 @@ namespace trfilter::mail {
 namespace {
 
 constexpr std::size_t deepest = 256;
-constexpr std::size_t most_parts = 2'000'000;
+constexpr std::size_t most_parts = 1'500'000;
 // RFC 2046, 5.1.1: 70 characters.
 constexpr std::size_t longest_boundary = 1024;
 

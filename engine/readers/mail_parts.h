@@ -49,7 +49,7 @@ struct Part {
 };
 
 /// The parts of the message in `stretch` (RFC 2046), found by one pass over its lines without
-/// recursion. Multiparts in each other are divided to a depth of 256, a message into 2,000,000
+/// recursion. Multiparts in each other are divided to a depth of 256, a message into 1,500,000
 /// parts: what is deeper or behind is part of the last one. A multipart without parts is text.
 std::vector<Part> find_parts(Document& document, Limits& limits, const Stretch& stretch,
                              const Options& options);

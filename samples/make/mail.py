@@ -63,7 +63,7 @@ def post():
             "Content-Transfer-Encoding: quoted-printable",
         ],
         "Dear Bj=C3=B6rn,=20\r\nthe plums are ripe, and there are more of them than=20\r\n"
-        "the two of us can eat.\r\n\r\n> Shall I come on Sunday?\r\n\r\nDo.\r\n\r\n-- =20\r\nAda\r\n",
+        "the two of us can eat.\r\n\r\n> Shall I come on Sunday?\r\n\r\nDo.\r\n\r\n--=20\r\nAda\r\n",
     )
     page = part(
         ["Content-Type: text/html; charset=iso-8859-1", "Content-Transfer-Encoding: 8bit"],

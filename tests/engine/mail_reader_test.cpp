@@ -330,6 +330,28 @@ TEST(MailboxReader, ShowsMessagesInOrder) {
             "Date: Mon, 5 Jan 2009 11:00:00 +0000\nSubject: two\nmore\n\fSubject: three\nlast\n");
 }
 
+TEST(MailboxReader, TellsSeparatorsFromText) {
+  const std::string begin = "From a@x Mon Jan  5 10:00:00 2009\nSubject: s\n\n";
+  for (const char* text :
+       {"text\n\nFrom the manual:\nNote: this is\nno header\n", "x\n\nFrom us on Mon 10:30\nto\n",
+        "x\nFrom a@x Mon Jan  5 10:00:00 2009\ny\n", "x\n\nFrom the begin\n"}) {
+    EXPECT_EQ(members_of(begin + text).size(), 1u) << text;
+  }
+  for (const char* text :
+       {"x\nFrom a@x Mon Jan  5 10:00:00 2009\nTo: y\n",
+        "x\n\nFrom a@x Wed Mar 01 1:09:01 +0000 2023\n", "x\n\nFrom - \nTo: y\nCc: z\n"}) {
+    EXPECT_EQ(members_of(begin + text).size(), 2u) << text;
+  }
+}
+
+TEST(MailboxReader, StatesThePropertiesOfAnOnlyMessage) {
+  const std::string one = "From a@x Mon Jan  5 10:00:00 2009\nSubject: one\n\ntext\n\n";
+  const Properties properties = read_properties(one, Format::mime);
+  ASSERT_FALSE(properties.items().empty());
+  EXPECT_EQ(std::get<std::string>(properties.items().front().value), "one");
+  EXPECT_TRUE(read_properties(one + one, Format::mime).items().empty());
+}
+
 TEST(MailboxReader, ListsMessages) {
   const auto members = members_of(mailbox);
   ASSERT_EQ(members.size(), 3u);
