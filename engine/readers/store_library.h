@@ -41,6 +41,9 @@ class Library {
   /// @throws EngineError code 4 without one
   Item root_folder();
 
+  /// What lies in an item, by its number; null for what cannot be opened.
+  Item sub_item(libpff_item_t* item, int number) const;
+
   /// Passes on the result of a call of the library.
   /// @return whether the call gave something
   /// @throws what was thrown while the library was reading, code 19 after the deadline
