@@ -110,6 +110,7 @@ Item Library::sub_item(libpff_item_t* item, int number) const {
 bool Library::check(int result) const {
   if (source_->failure) std::rethrow_exception(source_->failure);
   source_->limits.check_time();
+  if (result < 0) ++failures_;
   return result == 1;
 }
 

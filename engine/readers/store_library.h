@@ -2,6 +2,7 @@
 
 #include <libpff.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <memory>
@@ -49,12 +50,16 @@ class Library {
   /// @throws what was thrown while the library was reading, code 19 after the deadline
   bool check(int result) const;
 
+  /// How many calls have failed so far: what they should have given is damaged.
+  std::size_t failures() const { return failures_; }
+
  private:
   struct Source;
 
   std::unique_ptr<Source> source_;
   intptr_t* input_ = nullptr;  ///< libbfio's handle
   libpff_file_t* file_ = nullptr;
+  mutable std::size_t failures_ = 0;
 };
 
 }  // namespace trfilter::store

@@ -168,7 +168,11 @@ Subfiles::Extraction StoreMembers::extract(std::size_t index, ByteOutput& output
     throw EngineError(Code::invalid_argument, "a folder has no bytes");
   }
   const auto message = open_item(index);
+  const std::size_t failures = library_->failures();
   mapi::write_item(context_, *message, formatted_mail, output);
+  if (library_->failures() != failures) {
+    throw EngineError(Code::corrupt, "parts of the item cannot be read");
+  }
   return {};
 }
 
