@@ -9,8 +9,8 @@
 // Not handled: deleted items, items that only describe views, search folders (their items lie in
 // other folders). A store's password keeps clients out and encrypts nothing: it is not asked for.
 //
-// Bounds: folders are followed to a depth of 64, a million of them; one item is open at a time.
-// libpff keeps the index of the store in memory, some hundred bytes an item.
+// Bounds: folders are followed to a depth of 64; one item is open at a time. libpff keeps the nodes
+// of the store in memory, some hundred bytes each, and walks over those of a folder to an item.
 
 #include <memory>
 

@@ -101,9 +101,16 @@ Item Library::root_folder() {
   return Item(root);
 }
 
+Item Library::sub_item(libpff_item_t* item, int number) const {
+  libpff_item_t* found = nullptr;
+  if (!check(libpff_item_get_sub_item(item, number, &found, nullptr))) return nullptr;
+  return Item(found);
+}
+
 bool Library::check(int result) const {
   if (source_->failure) std::rethrow_exception(source_->failure);
   source_->limits.check_time();
+  if (result < 0) ++failures_;
   return result == 1;
 }
 

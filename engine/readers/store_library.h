@@ -2,6 +2,7 @@
 
 #include <libpff.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <memory>
@@ -41,10 +42,16 @@ class Library {
   /// @throws EngineError code 4 without one
   Item root_folder();
 
+  /// What lies in an item, by its number; null for what cannot be opened.
+  Item sub_item(libpff_item_t* item, int number) const;
+
   /// Passes on the result of a call of the library.
   /// @return whether the call gave something
   /// @throws what was thrown while the library was reading, code 19 after the deadline
   bool check(int result) const;
+
+  /// How many calls have failed so far: what they should have given is damaged.
+  std::size_t failures() const { return failures_; }
 
  private:
   struct Source;
@@ -52,6 +59,7 @@ class Library {
   std::unique_ptr<Source> source_;
   intptr_t* input_ = nullptr;  ///< libbfio's handle
   libpff_file_t* file_ = nullptr;
+  mutable std::size_t failures_ = 0;
 };
 
 }  // namespace trfilter::store

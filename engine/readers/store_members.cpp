@@ -13,11 +13,12 @@ namespace {
 
 // Folders within each other; the library needs the stack for each.
 constexpr std::size_t deepest_folder = 64;
-constexpr std::size_t most_folders = 1'000'000;
 
-// The kind of a node is in its number, [MS-PST] 2.2.2.1.
+// The kind of a node is in its number, [MS-PST] 2.2.2.1. Search folders, whose items lie in other
+// folders, and items that describe views are of other kinds.
 constexpr std::uint32_t node_kind = 0x1F;
-constexpr std::uint32_t search_folder = 0x03;
+constexpr std::uint32_t normal_folder = 0x02;
+constexpr std::uint32_t normal_message = 0x04;
 
 /// A name as a part of a path.
 std::string path_part(std::string name) {
@@ -30,10 +31,6 @@ std::string path_part(std::string name) {
   return name;
 }
 
-std::size_t checked_count(bool known, int count) {
-  return known && count > 0 ? static_cast<std::size_t>(count) : 0;
-}
-
 }  // namespace
 
 StoreMembers::StoreMembers(const ReaderContext& context, Library& library)
@@ -42,51 +39,58 @@ StoreMembers::StoreMembers(const ReaderContext& context, Library& library)
 }
 
 /// Goes through all folders, depth first.
+///
+/// The library's own way to the items of a folder reads the table of its contents, and keeps all
+/// cells of all rows. This one goes over the tree of nodes, which is in memory anyway.
 void StoreMembers::add_folders() {
-  struct Open {
+  struct Inner {
+    int number;
     Item item;
+  };
+  struct Open {
     std::size_t place;  ///< in `folders_`
-    int next = 0;       ///< of its folders
-    int folder_count = 0;
+    std::vector<Inner> folders;
+    std::size_t next = 0;
   };
   std::vector<Open> open;
-  const auto enter = [&](Item item, Folder folder) {
-    int items = 0;
-    int folders = 0;
-    const bool has_items =
-        library_->check(libpff_folder_get_number_of_sub_messages(item.get(), &items, nullptr));
-    const bool has_folders =
-        library_->check(libpff_folder_get_number_of_sub_folders(item.get(), &folders, nullptr));
-    folder.item_count = checked_count(has_items, items);
-    count_ = folder.first_item + folder.item_count;
-    context_.limits.check_members(count_);
-    const std::size_t place = folders_.size();
+  const auto enter = [&](const Item& item, Folder folder) {
+    Open entered{folders_.size(), {}};
+    int count = 0;
+    library_->check(libpff_item_get_number_of_sub_items(item.get(), &count, nullptr));
+    for (int number = 0; number < count; ++number) {
+      Item inner = library_->sub_item(item.get(), number);
+      uint32_t identifier = 0;
+      if (!inner ||
+          !library_->check(libpff_item_get_identifier(inner.get(), &identifier, nullptr))) {
+        continue;
+      }
+      if ((identifier & node_kind) == normal_message) folder.items.push_back(number);
+      if ((identifier & node_kind) == normal_folder && open.size() < deepest_folder) {
+        entered.folders.push_back({number, std::move(inner)});
+      }
+      context_.limits.check_members(count_ + folder.items.size() + entered.folders.size());
+    }
+    count_ = folder.first_item + folder.items.size();
     folders_.push_back(std::move(folder));
-    const bool entered = has_folders && open.size() < deepest_folder;
-    open.push_back({std::move(item), place, 0, entered ? folders : 0});
+    open.push_back(std::move(entered));
   };
-  enter(library_->root_folder(), {0, 0, 0, 0, {}, {}});
+  enter(library_->root_folder(), {});
   while (!open.empty()) {
     Open& top = open.back();
-    if (top.next >= top.folder_count || folders_.size() >= most_folders) {
+    if (top.next == top.folders.size()) {
       open.pop_back();
       continue;
     }
-    const int place = top.next++;
-    libpff_item_t* found = nullptr;
-    if (!library_->check(libpff_folder_get_sub_folder(top.item.get(), place, &found, nullptr))) {
-      continue;
-    }
-    Item item(found);
-    uint32_t identifier = 0;
-    const bool known = library_->check(libpff_item_get_identifier(found, &identifier, nullptr));
-    // A search folder shows items of other folders.
-    if (known && (identifier & node_kind) == search_folder) continue;
-    ItemProperties properties(*library_, found);
-    std::string path =
+    const Inner inner = std::move(top.folders[top.next++]);
+    ItemProperties properties(*library_, inner.item.get());
+    Folder folder;
+    folder.first_item = count_ + 1;
+    folder.parent = top.place;
+    folder.number = inner.number;
+    folder.path =
         folders_[top.place].path + path_part(properties.text(mapi::id::display_name)) + '/';
     folders_[top.place].folders.push_back(folders_.size());
-    enter(std::move(item), {count_ + 1, 0, top.place, place, std::move(path), {}});
+    enter(inner.item, std::move(folder));
   }
 }
 
@@ -108,12 +112,8 @@ libpff_item_t* StoreMembers::open_folder(std::size_t folder) {
   for (std::size_t at = folder; at != 0; at = folders_[at].parent) way.push_back(at);
   Item item = library_->root_folder();
   for (; !way.empty(); way.pop_back()) {
-    libpff_item_t* next = nullptr;
-    if (!library_->check(
-            libpff_folder_get_sub_folder(item.get(), folders_[way.back()].place, &next, nullptr))) {
-      throw EngineError(Code::corrupt, "a folder of the mail store cannot be opened");
-    }
-    item.reset(next);
+    item = library_->sub_item(item.get(), folders_[way.back()].number);
+    if (!item) throw EngineError(Code::corrupt, "a folder of the mail store cannot be opened");
   }
   open_folder_ = std::move(item);
   open_folder_place_ = folder;
@@ -122,13 +122,10 @@ libpff_item_t* StoreMembers::open_folder(std::size_t folder) {
 
 std::unique_ptr<StoreMessage> StoreMembers::open_item(std::size_t index) {
   const std::size_t folder = folder_of(index);
-  const auto number = static_cast<int>(index - folders_[folder].first_item);
-  libpff_item_t* item = nullptr;
-  if (!library_->check(
-          libpff_folder_get_sub_message(open_folder(folder), number, &item, nullptr))) {
-    throw EngineError(Code::corrupt, "an item of the mail store cannot be opened");
-  }
-  return std::make_unique<StoreMessage>(*library_, Item(item));
+  const int number = folders_[folder].items[index - folders_[folder].first_item];
+  Item item = library_->sub_item(open_folder(folder), number);
+  if (!item) throw EngineError(Code::corrupt, "an item of the mail store cannot be opened");
+  return std::make_unique<StoreMessage>(*library_, std::move(item));
 }
 
 Subfile StoreMembers::describe(std::size_t index) {
@@ -139,7 +136,7 @@ Subfile StoreMembers::describe(std::size_t index) {
     member.kind = SubfileKind::folder;
     member.name = folder.path.substr(0, folder.path.size() - 1);
     member.parent = index_of(folder.parent);
-    for (std::size_t i = 0; i < folder.item_count; ++i) {
+    for (std::size_t i = 0; i < folder.items.size(); ++i) {
       member.children.push_back(static_cast<std::int32_t>(folder.first_item + i));
     }
     for (const std::size_t inner : folder.folders) member.children.push_back(index_of(inner));
@@ -171,7 +168,11 @@ Subfiles::Extraction StoreMembers::extract(std::size_t index, ByteOutput& output
     throw EngineError(Code::invalid_argument, "a folder has no bytes");
   }
   const auto message = open_item(index);
+  const std::size_t failures = library_->failures();
   mapi::write_item(context_, *message, formatted_mail, output);
+  if (library_->failures() != failures) {
+    throw EngineError(Code::corrupt, "parts of the item cannot be read");
+  }
   return {};
 }
 

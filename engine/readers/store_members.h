@@ -13,8 +13,8 @@
 
 namespace trfilter::store {
 
-/// The folders and items of a store. What is kept is a few words for each folder; an item is opened
-/// when it is asked for and closed again.
+/// The folders and items of a store. What is kept is a number for each item; an item is opened when
+/// it is asked for and closed again.
 class StoreMembers : public Subfiles {
  public:
   /// @param context, library  outlive the object
@@ -28,10 +28,10 @@ class StoreMembers : public Subfiles {
  private:
   /// A folder, with its items behind it and then its folders.
   struct Folder {
-    std::size_t first_item;  ///< index of its first item; its own is the one before
-    std::size_t item_count;
-    std::size_t parent;                ///< its place in `folders_`; its own for the root
-    int place;                         ///< its number among the folders of its parent
+    std::size_t first_item = 0;        ///< index of its first item; its own is the one before
+    std::vector<int> items;            ///< numbers among what lies in the folder
+    std::size_t parent = 0;            ///< its place in `folders_`; its own for the root
+    int number = 0;                    ///< its own among what lies in its parent
     std::string path;                  ///< with a slash behind it; empty for the root
     std::vector<std::size_t> folders;  ///< places of those within it
   };
