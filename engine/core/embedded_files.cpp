@@ -4,10 +4,30 @@
 #include <unordered_map>
 #include <utility>
 
+#include "engine/core/utf8.h"
+
 namespace trfilter {
 namespace {
 
 constexpr std::size_t most_name_bytes = 255;
+
+std::string valid_utf8(std::string_view text) {
+  return is_valid_utf8(text) ? std::string(text) : utf16_to_utf8(utf8_to_utf16(text));
+}
+
+/// A path within a document, without what would lead out of it.
+std::string safe_path(std::string_view path) {
+  std::string result;
+  while (!path.empty()) {
+    const std::size_t end = std::min(path.find_first_of("/\\"), path.size());
+    const std::string segment = embedded_name(path.substr(0, end), "");
+    path.remove_prefix(std::min(end + 1, path.size()));
+    if (segment.empty()) continue;
+    if (!result.empty()) result += '/';
+    result += segment;
+  }
+  return result.empty() ? "embedded" : result;
+}
 
 }  // namespace
 
@@ -27,7 +47,7 @@ void EmbeddedFiles::settle_names() {
   for (const Member& member : members_) ++uses[member.file.name];
   for (Member& member : members_) {
     if (!member.file.path.empty() && uses[member.file.name] > 1) {
-      member.file.name = member.file.path;
+      member.file.name = safe_path(member.file.path);
     }
   }
 }
@@ -56,7 +76,7 @@ std::string embedded_name(std::string_view stated, std::string_view otherwise) {
   const auto separator = std::find_if(stated.rbegin(), stated.rend(), is_separator);
   stated.remove_prefix(static_cast<std::size_t>(stated.rend() - separator));
   std::string name;
-  for (const char c : stated) {
+  for (const char c : valid_utf8(stated)) {
     if (static_cast<unsigned char>(c) >= ' ' && c != '\x7F') name.push_back(c);
   }
   if (name.size() > most_name_bytes) {

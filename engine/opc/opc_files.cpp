@@ -17,6 +17,7 @@ namespace trfilter {
 namespace {
 
 constexpr std::size_t most_external = std::size_t{1} << 16;
+constexpr std::size_t longest_location = 4096;
 
 enum class What : std::uint8_t { other, file, object, font, thumbnail, chunk };
 
@@ -118,8 +119,11 @@ class Collector {
       const What what = what_of_kind(relationship.kind);
       if (what == What::other) continue;
       if (!relationship.external) {
-        what_.emplace(lower(relationship.target), what);
+        if (package_.zip().contains(relationship.target)) {
+          what_.emplace(lower(relationship.target), what);
+        }
       } else if (what != What::font && what != What::thumbnail &&
+                 relationship.target.size() <= longest_location &&
                  external_.size() < most_external && known_.insert(relationship.target).second) {
         external_.push_back(relationship.target);
       }

@@ -11,6 +11,7 @@ namespace trfilter::epub {
 namespace {
 
 constexpr std::size_t most_items = std::size_t{1} << 18;
+constexpr std::size_t most_kept_bytes = std::size_t{32} << 20;
 constexpr std::size_t most_value_bytes = std::size_t{1} << 20;
 
 struct Row {
@@ -73,11 +74,11 @@ void PackageHandler::start_element(const XmlElement& element) {
   value_.clear();
   if (name == "metadata") {
     in_metadata_ = true;
-  } else if (name == "item" && items.size() < most_items) {
+  } else if (name == "item" && has_room(element)) {
     items.push_back({std::string(element.attribute("id")), std::string(element.attribute("href")),
                      std::string(element.attribute("media-type")),
                      has_word(element.attribute("properties"), "nav")});
-  } else if (name == "itemref" && spine.size() < most_items) {
+  } else if (name == "itemref" && has_room(element)) {
     spine.emplace_back(element.attribute("idref"));
   } else if (name == "date") {
     event_ = element.attribute("event");
@@ -87,6 +88,14 @@ void PackageHandler::start_element(const XmlElement& element) {
       properties_->add(property::application, std::string(element.attribute("content")));
     }
   }
+}
+
+/// What is beyond the bounds is left out.
+bool PackageHandler::has_room(const XmlElement& element) {
+  for (int i = 0; i < element.attribute_count(); ++i) {
+    kept_bytes_ += element.attribute_at(i).value.size();
+  }
+  return items.size() + spine.size() < most_items && kept_bytes_ < most_kept_bytes;
 }
 
 void PackageHandler::characters(std::string_view text) {

@@ -48,10 +48,12 @@ class PackageHandler final : public XmlHandler {
   void characters(std::string_view text) override;
 
  private:
+  bool has_room(const XmlElement& element);
   void add_property(std::string_view name);
   void add_date();
 
   Properties* properties_;
+  std::size_t kept_bytes_ = 0;
   bool in_metadata_ = false;
   std::string event_;          ///< of a date
   std::string meta_property_;  ///< of a "meta" element

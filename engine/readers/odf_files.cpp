@@ -20,24 +20,22 @@ namespace {
 
 constexpr std::size_t piece_size = std::size_t{64} << 10;
 constexpr std::size_t most_external = std::size_t{1} << 16;
+constexpr std::size_t longest_location = 4096;
+constexpr std::size_t most_kept_bytes = std::size_t{32} << 20;
 constexpr std::size_t most_manifest_entries = std::size_t{1} << 18;
 // Folders in each other that an embedded document may lie in.
 constexpr int deepest = 16;
 constexpr std::string_view manifest_part = "META-INF/manifest.xml";
 
-/// The media types of META-INF/manifest.xml (OpenDocument part 2, clause 4), in its order.
+/// The media types of META-INF/manifest.xml (OpenDocument part 2, clause 4).
 class Manifest final : public XmlHandler {
  public:
-  struct Entry {
-    std::string path;
-    std::string media_type;
-  };
-
   void start_element(const XmlElement& element) override {
-    if (element.name() != "file-entry" || entries.size() == most_manifest_entries) return;
-    entries.push_back({std::string(element.attribute("full-path")),
-                       std::string(element.attribute("media-type"))});
-    types.emplace(entries.back().path, entries.back().media_type);
+    if (element.name() != "file-entry" || types.size() == most_manifest_entries) return;
+    const std::string_view path = element.attribute("full-path");
+    const std::string_view type = element.attribute("media-type");
+    kept_bytes_ += path.size() + type.size();
+    if (kept_bytes_ < most_kept_bytes) types.emplace(path, type);
   }
 
   std::string_view type_of(const std::string& path) const {
@@ -45,8 +43,10 @@ class Manifest final : public XmlHandler {
     return found == types.end() ? std::string_view() : std::string_view(found->second);
   }
 
-  std::vector<Entry> entries;
   std::unordered_map<std::string, std::string> types;
+
+ private:
+  std::size_t kept_bytes_ = 0;
 };
 
 /// What a document's content refers to outside of the package.
@@ -60,7 +60,10 @@ class LinksHandler final : public XmlHandler {
     const std::string_view target = element.attribute("href");
     const bool outside = target.find(":/") != std::string_view::npos || target.starts_with("../") ||
                          target.starts_with('/');
-    if (!outside || locations.size() == most_external || package_.contains(target)) return;
+    if (!outside || target.size() > longest_location || locations.size() == most_external ||
+        package_.contains(target)) {
+      return;
+    }
     if (known_.emplace(target).second) locations.emplace_back(target);
   }
 

@@ -12,6 +12,8 @@
 namespace trfilter {
 namespace {
 
+constexpr std::size_t longest_name = 1024;
+
 /// Finds the elements that hold files and decodes them; a subclass takes what comes out.
 class FilesHandler : public XmlHandler {
  public:
@@ -85,8 +87,8 @@ class ListHandler final : public FilesHandler {
  private:
   void begin_file(std::string_view stated_name) override {
     file_ = {};
-    file_.name = stated_name;
-    file_.path = stated_name;
+    file_.name = stated_name.substr(0, longest_name);
+    file_.path = file_.name;
     head_.clear();
   }
 

@@ -3,10 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
-#include "engine/core/document.h"
-#include "engine/core/limits.h"
-#include "engine/zip/zip_package.h"
 #include "tests/engine/read_document.h"
 
 namespace trfilter::test {
@@ -20,6 +18,24 @@ TEST(EmbeddedName, IsOneFilesName) {
   EXPECT_EQ(embedded_name("..", "x"), "x");
   EXPECT_EQ(embedded_name("//", "x"), "x");
   EXPECT_EQ(embedded_name("", "x"), "x");
+}
+
+TEST(EmbeddedName, IsValidUtf8) {
+  EXPECT_EQ(embedded_name("a\xFF.txt", "x"), "a\uFFFD.txt");
+}
+
+TEST(EmbeddedFiles, ThatShareANameHavePathsThatLeadNowhereElse) {
+  EmbeddedFiles files;
+  for (const char* path : {"../../b/a.txt", "/c\\..\\a.txt", "d/other.txt"}) {
+    EmbeddedFiles::File file;
+    file.name = path;
+    file.path = path;
+    files.add(std::move(file), [](ByteOutput&) {});
+  }
+  files.settle_names();
+  EXPECT_EQ(files.describe(0).name, "b/a.txt");
+  EXPECT_EQ(files.describe(1).name, "c/a.txt");
+  EXPECT_EQ(files.describe(2).name, "other.txt");
 }
 
 TEST(EmbeddedName, KeepsTheEndOfALongName) {

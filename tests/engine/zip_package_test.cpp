@@ -227,6 +227,50 @@ TEST(ZipPackage, ChargesWhatIsUnpacked) {
   EXPECT_EQ(read(*enough.package, "a").code, Code::success);
 }
 
+/// A package of one stored member whose directory is changed by `change`, told the entry's offset.
+template <typename Change>
+std::string with_changed_entry(Change change) {
+  std::string bytes = ZipWriter().add("a", "alpha").bytes();
+  change(bytes, bytes.find("PK\1\2"));
+  return bytes;
+}
+
+TEST(ZipPackage, TellsTimesButNotThoseOfTheFirstYear) {
+  const auto time_of = [](unsigned year) {
+    return Opened(with_changed_entry([&](std::string& bytes, std::size_t entry) {
+             const unsigned date = (year - 1980) << 9 | 2 << 5 | 29;
+             const unsigned time = 12 << 11 | 30 << 5 | 4;
+             bytes[entry + 12] = static_cast<char>(time);
+             bytes[entry + 13] = static_cast<char>(time >> 8);
+             bytes[entry + 14] = static_cast<char>(date);
+             bytes[entry + 15] = static_cast<char>(date >> 8);
+           }))
+        .package->stated("a")
+        .time.ticks;
+  };
+  EXPECT_EQ(time_of(2024), FileTime::from_unix_seconds(1'709'209'808).ticks);
+  EXPECT_EQ(time_of(1980), 0);
+  EXPECT_EQ(time_of(2023), 0);  // no leap year
+}
+
+TEST(ZipPackage, TellsSizesOfTheZip64Field) {
+  Opened opened(with_changed_entry([](std::string& bytes, std::size_t entry) {
+    constexpr std::size_t fixed_size = 46;
+    constexpr std::size_t name_size = 1;
+    bytes.replace(entry + 20, 8, std::string(8, '\xFF'));
+    bytes[entry + 30] = 20;
+    std::string extra("\1\0\x10\0", 4);
+    for (int i = 0; i < 2; ++i) extra += std::string("\5\0\0\0\0\0\0\0", 8);
+    bytes.insert(entry + fixed_size + name_size, extra);
+    const std::size_t end = bytes.find("PK\5\6");
+    bytes[end + 12] = static_cast<char>(bytes[end + 12] + 20);
+  }));
+  EXPECT_FALSE(opened.package->damaged());
+  EXPECT_EQ(opened.package->stated("a").size, 5);
+  EXPECT_EQ(read(*opened.package, "a").content, "alpha");
+  EXPECT_EQ(opened.package->stated("none").size, 0);
+}
+
 TEST(ZipPackage, SurvivesEveryCut) {
   const std::string bytes =
       ZipWriter()
