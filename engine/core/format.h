@@ -10,7 +10,8 @@ enum class Format : std::uint32_t {
 #define FORMAT(number, name, category) name = (number),
 #include "engine/core/formats.def"
 #undef FORMAT
-  // Formats that have a reader and no number of the table: a host sees them as `none`.
+  // Formats that have a reader and no number of the table: a host sees them as `none`. All of them
+  // are of the category encapsulation.
   zstandard = 65536,
   lz4 = 65537,
   lzip = 65538,

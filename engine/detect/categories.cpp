@@ -27,6 +27,7 @@ static_assert(numbers_are_positions());
 }  // namespace
 
 Category category_of(Format format) {
+  if (host_number(format) == 0 && format != Format::none) return Category::encapsulation;
   const auto number = static_cast<std::size_t>(format);
   return number < std::size(categories) ? categories[number] : Category::none;
 }

@@ -109,6 +109,9 @@ class DocReader final : public Reader, private SectionListener {
       return;
     }
     file_.emplace(context.document, context.limits);
+    if (file_->find("\tDRMContent")) {
+      throw EngineError(Code::password_protected, "the document is under rights management");
+    }
     main_ = stream("WordDocument");
     if (!main_.present()) throw EngineError(Code::corrupt, "there is no main stream");
     data_ = stream("Data");

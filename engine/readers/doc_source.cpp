@@ -17,7 +17,7 @@ constexpr std::size_t window_size = std::size_t{16} << 10;
 constexpr std::uint32_t most_characters_of_run = 4096;
 constexpr std::uint64_t most_table_bytes = std::uint64_t{64} << 20;
 // Pieces of one paragraph that are looked through for its end.
-constexpr unsigned most_pieces_of_paragraph = 1024;
+constexpr unsigned most_pieces_of_paragraph = 128;
 constexpr unsigned most_table_depth = 64;
 
 constexpr std::int32_t western_code_page = 1252;

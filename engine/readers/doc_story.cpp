@@ -286,7 +286,6 @@ void Story::put_narrow(const TextRun& run) {
 void Story::put_special(char32_t character, std::uint32_t position,
                         const CharacterProperties& run) {
   const bool shown = !fields_.in_instruction();
-  const bool after_cell = std::exchange(after_cell_, character == cell_mark);
   switch (character) {
     case symbol_place:
       put_symbol(run);
@@ -308,10 +307,12 @@ void Story::put_special(char32_t character, std::uint32_t position,
     case cell_mark:
       if (tables_.size() == 0 && !paragraph_.row_end) {
         // Without the properties of paragraphs two marks in a row are the row's end.
-        if (!source_.has_paragraphs() && !after_cell) {
-          output_.text("\t");
-        } else {
+        if (source_.has_paragraphs()) {
           end_paragraph(run);
+        } else if (std::exchange(after_cell_, true)) {
+          output_.row();
+        } else {
+          output_.cell(1);
         }
         break;
       }

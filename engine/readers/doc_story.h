@@ -82,7 +82,7 @@ class Story final {
   ParagraphProperties paragraph_;
   std::optional<Region> revision_;  ///< open
   bool hidden_ = false;             ///< open
-  bool after_cell_ = false;         ///< the last character was a cell's end
+  bool after_cell_ = false;         ///< no text since a cell's end in an unformatted table
   char16_t high_surrogate_ = 0;
   std::string text_;  ///< of the run, not yet written
 };
