@@ -6,6 +6,8 @@
 #include <utility>
 
 #include "engine/compound/ole_object.h"
+#include "engine/core/document.h"
+#include "engine/core/engine_error.h"
 
 namespace trfilter {
 namespace {
@@ -31,6 +33,14 @@ std::string path_of(const CompoundFile& file, std::uint32_t entry) {
   return path;
 }
 
+/// What a storage is called by that is a document itself.
+std::string_view extension_of(const CompoundFile& file, std::uint32_t storage) {
+  for (const Extension& row : extensions) {
+    if (file.child(storage, row.stream)) return row.extension;
+  }
+  return ".ole";
+}
+
 }  // namespace
 
 void add_embedded_object(EmbeddedFiles& files, const CompoundFile& file, std::uint32_t storage) {
@@ -44,16 +54,40 @@ void add_embedded_object(EmbeddedFiles& files, const CompoundFile& file, std::ui
               [&file, found = *found](ByteOutput& output) { write_ole_file(file, found, output); });
     return;
   }
-  std::string_view extension = ".ole";
-  for (const Extension& row : extensions) {
-    if (!file.child(storage, row.stream)) continue;
-    extension = row.extension;
-    break;
-  }
+  const std::string_view extension = extension_of(file, storage);
   member.name = file.entries()[storage].name + std::string(extension);
   member.path += extension;
   files.add(std::move(member),
             [&file, storage](ByteOutput& output) { file.extract(storage, output); });
+}
+
+void add_embedded_object(EmbeddedFiles& files, EmbeddedFiles::File object, const Limits& limits,
+                         const std::function<std::string()>& bytes, EmbeddedFiles::Writer writer) {
+  std::string_view extension = ".ole";
+  try {
+    Document document = Document::from_memory(bytes());
+    const CompoundFile file(document, limits);
+    if (const auto found = find_ole_file(file, CompoundEntry::root)) {
+      object.name = found->name;
+      object.path += "/" + found->name;
+      object.size = static_cast<std::int64_t>(found->size);
+      files.add(std::move(object), [&limits, bytes](ByteOutput& output) {
+        Document again = Document::from_memory(bytes());
+        const CompoundFile compound(again, limits);
+        const auto wrapped = find_ole_file(compound, CompoundEntry::root);
+        if (!wrapped) throw EngineError(Code::corrupt, "an embedded object has lost its file");
+        write_ole_file(compound, *wrapped, output);
+      });
+      return;
+    }
+    extension = extension_of(file, CompoundEntry::root);
+  } catch (const EngineError& error) {
+    // What cannot be looked into is a member all the same.
+    if (error.code() != Code::corrupt) throw;
+  }
+  object.name += extension;
+  object.path += extension;
+  files.add(std::move(object), std::move(writer));
 }
 
 }  // namespace trfilter

@@ -1,12 +1,11 @@
 #include "engine/office_art/blip.h"
 
-#include <zlib.h>
-
 #include <algorithm>
 #include <array>
 
 #include "engine/core/engine_error.h"
 #include "engine/core/fields.h"
+#include "engine/office_art/inflate.h"
 
 namespace trfilter {
 namespace {
@@ -61,30 +60,6 @@ std::string bitmap_head(std::string_view bitmap) {
   return head;
 }
 
-void inflate_to(std::string_view packed, Limits& limits, ByteOutput& output) {
-  z_stream stream{};
-  if (inflateInit(&stream) != Z_OK) throw std::bad_alloc();
-  struct End {
-    z_stream& stream;
-    ~End() { inflateEnd(&stream); }
-  } end{stream};
-  std::string input(packed);
-  stream.next_in = reinterpret_cast<Bytef*>(input.data());
-  stream.avail_in = static_cast<uInt>(input.size());
-  std::string block(std::size_t{64} << 10, '\0');
-  int status = Z_OK;
-  while (status == Z_OK) {
-    stream.next_out = reinterpret_cast<Bytef*>(block.data());
-    stream.avail_out = static_cast<uInt>(block.size());
-    status = inflate(&stream, Z_NO_FLUSH);
-    const std::size_t got = block.size() - stream.avail_out;
-    limits.charge_unpacked(got);
-    if (got != 0) output.write(std::string_view(block).substr(0, got));
-    if (got == 0 && status == Z_OK) break;
-  }
-  if (status != Z_STREAM_END) throw EngineError(Code::corrupt, "a picture's data are damaged");
-}
-
 }  // namespace
 
 std::optional<Blip> Blip::of(const ArtRecord& record) {
@@ -114,7 +89,7 @@ void write_blip(const ArtRecord& record, const Blip& blip, Limits& limits, ByteO
   if (record.type == pict_record) output.write(std::string(pict_file_head, '\0'));
   if (record.type == bitmap_record) output.write(bitmap_head(data));
   if (blip.compressed) {
-    inflate_to(data, limits, output);
+    inflate_to(data, blip.size - (record.type == pict_record ? pict_file_head : 0), limits, output);
   } else {
     output.write(data);
   }

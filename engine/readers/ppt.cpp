@@ -23,6 +23,7 @@
 #include "engine/core/byte_cursor.h"
 #include "engine/core/engine_error.h"
 #include "engine/core/reader.h"
+#include "engine/readers/ppt_members.h"
 #include "engine/readers/ppt_objects.h"
 #include "engine/readers/ppt_shapes.h"
 #include "engine/readers/ppt_text.h"
@@ -114,6 +115,9 @@ class PptReader final : public Reader {
   void properties(Properties& properties) override {
     add_property_sets(file_, storage_, properties);
   }
+  std::unique_ptr<Subfiles> subfiles() override {
+    return ppt::find_members(file_, storage_, objects_, limits_);
+  }
 
  private:
   enum class Stage : std::uint8_t { start, slides, loose_records };
@@ -185,7 +189,9 @@ bool PptReader::step(TextSink& sink) {
     case Stage::loose_records:
       if (show_loose_record(sink)) return true;
       if (!loose_text_) {
-        throw EngineError(Code::corrupt, "no slide of the presentation can be found");
+        const bool of_1997 = file_.child(storage_, "PowerPoint Document").has_value();
+        throw EngineError(of_1997 ? Code::corrupt : Code::unsupported_format,
+                          "no slide of the presentation can be found");
       }
       break;
   }

@@ -97,7 +97,8 @@ void PersistObjects::add_directory(std::string_view data) {
 void PersistObjects::unlock(std::uint32_t session, const std::string& password) {
   ArtRecord record;
   const auto found = offset(session);
-  const std::string bytes = found ? read_record(*found, std::nullopt) : std::string();
+  const std::string bytes =
+      found ? read_record(*found, std::nullopt, most_object_bytes) : std::string();
   if (!record.parse(bytes) || record.type != record::crypt_session) {
     throw EngineError(Code::password_protected, "the presentation is encrypted in no known way");
   }
@@ -116,14 +117,14 @@ std::optional<std::uint64_t> PersistObjects::offset(std::uint32_t identifier) co
   return found->second;
 }
 
-std::string PersistObjects::read(std::uint32_t identifier) {
+std::string PersistObjects::read(std::uint32_t identifier, std::uint64_t most) {
   const auto found = offset(identifier);
   if (!found) return {};
-  return read_record(*found, identifier);
+  return read_record(*found, identifier, most);
 }
 
 std::string PersistObjects::read_next(std::uint64_t& offset) {
-  std::string bytes = read_record(offset, std::nullopt);
+  std::string bytes = read_record(offset, std::nullopt, most_object_bytes);
   ArtRecord record;
   if (!record.parse(bytes)) return {};
   offset += ArtRecord::head_size + record.size;
@@ -138,7 +139,8 @@ std::string PersistObjects::read_at(std::uint64_t offset, std::uint64_t count) c
 }
 
 /// @param block  by which an encrypted object is decrypted; none: it is not
-std::string PersistObjects::read_record(std::uint64_t offset, std::optional<std::uint32_t> block) {
+std::string PersistObjects::read_record(std::uint64_t offset, std::optional<std::uint32_t> block,
+                                        std::uint64_t most) {
   std::string bytes = read_at(offset, ArtRecord::head_size);
   if (bytes.size() < ArtRecord::head_size) return {};
   const bool locked = cipher_ && block;
@@ -149,7 +151,7 @@ std::string PersistObjects::read_record(std::uint64_t offset, std::optional<std:
   ArtRecord head;
   head.parse(bytes);
   std::string data =
-      read_at(offset + ArtRecord::head_size, std::min<std::uint64_t>(head.size, most_object_bytes));
+      read_at(offset + ArtRecord::head_size, std::min<std::uint64_t>(head.size, most));
   if (locked) cipher_->decrypt(data);
   return bytes + data;
 }

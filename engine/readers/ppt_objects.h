@@ -35,7 +35,7 @@ class PersistObjects {
   std::uint32_t document() const { return *document_; }
 
   /// A whole object: a record with its head; empty for an identifier that is not there.
-  std::string read(std::uint32_t identifier);
+  std::string read(std::uint32_t identifier, std::uint64_t most = most_object_bytes);
 
   /// Finds where an object lies, its head included.
   std::optional<std::uint64_t> offset(std::uint32_t identifier) const;
@@ -51,7 +51,8 @@ class PersistObjects {
   void read_edits(std::uint64_t offset, const Limits& limits, const std::string& password);
   void add_directory(std::string_view data);
   std::string read_at(std::uint64_t offset, std::uint64_t count) const;
-  std::string read_record(std::uint64_t offset, std::optional<std::uint32_t> block);
+  std::string read_record(std::uint64_t offset, std::optional<std::uint32_t> block,
+                          std::uint64_t most);
   void unlock(std::uint32_t session, const std::string& password);
 
   const CompoundFile& file_;

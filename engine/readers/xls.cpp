@@ -23,6 +23,7 @@
 #include "engine/core/engine_error.h"
 #include "engine/core/reader.h"
 #include "engine/readers/xls_encryption.h"
+#include "engine/readers/xls_members.h"
 #include "engine/readers/xls_records.h"
 #include "engine/readers/xls_sheet.h"
 #include "engine/readers/xls_workbook.h"
@@ -77,6 +78,11 @@ class XlsReader final : public Reader {
   void properties(Properties& properties) override {
     if (file_) add_property_sets(*file_, CompoundEntry::root, properties);
   }
+  std::unique_ptr<Subfiles> subfiles() override {
+    RecordReader records(*stream_);
+    records.set_decryption(decryption_);
+    return xls::find_members(file_ ? &*file_ : nullptr, std::move(records), limits_);
+  }
 
  private:
   enum class Stage : std::uint8_t { globals, strings, next_sheet, rows };
@@ -96,6 +102,7 @@ class XlsReader final : public Reader {
   std::optional<CompoundFile> file_;
   std::unique_ptr<CompoundStream> stream_;
   std::optional<RecordReader> records_;
+  RecordReader::Decryption decryption_;  ///< none: the workbook is not encrypted
   std::optional<Workbook> workbook_;
   bool sheet_alone_ = false;  ///< globals stand within the only sheet
   bool damaged_ = false;
@@ -141,8 +148,8 @@ void XlsReader::unlock() {
   constexpr unsigned first_records = 16;
   for (unsigned i = 0; i < first_records && records_->next(); ++i) {
     if (records_->type() == record::file_pass) {
-      records_->set_decryption(
-          xls::make_decryption(records_->data(), workbook_->version(), options_.password));
+      decryption_ = xls::make_decryption(records_->data(), workbook_->version(), options_.password);
+      records_->set_decryption(decryption_);
       break;
     }
     if (records_->type() == record::end_of_file) break;

@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "engine/core/engine_error.h"
 #include "tests/engine/compound_writer.h"
@@ -269,6 +270,13 @@ TEST(PptReader, RefusesWhatHoldsNoPresentation) {
   EXPECT_EQ(code_of("PowerPoint Document", ""), corrupt);
 }
 
+TEST(PptReader, DoesNotTakePresentationsOf1995ForEmptyOnes) {
+  CompoundWriter writer;
+  writer.add("PP40", std::string(100, '\x01'));
+  EXPECT_EQ(read_document(writer.bytes(), Format::powerpoint_95).code,
+            static_cast<int>(Code::unsupported_format));
+}
+
 TEST(PptReader, RefusesGroupsThatAreTooDeep) {
   std::string group = shape(byte_text_atoms("deep"));
   for (int i = 0; i < 5000; ++i) group = container(0xF003, group);
@@ -312,6 +320,105 @@ TEST(PptReader, RefusesAnEncryptionItDoesNotKnow) {
   EXPECT_TRUE(code == locked || code == corrupt) << code;
 }
 
+/// A storage of an object, packed without compression (RFC 1951, 3.2.4).
+std::string packed_object(std::string_view bytes) {
+  std::string packed = "\x78\x01";
+  for (std::size_t at = 0; at < bytes.size(); at += 60'000) {
+    const std::string_view block = bytes.substr(at, 60'000);
+    const auto size = static_cast<unsigned>(block.size());
+    packed += u8(at + block.size() == bytes.size() ? 1 : 0) + u16(size) + u16(~size & 0xFFFF);
+    packed += block;
+  }
+  std::uint32_t a = 1;
+  std::uint32_t b = 0;
+  for (const char byte : bytes) {
+    a = (a + static_cast<unsigned char>(byte)) % 65521;
+    b = (b + a) % 65521;
+  }
+  const std::uint32_t sum = b << 16 | a;
+  for (int shift = 24; shift >= 0; shift -= 8) packed += u8(sum >> shift & 0xFF);
+  return atom(0x1011, u32(static_cast<std::uint32_t>(bytes.size())) + packed, 1);
+}
+
+std::string object_list(const std::vector<std::uint32_t>& objects) {
+  std::string list = atom(0x040A, u32(0));
+  for (const std::uint32_t object : objects) {
+    list += container(0x0FCC,
+                      atom(0x0FCD, std::string(8, '\0')) +
+                          atom(0x0FC3, u32(1) + u32(0) + u32(1) + u32(0) + u32(object) + u32(0)));
+  }
+  return container(0x0409, list);
+}
+
+TEST(PptReader, ListsObjectsAndPictures) {
+  CompoundWriter inner;
+  const std::string document = inner.add("WordDocument", "a document").bytes();
+  PresentationWriter presentation;
+  presentation.add(slide(shape(byte_text_atoms("one"))));
+  const std::uint32_t packed = presentation.add_object(packed_object(document));
+  const std::uint32_t plain = presentation.add_object(atom(0x1011, "no compound file"));
+  presentation.document(object_list({packed, plain, 99}));
+  const std::string jpeg = "\xFF\xD8\xFF a picture";
+  CompoundWriter writer;
+  writer.add("PowerPoint Document", presentation.stream());
+  writer.add("Current User", presentation.current_user());
+  writer.add("Pictures", atom(0xF01D, std::string(17, '\0') + jpeg, 0x46A) +
+                             atom(0xF01E, std::string(33, '\0') + "PNG", 0x6E1));
+  const test::Listing listing = test::list_members(writer.bytes(), Format::powerpoint_97);
+  EXPECT_EQ(listing.code, 0) << listing.reason;
+  ASSERT_EQ(listing.members.size(), 4u);
+  EXPECT_EQ(listing.members[0].name, "object1.doc");
+  EXPECT_EQ(listing.members[1].name, "object2.ole");
+  EXPECT_EQ(listing.members[2].name, "image1.jpg");
+  EXPECT_EQ(listing.members[3].name, "image2.png");
+  const auto extracted = test::extract_members(writer.bytes(), Format::powerpoint_97, {0, 1, 2, 3});
+  EXPECT_EQ(extracted[0].bytes, document);
+  EXPECT_EQ(extracted[1].bytes, "no compound file");
+  EXPECT_EQ(extracted[2].bytes, jpeg);
+  EXPECT_EQ(extracted[3].bytes, "PNG");
+}
+
+TEST(PptReader, GivesTheFileThatAnObjectWraps) {
+  const std::string wrapped = u16(2) + std::string("log.txt\0C:\\log.txt\0", 19) + u16(0) + u16(3) +
+                              u32(11) + std::string("C:\\log.txt\0", 11) + u32(5) + "moth\n";
+  CompoundWriter inner;
+  inner.add("\1Ole10Native", u32(static_cast<std::uint32_t>(wrapped.size())) + wrapped);
+  PresentationWriter presentation;
+  presentation.add(slide(""));
+  const std::uint32_t object = presentation.add_object(packed_object(inner.bytes()));
+  presentation.document(object_list({object}));
+  const test::Listing listing = test::list_members(presentation.bytes(), Format::powerpoint_97);
+  ASSERT_EQ(listing.members.size(), 1u) << listing.reason;
+  EXPECT_EQ(listing.members[0].name, "log.txt");
+  EXPECT_EQ(test::extract_member(presentation.bytes(), Format::powerpoint_97, 0).bytes, "moth\n");
+}
+
+TEST(PptReader, GivesAnObjectWhosePackedDataHaveNoEnd) {
+  const std::string packed = packed_object("bytes of an object");
+  constexpr std::size_t head = 8;
+  constexpr std::size_t end = 4;
+  std::string unended = packed.substr(head, packed.size() - head - end);
+  unended[6] = '\0';
+  PresentationWriter presentation;
+  presentation.add(slide(""));
+  presentation.document(object_list({presentation.add_object(atom(0x1011, unended, 1))}));
+  const test::Extracted extracted =
+      test::extract_member(presentation.bytes(), Format::powerpoint_97, 0);
+  EXPECT_EQ(extracted.bytes, "bytes of an object");
+  EXPECT_EQ(extracted.code, 0) << extracted.reason;
+}
+
+TEST(PptReader, SaysThatAnObjectIsDamaged) {
+  std::string object = packed_object("bytes of an object");
+  object[object.size() - 1] = static_cast<char>(object[object.size() - 1] ^ 1);
+  PresentationWriter presentation;
+  presentation.add(slide(""));
+  presentation.document(object_list({presentation.add_object(object)}));
+  const test::Extracted extracted =
+      test::extract_member(presentation.bytes(), Format::powerpoint_97, 0);
+  EXPECT_EQ(extracted.code, corrupt);
+}
+
 TEST(PptReader, SurvivesCutsAndFlips) {
   SlideRecords records = slide(shape(byte_text_atoms("one* two") + atom(0x0FD8, u32(3))) +
                                shape_group(anchored("a", 1, 2) + anchored("b", 3, 2),
@@ -325,6 +432,7 @@ TEST(PptReader, SurvivesCutsAndFlips) {
     CompoundWriter writer;
     writer.add("PowerPoint Document", content).add("Current User", presentation.current_user());
     read_document(writer.bytes(), Format::powerpoint_97, with(&Options::header_and_footer));
+    test::list_members(writer.bytes(), Format::powerpoint_97);
   };
   for (std::size_t size = 0; size < stream.size(); size += 5) read(stream.substr(0, size));
   for (std::size_t i = 0; i < stream.size(); ++i) {

@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <string>
 #include <string_view>
 
 #include "engine/core/engine_error.h"
+#include "engine/office_crypt/xor_obfuscation.h"
+#include "tests/engine/compound_writer.h"
 #include "tests/engine/office_encryption.h"
 #include "tests/engine/presentation_writer.h"
 #include "tests/engine/read_document.h"
@@ -340,6 +343,21 @@ TEST(XlsReader, RefusesWhatHoldsNoWorkbook) {
   EXPECT_EQ(read_document("", Format::excel_2).code, corrupt);
 }
 
+/// Calls `change` with each byte of a workbook stream that encryption changes, where it stands, and
+/// how many bytes its record has.
+template <typename Change>
+void for_each_locked_byte(std::string& stream, Change change) {
+  for (std::size_t at = 0; at + 4 <= stream.size();) {
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(stream[at + i]); };
+    const unsigned type = byte(0) | static_cast<unsigned>(byte(1)) << 8;
+    const std::size_t size = byte(2) | static_cast<std::size_t>(byte(3)) << 8;
+    at += 4;
+    const std::size_t clear = type == 0x0809 || type == 0x002F ? size : type == 0x0085 ? 4 : 0;
+    for (std::size_t i = clear; i < size; ++i) change(stream[at + i], at + i, size);
+    at += size;
+  }
+}
+
 /// A workbook in RC4 encryption ([MS-OFFCRYPTO] 2.3.6).
 std::string encrypted_workbook(std::string_view password, const std::string& records) {
   const Rc4Encryption encryption = Rc4Encryption::of_binary_documents(password);
@@ -349,19 +367,9 @@ std::string encrypted_workbook(std::string_view password, const std::string& rec
   for (std::uint32_t block = 0; block * 1024 < stream.size(); ++block) {
     keys += encryption.encrypt(block, std::string(1024, '\0'));
   }
-  for (std::size_t at = 0; at + 4 <= stream.size();) {
-    const unsigned type = static_cast<unsigned char>(stream[at]) |
-                          static_cast<unsigned>(static_cast<unsigned char>(stream[at + 1])) << 8;
-    const std::size_t size = static_cast<unsigned char>(stream[at + 2]) |
-                             static_cast<std::size_t>(static_cast<unsigned char>(stream[at + 3]))
-                                 << 8;
-    at += 4;
-    const std::size_t clear = type == 0x0809 || type == 0x002F ? size : type == 0x0085 ? 4 : 0;
-    for (std::size_t i = clear; i < size; ++i) {
-      stream[at + i] = static_cast<char>(stream[at + i] ^ keys[at + i]);
-    }
-    at += size;
-  }
+  for_each_locked_byte(stream, [&](char& byte, std::size_t at, std::size_t) {
+    byte = static_cast<char>(byte ^ keys[at]);
+  });
   return workbook_file(stream);
 }
 
@@ -383,9 +391,81 @@ TEST(XlsReader, OpensAWorkbookThatIsProtectedAgainstChangesOnly) {
   EXPECT_EQ(text_of(encrypted_workbook("VelvetSweatshop", label(0, 0, "open"))), "S\nopen\n");
 }
 
+/// A workbook in XOR obfuscation ([MS-OFFCRYPTO] 2.3.7.3): what makes of zeros the bytes that stand
+/// for them gives the array that obfuscates.
+std::string obfuscated_workbook(std::string_view password, const std::string& records) {
+  const XorObfuscation obfuscation(password);
+  constexpr std::size_t period = 16;
+  std::string array(period, '\0');
+  obfuscation.decrypt_record(0, array);
+  std::uint16_t verifier = 0;
+  while (!obfuscation.opens(0, verifier)) ++verifier;
+  const std::string file_pass = RecordWriter().add(0x002F, u16(0) + u16(0) + u16(verifier)).bytes();
+  std::string stream = workbook_stream(file_pass, {{"S", records}});
+  for_each_locked_byte(stream, [&](char& byte, std::size_t at, std::size_t size) {
+    const auto mixed = static_cast<unsigned char>(
+        static_cast<unsigned char>(byte) ^ static_cast<unsigned char>(array[(at + size) % period]));
+    byte = static_cast<char>(std::rotl(mixed, 5));
+  });
+  return workbook_file(stream);
+}
+
+TEST(XlsReader, ReadsAnObfuscatedWorkbookWithItsPassword) {
+  const std::string file = obfuscated_workbook("secret", label(0, 0, "one") + label(1, 0, "two"));
+  EXPECT_EQ(read_document(file, Format::excel_97).code, locked);
+  Options options;
+  options.password = "secret";
+  EXPECT_EQ(text_of(file, options), "S\none\ntwo\n");
+}
+
 TEST(XlsReader, RefusesXorObfuscationWithoutItsPassword) {
   const std::string file_pass = RecordWriter().add(0x002F, u16(0) + u16(1) + u16(2)).bytes();
   EXPECT_EQ(read_document(one_sheet(label(0, 0, "a"), file_pass), Format::excel_97).code, locked);
+}
+
+/// A picture in a store of pictures, in records of a workbook that end within it.
+std::string drawing_group(std::string_view picture) {
+  const std::string blip = test::atom(0xF01E, std::string(17, '\0') + std::string(picture), 0x6E0);
+  std::string entry = u8(6) + u8(6) + std::string(18, '\0');
+  entry += u32(static_cast<std::uint32_t>(blip.size())) + u32(1) + u32(0) + u32(0) + blip;
+  const std::string group =
+      test::container(0xF000, test::atom(0xF006, std::string(16, '\0')) +
+                                  test::container(0xF001, test::atom(0xF007, entry, 6), 1));
+  constexpr std::size_t first = 90;
+  return RecordWriter()
+      .add(0x00EB, group.substr(0, first))
+      .add(0x003C, group.substr(first))
+      .bytes();
+}
+
+TEST(XlsReader, ListsPicturesAndObjects) {
+  const std::string picture = "\x89PNG and so on";
+  test::CompoundWriter writer;
+  writer.add("Workbook", workbook_stream(drawing_group(picture), {{"S", ""}}));
+  writer.add("MBD00000001/WordDocument", "a document");
+  writer.add("Other/Contents", "no object");
+  const test::Listing listing = test::list_members(writer.bytes(), Format::excel_97);
+  EXPECT_EQ(listing.code, 0) << listing.reason;
+  ASSERT_EQ(listing.members.size(), 2u);
+  EXPECT_EQ(listing.members[0].name, "MBD00000001.doc");
+  EXPECT_EQ(listing.members[1].name, "image1.png");
+  EXPECT_EQ(listing.members[1].size, static_cast<std::int64_t>(picture.size()));
+  const auto extracted = test::extract_members(writer.bytes(), Format::excel_97, {0, 1});
+  EXPECT_TRUE(extracted[0].bytes.starts_with("\xD0\xCF\x11\xE0"));
+  EXPECT_EQ(extracted[1].bytes, picture);
+  EXPECT_EQ(extracted[1].code, 0) << extracted[1].reason;
+}
+
+TEST(XlsReader, SaysThatAPictureIsCut) {
+  const std::string stream = drawing_group("\x89PNG and so on");
+  const std::string cut =
+      workbook_stream("", {}).substr(0, 20) + stream.substr(0, stream.size() - 4);
+  const std::string file = workbook_file(cut);
+  const test::Listing listing = test::list_members(file, Format::excel_97);
+  ASSERT_EQ(listing.members.size(), 1u);
+  const test::Extracted extracted = test::extract_member(file, Format::excel_97, 0);
+  EXPECT_EQ(extracted.bytes, "\x89PNG and s");
+  EXPECT_EQ(extracted.code, corrupt);
 }
 
 TEST(XlsReader, SurvivesEveryCutAndManyFlips) {
@@ -396,7 +476,7 @@ TEST(XlsReader, SurvivesEveryCutAndManyFlips) {
   records.add(0x00FD, cell(0, 0) + u32(0));
   records.add(0x00BD, u16(0) + u16(1) + u16(0) + u32(7) + u16(0) + u32(9) + u16(2));
   const std::string stream = workbook_stream(
-      globals.bytes() + styles({"0.0"}),
+      globals.bytes() + styles({"0.0"}) + drawing_group("picture"),
       {{"S", records.bytes() + label(1, 0, "b") + text_object(0x19, "remark") + chart()}});
   for (std::size_t size = 4; size < stream.size(); size += 3) {
     read_document(stream.substr(0, size), Format::excel_97);
@@ -405,6 +485,7 @@ TEST(XlsReader, SurvivesEveryCutAndManyFlips) {
     std::string flipped = stream;
     flipped[i % stream.size()] = static_cast<char>(i * 131);
     read_document(flipped, Format::excel_97, with(&Options::hidden_text));
+    test::list_members(flipped, Format::excel_97);
   }
 }
 
