@@ -85,7 +85,8 @@ constexpr Option options[] = {
      enable<&Configuration::formatted_mail>},
     {"--header", "", "show page headers and footers", enable<&Configuration::header_and_footer>},
     {"--hidden", "", "show hidden text", enable<&Configuration::hidden_text>},
-    {"--ip", "", "read documents in this process", raise<&CommandLine::in_process>},
+    {"--ip", "", "read documents in this process, not in a locked-down one",
+     raise<&CommandLine::in_process>},
     {"--json", "", "print the result of detect, list, metadata, mail or container as JSON",
      raise<&CommandLine::json>},
     {"--lpdf_auto", "", "read each PDF page in the order that suits it",
@@ -186,9 +187,11 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments) {
     }
   }
   if (command_line.help || command_line.man || command_line.version) return command_line;
-  if (positional.size() != 2) refuse("expected a job and a document");
+  const JobRow* job = positional.empty() ? nullptr : find_job(positional[0]);
+  const bool has_document = job == nullptr || job->has_document;
+  if (positional.size() != (has_document ? 2U : 1U)) refuse("expected a job and a document");
   command_line.job = positional[0];
-  command_line.document = positional[1];
+  if (has_document) command_line.document = positional[1];
   check_job(command_line);
   return command_line;
 }

@@ -18,6 +18,8 @@ constexpr JobRow jobs[] = {
     {"metadata", "print the document's properties", true, false},
     {"mail", "print the mail fields of the members", true, false},
     {"buffer", "print the document's text once all of it is in the library's buffer", false, false},
+    {"sandbox-test", "try what a document's reader must not be able to do; takes no document",
+     false, false, false},
 };
 
 constexpr StatusRow statuses[] = {

@@ -10,10 +10,13 @@
 
 #include "api/tarnis_internal.h"
 #include "cli/captured_lines.h"
+#include "cli/engine_directory.h"
 #include "cli/exit_status.h"
 #include "cli/input.h"
 #include "cli/json_writer.h"
+#include "cli/option_table.h"
 #include "cli/result_place.h"
+#include "cli/sandbox_test.h"
 #include "wrapper/CTarnisDocumentProcessor.h"
 
 namespace tarnis::cli {
@@ -23,14 +26,6 @@ namespace fs = std::filesystem;
 using v1::generic_io::Input;
 using v1::generic_io::Output;
 
-/// The engine's folder beside this program: build trees and installs have the same shape.
-std::string own_engine_directory() {
-  std::error_code error;
-  const auto program = fs::read_symlink("/proc/self/exe", error);
-  if (error) throw Failure(ExitStatus::other, "cannot find the program's own folder");
-  return (program.parent_path().parent_path() / "lib" / "trfilter").string();
-}
-
 /// What every job works with.
 class Work {
  public:
@@ -38,9 +33,7 @@ class Work {
       : command_line_(command_line),
         output_(output),
         input_(open_document(command_line.document)),
-        session_(CTarnisFilterWrapper().IFCreateSession(command_line.engine_directory.empty()
-                                                            ? own_engine_directory()
-                                                            : command_line.engine_directory,
+        session_(CTarnisFilterWrapper().IFCreateSession(engine_directory(command_line),
                                                         command_line.in_process, nullptr)),
         processor_(session_, input_, nullptr) {
     for (const auto& set : command_line.settings) set(session_->get()->config());
@@ -433,6 +426,10 @@ constexpr std::pair<std::string_view, void (*)(Work&)> functions[] = {
 }  // namespace
 
 void run_job(const CommandLine& command_line, StandardOutput& output) {
+  if (!find_job(command_line.job)->has_document) {
+    run_sandbox_test(command_line, output);
+    return;
+  }
   for (const auto& [name, function] : functions) {
     if (name != command_line.job) continue;
     Work work(command_line, output);

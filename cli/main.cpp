@@ -17,7 +17,8 @@ using tarnis::cli::Failure;
 /// Tells a failure on standard error: which document, which job, and why.
 int report(const CommandLine& command_line, const Failure& failure) {
   std::string line = "tarnis: ";
-  if (!command_line.job.empty()) line += command_line.document + ": " + command_line.job + ": ";
+  if (!command_line.document.empty()) line += command_line.document + ": ";
+  if (!command_line.job.empty()) line += command_line.job + ": ";
   line += failure.what();
   std::fprintf(stderr, "%s\n", line.c_str());
   return static_cast<int>(failure.status());

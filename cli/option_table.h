@@ -25,6 +25,7 @@ struct JobRow {
   std::string_view help;
   bool has_json;    ///< prints JSON when asked to
   bool has_output;  ///< leaves a result that --output moves
+  bool has_document = true;
 };
 
 std::span<const JobRow> job_table();

@@ -19,6 +19,8 @@ class StandardOutput {
   /// @return `count`
   /// @throws Failure when they cannot be written
   long write(const char* bytes, long count);
+  /// For a program that writes results itself.
+  int descriptor() const { return descriptor_; }
   void print(std::string_view text) { write(text.data(), static_cast<long>(text.size())); }
 
  private:

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "engine/abi/callback_source.h"
 #include "engine/abi/session.h"
 #include "engine/core/engine_error.h"
 
@@ -15,7 +16,7 @@ namespace {
 /// The host's output stream as a sink of bytes.
 class StreamOutput : public ByteOutput {
  public:
-  explicit StreamOutput(tag_OutputStream* stream) : stream_(stream) {
+  StreamOutput(tag_OutputStream* stream, Session& session) : stream_(stream), session_(&session) {
     if (stream == nullptr || stream->write == nullptr) {
       throw EngineError(Code::invalid_argument, "no output stream");
     }
@@ -25,6 +26,7 @@ class StreamOutput : public ByteOutput {
     if (stream_->create != nullptr && stream_->create(stream_, "") == 0) refuse();
   }
   void write(std::string_view bytes) override {
+    session_->charge_members(bytes.size());
     while (!bytes.empty()) {
       const auto wanted = static_cast<std::uint32_t>(std::min(bytes.size(), largest_write));
       const auto* buffer = reinterpret_cast<const unsigned char*>(bytes.data());
@@ -44,6 +46,7 @@ class StreamOutput : public ByteOutput {
   }
 
   tag_OutputStream* stream_;
+  Session* session_;
 };
 
 template <typename Request>
@@ -136,18 +139,18 @@ struct Container::MailInfo : OwnedRecord {
   std::vector<const tag_TRMailField*> pointers_;
 };
 
-Container::Container(Session& session, const tag_TROpenRequest& request)
-    : session_(&session), options_(session.options_for(0)) {
+Container::Container(Session& session, const tag_TROpenRequest& request) : session_(&session) {
   check_header(request);
   if (request.stream == nullptr) throw EngineError(Code::invalid_argument, "no input stream");
+  Options options = session.options_for(0);
   if (std::string password = password_of(request.credentials); !password.empty()) {
-    options_.password = std::move(password);
+    options.password = std::move(password);
   }
   session.enter_container();
   try {
-    opened_ = std::make_unique<OpenedDocument>(session, *request.stream, options_);
-    subfiles_ = opened_->reader().subfiles();
-    if (subfiles_) opened_->limits().check_members(subfiles_->count());
+    auto source = std::make_unique<CallbackSource>(*request.stream);
+    session.add_container_size(source->size());
+    opened_ = session.opener().open(std::move(source), options, Purpose::members);
   } catch (const EngineError& error) {
     const bool no_container = error.code() == Code::not_recognized ||
                               error.code() == Code::unsupported_format ||
@@ -174,7 +177,7 @@ auto* Container::keep(std::unique_ptr<Owned> owned) {
 }
 
 std::size_t Container::checked(std::uint32_t index) const {
-  if (!subfiles_ || index >= subfiles_->count()) {
+  if (!opened_ || index >= opened_->member_count()) {
     throw EngineError(Code::invalid_argument, "no member of this index");
   }
   return index;
@@ -182,31 +185,30 @@ std::size_t Container::checked(std::uint32_t index) const {
 
 tag_TRMainInfo* Container::main_info() {
   auto owned = std::make_unique<MainInfo>();
-  owned->record.subfile_count = subfiles_ ? static_cast<std::int32_t>(subfiles_->count()) : 0;
+  owned->record.subfile_count = opened_ ? static_cast<std::int32_t>(opened_->member_count()) : 0;
   return keep(std::move(owned));
 }
 
 tag_TRSubfileInfo* Container::subfile_info(std::uint32_t index) {
   const std::size_t member = checked(index);
-  return keep(std::make_unique<SubfileInfo>(subfiles_->describe(member)));
+  return keep(std::make_unique<SubfileInfo>(opened_->describe(member)));
 }
 
 tag_TRMailInfo* Container::mail_info(const tag_TRMailRequest& request) {
   check_header(request);
   const std::size_t member = checked(request.index);
   Properties fields;
-  subfiles_->mail_fields(member, fields);
+  opened_->mail_fields(member, fields);
   return keep(std::make_unique<MailInfo>(std::move(fields)));
 }
 
 tag_TRExtractResult* Container::extract(const tag_TRExtractRequest& request) {
   check_header(request);
   const std::size_t index = checked(request.index);
-  StreamOutput output(request.output);
+  StreamOutput output(request.output, *session_);
   const bool formatted_mail = (request.options & TR_EXTRACT_FORMATTED_MAIL) != 0;
-  opened_->limits().restart_clock(Limits::time_of_seconds(options_.extraction_timeout_seconds));
   output.open();
-  auto result = std::make_unique<ExtractResult>(subfiles_->extract(index, output, formatted_mail));
+  auto result = std::make_unique<ExtractResult>(opened_->extract(index, output, formatted_mail));
   output.close();
   return keep(std::move(result));
 }

@@ -5,8 +5,8 @@
 #include <unordered_map>
 
 #include "api/engine_abi.h"
-#include "engine/abi/opened_document.h"
 #include "engine/core/subfiles.h"
+#include "engine/opening/opened_document.h"
 
 namespace trfilter {
 
@@ -51,9 +51,7 @@ class Container {
   std::size_t checked(std::uint32_t index) const;
 
   Session* session_;
-  Options options_;
   std::unique_ptr<OpenedDocument> opened_;  ///< null: of no known format
-  std::unique_ptr<Subfiles> subfiles_;      ///< null: no members
   std::unordered_map<const void*, std::unique_ptr<OwnedRecord>> records_;
 };
 

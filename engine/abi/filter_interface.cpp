@@ -5,7 +5,6 @@
 #include "engine/abi/filter_stream.h"
 #include "engine/abi/guard.h"
 #include "engine/abi/session.h"
-#include "engine/detect/detect.h"
 
 // The filter interface: the entry point and the functions behind its slots. They check what a host
 // can get wrong (null pointers), pass on, and turn exceptions into codes.
@@ -34,9 +33,9 @@ int not_offered() noexcept {
 }
 
 void* initialise(tag_MemoryStream*, void*, const char*, std::uint32_t target_encoding,
-                 std::uint32_t) noexcept {
+                 std::uint32_t flags) noexcept {
   Session* session = nullptr;
-  guarded([&] { session = std::make_unique<Session>(target_encoding).release(); });
+  guarded([&] { session = std::make_unique<Session>(target_encoding, flags).release(); });
   return session;
 }
 
@@ -47,7 +46,8 @@ int shut_down(void* context) noexcept {
 void* open_stream(void* context, tag_InputStream* input, std::uint32_t flags) noexcept {
   FilterStream* stream = nullptr;
   guarded([&] {
-    const Session& session = session_of(context);
+    Session& session = session_of(context);
+    session.set_log(flags);
     stream = std::make_unique<FilterStream>(session, record_of(input), session.options_for(flags))
                  .release();
   });
@@ -117,12 +117,11 @@ int set_option(void* context, std::uint32_t id, std::uint32_t value, const void*
 /// The one operation whose status is not 0 for success.
 int detect_format(void* context, tag_InputStream* stream, DetectionResultRecord* result) noexcept {
   const int status = guarded([&] {
-    const Session& session = session_of(context);
+    Session& session = session_of(context);
     DetectionResultRecord& record = record_of(result);
     record = {};
-    Document document(std::make_unique<CallbackSource>(record_of(stream)),
-                      session.options_for(0).temporary_directory);
-    const Detection detection = detect(document, &session.modules());
+    const Detection detection = session.opener().detect(
+        std::make_unique<CallbackSource>(record_of(stream)), session.options_for(0));
     record.category = static_cast<std::uint32_t>(detection.category);
     record.format = host_number(detection.format);
     record.version = detection.version;

@@ -1,22 +1,20 @@
 #pragma once
 
-#include <optional>
-#include <string>
+#include <memory>
 #include <string_view>
 
 #include "api/engine_abi.h"
-#include "engine/abi/opened_document.h"
-#include "engine/abi/target_encoding.h"
-#include "engine/core/text_sink.h"
+#include "engine/opening/opened_document.h"
 
 namespace trfilter {
 
-/// What the host calls an engine stream: one document on its way to text. Pulls the reader's steps
-/// until a chunk is full.
+class Session;
+
+/// What the host calls an engine stream: one document on its way to text.
 class FilterStream {
  public:
   /// Reads nothing yet. `session` and `stream` outlive the object.
-  FilterStream(const Session& session, tag_InputStream& stream, const Options& options)
+  FilterStream(Session& session, tag_InputStream& stream, const Options& options)
       : session_(&session), stream_(&stream), options_(options) {}
   FilterStream(const FilterStream&) = delete;
   FilterStream& operator=(const FilterStream&) = delete;
@@ -30,18 +28,11 @@ class FilterStream {
   std::string_view next_chunk();
 
  private:
-  void fill();
-
-  const Session* session_;
+  Session* session_;
   tag_InputStream* stream_;
   Options options_;
-  std::optional<OpenedDocument> opened_;
-  std::optional<TextSink> sink_;
-  std::optional<TargetEncoding> target_;
-  bool more_ = false;
-  std::optional<EngineError> failure_;
-  std::string chunk_;
-  std::string_view left_;  ///< of chunk_, or of what target_ made of it
+  std::unique_ptr<OpenedDocument> opened_;
+  std::string_view left_;  ///< of the text that the document gave last
 };
 
 }  // namespace trfilter

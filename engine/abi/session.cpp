@@ -4,8 +4,11 @@
 
 #include <filesystem>
 
-#include "engine/abi/opened_document.h"
+#include "engine/abi/callback_source.h"
 #include "engine/core/engine_error.h"
+#include "engine/core/limits.h"
+#include "engine/opening/local_opener.h"
+#include "engine/worker/remote_opener.h"
 
 namespace trfilter {
 namespace {
@@ -26,8 +29,20 @@ std::string text_of(const void* pointer) {
 
 }  // namespace
 
-Session::Session(std::uint32_t target_encoding) : modules_(engine_directory()) {
+Session::Session(std::uint32_t target_encoding, std::uint32_t flags) {
   options_.target_encoding = target_encoding;
+  if ((flags & TR_FLAG_IN_PROCESS) == TR_FLAG_IN_PROCESS) {
+    opener_ = std::make_unique<LocalOpener>(engine_directory());
+  } else {
+    opener_ = std::make_unique<RemoteOpener>(engine_directory());
+  }
+}
+
+void Session::set_log(std::uint32_t flags) {
+  if ((flags & TR_FLAG_OUT_OF_PROCESS_LOG_ON) != 0) options_.worker_log = true;
+  if ((flags & TR_FLAG_OUT_OF_PROCESS_LOG_OFF) != 0) options_.worker_log = false;
+  if ((flags & TR_FLAG_OUT_OF_PROCESS_MEMORY_LOG_ON) != 0) options_.worker_memory_log = true;
+  if ((flags & TR_FLAG_OUT_OF_PROCESS_MEMORY_LOG_OFF) != 0) options_.worker_memory_log = false;
 }
 
 Options Session::options_for(std::uint32_t flags) const {
@@ -96,14 +111,31 @@ void Session::enter_container() {
   if (open_containers_ >= Limits::Bounds{}.open_containers) {
     throw EngineError(Code::nested_too_deep, "too many containers are open in each other");
   }
+  if (open_containers_ == 0) {
+    Limits::Bounds bounds;
+    bounds.time = Limits::time_of_seconds(0);
+    nest_limits_ = Limits(bounds);
+    nest_size_ = nest_members_ = 0;
+  }
   ++open_containers_;
+}
+
+void Session::add_container_size(std::uint64_t bytes) {
+  // What is larger than all that has come out so far has not come out.
+  if (bytes > nest_members_) nest_size_ += bytes;
+  nest_limits_.set_document_size(nest_size_);
+}
+
+void Session::charge_members(std::uint64_t bytes) {
+  nest_members_ += bytes;
+  nest_limits_.charge_unpacked(bytes);
 }
 
 void Session::get_summary(tag_InputStream& stream, tag_TRSummaryInfoEx& record) {
   record = {};
-  OpenedDocument opened(*this, stream, options_);
   Properties properties;
-  opened.reader().properties(properties);
+  opener_->open(std::make_unique<CallbackSource>(stream), options_, Purpose::properties)
+      ->properties(properties);
   auto block = std::make_unique<SummaryBlock>(properties);
   if (block->elements().empty()) return;
   record.count = static_cast<std::uint32_t>(block->elements().size());

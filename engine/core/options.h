@@ -47,6 +47,9 @@ struct Options {
   std::string temporary_directory;  ///< empty: the system's
   std::int64_t timeout_seconds = default_timeout_seconds;
   std::int64_t extraction_timeout_seconds = default_timeout_seconds;
+
+  bool worker_log = false;         ///< out of process: events are logged
+  bool worker_memory_log = false;  ///< ... with the worker's memory
 };
 
 }  // namespace trfilter

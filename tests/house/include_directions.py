@@ -13,7 +13,9 @@ ALLOWED = [
     ("wrapper/", ["api/", "bufferstream/"]),
     ("cli/", ["wrapper/", "api/"]),
     ("engine/core/", ["engine/readers/readers.def"]),
-    ("engine/abi/", ["engine/core/", "engine/detect/", "api/engine_abi.h"]),
+    ("engine/abi/", ["engine/core/", "engine/opening/", "engine/worker/", "api/engine_abi.h"]),
+    ("engine/opening/", ["engine/core/", "engine/detect/"]),
+    ("engine/worker/", ["engine/core/", "engine/opening/"]),
     ("engine/detect/", ["engine/core/"]),
     # The numbers of character sets are the binary interface's.
     ("engine/charset/", ["engine/core/", "api/engine_abi.h"]),

@@ -1,14 +1,17 @@
-#include "engine/abi/target_encoding.h"
+#include "engine/opening/target_encoding.h"
 
-#include "api/engine_abi.h"
 #include "engine/core/engine_error.h"
 
 namespace trfilter {
+namespace {
+
+constexpr std::uint32_t automatic = 0;  // the engine's choice, which is UTF-8
+
+}  // namespace
 
 TargetEncoding::TargetEncoding(const ReaderModules& modules, Options& options) {
   const std::uint32_t number = options.target_encoding;
-  if (options.no_encoding_conversion || number == TR_CHARACTER_SET_AUTOMATIC ||
-      number == TR_CHARACTER_SET_UTF8) {
+  if (options.no_encoding_conversion || number == automatic || number == Options::utf8) {
     return;
   }
   auto* const make =

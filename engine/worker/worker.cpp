@@ -1,0 +1,307 @@
+#include "engine/worker/worker.h"
+
+#include <signal.h>
+
+#include <algorithm>
+#include <span>
+#include <utility>
+
+#include "engine/opening/error_code.h"
+
+namespace trfilter {
+namespace {
+
+using std::chrono::steady_clock;
+
+// For a new worker's first answer, and for small frames to a worker that does not read.
+constexpr auto control_time = std::chrono::seconds(10);
+
+// For what is under way when its document is closed and nothing else is open: starting another
+// worker takes less.
+constexpr auto abandoned_time = std::chrono::milliseconds(50);
+
+constexpr std::int32_t last_code = 47;
+
+Code code_of(WorkerProcess::End end) {
+  using How = WorkerProcess::End::How;
+  switch (end.how) {
+    case How::exited:
+      if (end.value == static_cast<int>(WorkerExit::out_of_memory)) return Code::out_of_memory;
+      return end.value == 0 ? Code::worker_pipe_broken : Code::worker_crashed;
+    case How::signalled:
+      return end.value == SIGXCPU ? Code::timed_out : Code::worker_crashed;
+    case How::killed:
+      return Code::worker_pipe_broken;  // it lived on, without its socket
+    case How::unknown:
+      return Code::worker_crashed;
+  }
+  return Code::worker_crashed;
+}
+
+/// Sets a flag for as long as it lives.
+class Raised {
+ public:
+  explicit Raised(bool& flag) : flag_(&flag) { flag = true; }
+  Raised(const Raised&) = delete;
+  Raised& operator=(const Raised&) = delete;
+  ~Raised() { *flag_ = false; }
+
+ private:
+  bool* flag_;
+};
+
+}  // namespace
+
+Worker::Worker(const std::string& engine_directory, const std::string& temporary_parent)
+    : temporary_parent_(temporary_parent),
+      process_(engine_directory, temporary_parent),
+      id_(process_.id()),
+      greeting_deadline_(steady_clock::now() + control_time) {
+  Greeting greeting;
+  greeting.signature = Greeting::host_signature;
+  greeting.version = Greeting::current_version;
+  greeting.text = process_.temporary_directory();
+  FrameHeader header;
+  header.kind = FrameKind::hello;
+  process_.channel().send(header, payload_of(greeting), steady_clock::now());
+}
+
+bool Worker::ready() {
+  if (death_ || working_) return false;
+  try {
+    if (!process_.running()) ended();
+    if (sources_.empty()) {
+      const Deadline soon = steady_clock::now() + abandoned_time;
+      for (Pending& pending : pending_) pending.deadline = std::min(pending.deadline, soon);
+    }
+    while (!pending_.empty()) step();
+  } catch (const EngineError&) {
+    return false;  // those whose it was have been told
+  }
+  return true;
+}
+
+std::uint32_t Worker::add(ByteSource& source) {
+  sources_[++last_document_] = &source;
+  return last_document_;
+}
+
+void Worker::remove(std::uint32_t document) {
+  sources_.erase(document);
+  for (Pending& pending : pending_) {
+    if (pending.document == document) pending.taker = nullptr;
+  }
+  if (death_ || !greeted_) return;
+  FrameHeader header;
+  header.kind = FrameKind::close;
+  header.document = document;
+  // A worker that does not take it is found out by the next document.
+  process_.channel().send(header, {}, steady_clock::now());
+}
+
+void Worker::show(ByteSource& source) {
+  const std::span<char> room(process_.window(), static_cast<std::size_t>(source.size()));
+  const Raised working(working_);
+  for (std::size_t filled = 0; filled < room.size();) {
+    const std::size_t count = source.read_at(filled, room.subspan(filled));
+    if (count == 0) throw EngineError(Code::open_stream_failed, "the input ended early");
+    filled += count;
+  }
+}
+
+std::uint64_t Worker::request(FrameKind kind, std::uint32_t document, std::string_view payload,
+                              AnswerTaker& taker, Deadline deadline) {
+  check_usable();
+  greet(deadline);
+  FrameHeader header;
+  header.kind = kind;
+  header.request = ++last_request_;
+  header.document = document;
+  send(header, payload, deadline);
+  pending_.push_back({header.request, document, &taker, deadline});
+  return header.request;
+}
+
+void Worker::advance() {
+  check_usable();
+  step();
+}
+
+void Worker::await(std::uint64_t request) {
+  check_usable();
+  // Requests are answered in their order.
+  while (!pending_.empty() && pending_.front().request <= request) step();
+}
+
+void Worker::cancel(std::uint32_t document) {
+  if (death_) return;
+  FrameHeader header;
+  header.kind = FrameKind::cancel;
+  header.document = document;
+  process_.channel().send(header, {}, steady_clock::now() + control_time);
+}
+
+void Worker::reject() {
+  die(Code::worker_pipe_broken);
+}
+
+void Worker::check_usable() const {
+  if (death_) throw EngineError(*death_, "the worker is gone");
+  if (working_) {
+    throw EngineError(Code::invalid_argument, "called from a callback of the same document");
+  }
+}
+
+void Worker::send(const FrameHeader& header, std::string_view payload, Deadline deadline) {
+  switch (process_.channel().send(header, payload, deadline)) {
+    case Channel::Received::frame:
+      return;
+    case Channel::Received::nothing:
+      die(Code::timed_out);
+    case Channel::Received::closed:
+      return;  // what it sent before its end comes first; then its end is found
+  }
+}
+
+/// Takes the worker's first answer, when it has not been taken yet.
+void Worker::greet(Deadline deadline) {
+  if (greeted_) return;
+  try {
+    switch (process_.channel().receive(frame_, std::min(deadline, greeting_deadline_))) {
+      case Channel::Received::frame:
+        break;
+      case Channel::Received::nothing:
+        die(Code::worker_silent);
+      case Channel::Received::closed: {
+        const WorkerProcess::End end = process_.end();
+        const bool refused = end.how == WorkerProcess::End::How::exited &&
+                             end.value == static_cast<int>(WorkerExit::wrong_host);
+        death_ = refused ? Code::wrong_host_signature : Code::worker_not_started;
+        throw EngineError(*death_, "the worker ended before its first answer");
+      }
+    }
+    const auto greeting = value_of<Greeting>(frame_.payload());
+    if (frame_.header.kind != FrameKind::hello ||
+        greeting.signature != Greeting::worker_signature ||
+        greeting.version != Greeting::current_version) {
+      protocol_broken("not the worker that belongs to this engine");
+    }
+    lacks_ = greeting.text;
+    greeted_ = true;
+  } catch (const EngineError&) {
+    if (death_) throw;
+    die(Code::wrong_worker_signature);
+  }
+}
+
+/// Takes one frame, or kills the worker that has none by the deadline.
+void Worker::step() {
+  const Raised working(working_);
+  try {
+    switch (process_.channel().receive(frame_, next_deadline())) {
+      case Channel::Received::frame:
+        handle(frame_);
+        return;
+      case Channel::Received::nothing:
+        die(Code::timed_out);
+      case Channel::Received::closed:
+        ended();
+    }
+  } catch (...) {
+    if (death_) throw;
+    die(code_of_current_exception());
+  }
+}
+
+/// Whatever it throws is the worker's fault: the host's callbacks are guarded where they are
+/// called.
+void Worker::handle(const Frame& frame) {
+  const FrameHeader header = frame.header;
+  if (header.kind == FrameKind::need) {
+    serve(frame);
+    return;
+  }
+  if (pending_.empty()) protocol_broken("an answer without a request");
+  const Pending front = pending_.front();
+  if (header.request != front.request || header.document != front.document) {
+    protocol_broken("an answer to another request");
+  }
+  peak_memory_ = header.peak_memory;
+  switch (header.kind) {
+    case FrameKind::data:
+      if (front.taker != nullptr) front.taker->take(frame.payload(), false);
+      return;
+    case FrameKind::done:
+      pending_.pop_front();
+      if (front.taker != nullptr) front.taker->take(frame.payload(), true);
+      return;
+    case FrameKind::failed: {
+      FieldReader in(frame.payload());
+      const auto code = in.number<std::int32_t>();
+      in.finish();
+      if (code < 1 || code > last_code) protocol_broken("a code that is none");
+      pending_.pop_front();
+      if (front.taker != nullptr) front.taker->fail(static_cast<Code>(code));
+      return;
+    }
+    default:
+      protocol_broken("no kind of answer");
+  }
+}
+
+/// Reads what the worker asks for into the window.
+void Worker::serve(const Frame& frame) {
+  const auto wanted = value_of<BlockRequest>(frame.payload());
+  if (wanted.count > largest_block) protocol_broken("a block larger than the window");
+  BlockReply reply;
+  const auto source = sources_.find(frame.header.document);
+  if (source == sources_.end()) {
+    reply.code = static_cast<std::int32_t>(Code::open_stream_failed);
+  } else {
+    try {
+      const std::span<char> room(process_.window() + window_block_offset, wanted.count);
+      std::size_t filled = 0;
+      while (filled < room.size()) {
+        const std::size_t count =
+            source->second->read_at(wanted.offset + filled, room.subspan(filled));
+        if (count == 0) break;
+        filled += count;
+      }
+      reply.count = static_cast<std::uint32_t>(filled);
+    } catch (...) {
+      reply.code = static_cast<std::int32_t>(code_of_current_exception());
+    }
+  }
+  FrameHeader header;
+  header.kind = FrameKind::block;
+  header.document = frame.header.document;
+  send(header, payload_of(reply), next_deadline());
+}
+
+Deadline Worker::next_deadline() const {
+  Deadline next = Deadline::max();
+  for (const Pending& pending : pending_) next = std::min(next, pending.deadline);
+  return next;
+}
+
+void Worker::die(Code code) {
+  const WorkerProcess::End end = process_.kill();
+  if (end.peak_memory != 0) peak_memory_ = end.peak_memory;
+  death_ = code;
+  for (const Pending& pending : std::exchange(pending_, {})) {
+    if (pending.taker != nullptr) pending.taker->fail(code);
+  }
+  throw EngineError(code, "the worker was killed");
+}
+
+void Worker::ended() {
+  const WorkerProcess::End end = process_.end();
+  if (end.peak_memory != 0) peak_memory_ = end.peak_memory;
+  death_ = code_of(end);
+  for (const Pending& pending : std::exchange(pending_, {})) {
+    if (pending.taker != nullptr) pending.taker->fail(*death_);
+  }
+  throw EngineError(*death_, "the worker has ended");
+}
+
+}  // namespace trfilter

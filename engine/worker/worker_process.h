@@ -1,0 +1,96 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+
+#include "engine/core/engine_error.h"
+#include "engine/worker/channel.h"
+
+namespace trfilter {
+
+/// A directory that nobody else writes to, removed with the object and all that is in it.
+class PrivateDirectory {
+ public:
+  /// @param parent  empty: the system's directory for temporary files
+  explicit PrivateDirectory(const std::string& parent);
+  PrivateDirectory(const PrivateDirectory&) = delete;
+  PrivateDirectory& operator=(const PrivateDirectory&) = delete;
+  ~PrivateDirectory();
+
+  /// Empty when there is none: then nothing can be written.
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+/// Memory of the host's that the worker can read and not write.
+class Window {
+ public:
+  /// @throws EngineError code 17 when there is no such memory
+  Window();
+  Window(const Window&) = delete;
+  Window& operator=(const Window&) = delete;
+  ~Window();
+
+  int descriptor() const { return descriptor_; }
+  char* data() const { return data_; }
+
+ private:
+  int descriptor_ = -1;
+  char* data_ = nullptr;
+};
+
+/// A running worker, from its start to its end.
+class WorkerProcess {
+ public:
+  /// Starts `trfilter-worker` of the engine's folder; returns before it is ready.
+  /// @param temporary_parent  where the worker's own temporary directory is made
+  /// @throws EngineError code 17
+  WorkerProcess(const std::string& engine_directory, const std::string& temporary_parent);
+  WorkerProcess(const WorkerProcess&) = delete;
+  WorkerProcess& operator=(const WorkerProcess&) = delete;
+  ~WorkerProcess();
+
+  Channel& channel() { return channel_; }
+  char* window() const { return window_.data(); }
+  const std::string& temporary_directory() const { return directory_.path(); }
+  pid_t id() const { return id_; }
+
+  /// Whether it has not ended yet.
+  bool running() const;
+
+  /// How it ended.
+  struct End {
+    enum class How { exited, signalled, unknown, killed } how = How::unknown;
+    int value = 0;                  ///< status of `exited`, number of `signalled`
+    std::uint32_t peak_memory = 0;  ///< KiB; 0: unknown
+  };
+
+  /// Waits a moment for its end, kills it if it does not come, and reaps it. No second call.
+  End end();
+  /// Kills and reaps it at once.
+  End kill();
+
+ private:
+  struct Sockets {
+    Sockets();
+    int host;
+    int worker;
+  };
+
+  WorkerProcess(const std::string& engine_directory, const std::string& temporary_parent,
+                Sockets sockets);
+  void start(const std::string& engine_directory, int socket);
+  End reap(bool killed);
+
+  Channel channel_;
+  Window window_;
+  PrivateDirectory directory_;
+  pid_t id_ = -1;    ///< -1: ended and reaped
+  int handle_ = -1;  ///< its pidfd
+};
+
+}  // namespace trfilter

@@ -1,0 +1,4 @@
+// A worker that ends before it has said anything.
+int main() {
+  return 1;
+}

@@ -1,0 +1,4 @@
+// A worker that knows its host for a stranger.
+int main() {
+  return 103;
+}
