@@ -1,10 +1,11 @@
 #include "tests/options/matrix.h"
 
-#include <map>
+#include <algorithm>
 #include <utility>
 
 #include "api/tarnis_internal.h"
 #include "tests/options/documents.h"
+#include "tests/options/matrix_table.h"
 
 namespace tarnis::options {
 namespace {
@@ -12,44 +13,6 @@ namespace {
 using v1::Encoding;
 using v1::LogicalPDFDirection;
 using v1::Session;
-
-/// Collects effects; each option is off in `off` unless a cell says otherwise.
-class Table {
- public:
-  /// @param set  turns the option on
-  template <typename Set>
-  void add(const char* option, const char* family, std::string document, Set set,
-           std::string without, std::string with, Shown shown = Shown::text) {
-    add_between(
-        option, family, std::move(document), [](Configuration&) {}, set, std::move(without),
-        std::move(with), shown);
-  }
-
-  template <typename Off, typename On>
-  void add_between(const char* option, const char* family, std::string document, Off off, On on,
-                   std::string without, std::string with, Shown shown = Shown::text) {
-    Effect effect{option,         family, shown, std::move(document), {}, {}, std::move(without),
-                  std::move(with)};
-    off(effect.off);
-    on(effect.on);
-    effects_.push_back(std::move(effect));
-  }
-
-  std::vector<Effect> take() { return std::move(effects_); }
-
- private:
-  std::vector<Effect> effects_;
-};
-
-constexpr auto show_page_texts = [](Configuration& c) { c.header_and_footer(true); };
-constexpr auto tag_page_texts = [](Configuration& c) { c.header_and_footer_tags(true); };
-constexpr auto mark_revisions = [](Configuration& c) { c.revision_marks(true); };
-constexpr auto show_hidden = [](Configuration& c) { c.hidden_text(true); };
-constexpr auto skip_comments = [](Configuration& c) { c.skip_comments(true); };
-constexpr auto skip_fonts = [](Configuration& c) { c.skip_embedded_fonts(true); };
-constexpr auto skip_thumbnail = [](Configuration& c) { c.skip_thumbnail(true); };
-constexpr auto date_codes = [](Configuration& c) { c.date_time_field_codes(true); };
-constexpr auto file_codes = [](Configuration& c) { c.filename_field_code(true); };
 
 void add_page_texts(Table& table) {
   const std::string in_rtf = rtf("{\\header head\\par}{\\footer foot\\par}body");
@@ -262,19 +225,11 @@ void add_for_every_text(Table& table) {
   for (const auto& [family, document] : with_text("so\u00ADft", "so\\-ft", "so\\255ft")) {
     // Within a line of a PDF the sign is a hyphen that is shown.
     if (std::string_view(family) == "PDF") continue;
-    table.add(
-        "soft_hyphens", family, document, [](Configuration& c) { c.soft_hyphens(true); },
-        with_sheet_name(family, "soft\n"), with_sheet_name(family, "so\u00ADft\n"));
+    table.add("soft_hyphens", family, document, keep_soft_hyphens,
+              with_sheet_name(family, "soft\n"), with_sheet_name(family, "so\u00ADft\n"));
   }
   for (const auto& [family, document] : with_text("für", "f\\'fcr", "f\\374r")) {
-    table.add(
-        "unicode_byte_order_marker", family, document,
-        [](Configuration& c) { c.unicode_byte_order_marker(true); },
-        with_sheet_name(family, "für\n"), "\xEF\xBB\xBF" + with_sheet_name(family, "für\n"));
-    table.add(
-        "target_encoding", family, document,
-        [](Configuration& c) { c.target_encoding(Encoding::windows_1252); },
-        with_sheet_name(family, "für\n"), with_sheet_name(family, "f\xFCr\n"));
+    add_target(table, family, document, with_sheet_name(family, "für\n"));
   }
 }
 
@@ -322,6 +277,18 @@ void add_passwords(Table& table) {
 
 }  // namespace
 
+void add_target(Table& table, const char* family, const std::string& document,
+                const std::string& text) {
+  table.add(
+      "unicode_byte_order_marker", family, document,
+      [](Configuration& c) { c.unicode_byte_order_marker(true); }, text, "\xEF\xBB\xBF" + text);
+  std::string western = text;
+  western.replace(western.find("ü"), 2, "\xFC");
+  table.add(
+      "target_encoding", family, document,
+      [](Configuration& c) { c.target_encoding(Encoding::windows_1252); }, text, western);
+}
+
 const std::vector<std::string>& option_names() {
   static const std::vector<std::string> names = {
       "header_and_footer",       "header_and_footer_tags",
@@ -358,6 +325,8 @@ std::vector<Effect> effects() {
   add_for_every_text(table);
   add_character_sets(table);
   add_passwords(table);
+  add_binary_office(table);
+  add_mail(table);
   return table.take();
 }
 
@@ -383,7 +352,7 @@ std::string seen(Shown shown, const std::string& document, const Configuration& 
   int code = 0;
   try {
     const v1::generic_io::Output target(output);
-    if (shown == Shown::first_member) {
+    if (shown == Shown::first_member || shown == Shown::member_line) {
       const v1::Container container(source, *session.implementation());
       v1::internal::extract(container.at(0).implementation(), target);
     } else {
@@ -398,6 +367,7 @@ std::string seen(Shown shown, const std::string& document, const Configuration& 
   }
   if (shown == Shown::code) return std::to_string(code);
   std::string text(output.data().begin(), output.data().end());
+  if (shown == Shown::member_line) text.resize(std::min(text.find_first_of("\r\n"), text.size()));
   return code == 0 ? text : text + "[error " + std::to_string(code) + "]";
 }
 

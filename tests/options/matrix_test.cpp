@@ -24,10 +24,10 @@ const std::set<std::string> shown_elsewhere = {"timeout", "extraction_timeout",
                                                "temporary_directory"};
 
 // Their encryption is tested with their readers.
-const std::set<std::string> encrypted_elsewhere = {"docx", "xlsx", "pptx", "doc", "xls", "ppt"};
+const std::set<std::string> encrypted_elsewhere = {"docx", "xlsx", "pptx", "doc", "xls"};
 
-// Their documents are built by the tests of their readers, which show these cells.
-const std::set<std::string> families_shown_elsewhere = {"mail", "msg", "doc", "ppt"};
+// Its documents are built by the tests of its reader, which show these cells.
+const std::set<std::string> families_shown_elsewhere = {"msg"};
 
 using Cells = std::map<std::pair<std::string, std::string>, std::string>;
 
