@@ -160,7 +160,7 @@ void read_fields(FieldReader& in, OpenRequest& request) {
 }
 
 void write_fields(FieldWriter& out, const OpenedReply& reply) {
-  out.number(static_cast<std::uint32_t>(reply.format));
+  out.number(host_number(reply.format));
   out.number(reply.members);
 }
 
@@ -218,7 +218,7 @@ void read_fields(FieldReader& in, MemberRequest& request) {
 }
 
 void write_fields(FieldWriter& out, const Detection& detection) {
-  out.number(static_cast<std::uint32_t>(detection.format));
+  out.number(host_number(detection.format));
   out.number(static_cast<std::uint32_t>(detection.category));
   out.number(detection.version);
   out.number(detection.attributes);

@@ -11,10 +11,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <system_error>
 #include <vector>
 
@@ -56,6 +59,20 @@ std::vector<char*> worker_environment(std::string& temporary) {
   }
   kept.push_back(nullptr);
   return kept;
+}
+
+/// Whether a process is on its way out already: then its end is its own, however long the kernel
+/// takes to clear up after it.
+bool is_ending(pid_t process) {
+  constexpr unsigned long exiting = 4;  // PF_EXITING, in the ninth field (proc(5))
+  std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+  std::string line;
+  std::getline(file, line);
+  std::istringstream fields(line.substr(std::min(line.size(), line.rfind(')') + 1)));
+  std::string skipped;
+  for (int field = 3; field < 9; ++field) fields >> skipped;
+  unsigned long flags = 0;
+  return fields >> flags && (flags & exiting) != 0;
 }
 
 class SpawnSettings {
@@ -198,7 +215,7 @@ WorkerProcess::End WorkerProcess::end() {
     pollfd polled{handle_, POLLIN, 0};
     while (::poll(&polled, 1, end_milliseconds) < 0 && errno == EINTR) {
     }
-    if ((polled.revents & POLLIN) != 0) return reap(false);
+    if ((polled.revents & POLLIN) != 0 || is_ending(id_)) return reap(false);
   }
   return kill();
 }
