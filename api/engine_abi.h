@@ -137,7 +137,51 @@ enum {
   X(55, utf16_be, "UTF-16BE")                        \
   X(56, utf32_le, "UTF-32LE")                        \
   X(57, utf32_be, "UTF-32BE")                        \
-  X(58, utf7, "UTF-7")
+  X(58, utf7, "UTF-7")                               \
+  X(59, ibm_037, "IBM037")                           \
+  X(60, ibm_273, "IBM273")                           \
+  X(61, ibm_277, "IBM277")                           \
+  X(62, ibm_278, "IBM278")                           \
+  X(63, ibm_280, "IBM280")                           \
+  X(64, ibm_284, "IBM284")                           \
+  X(65, ibm_285, "IBM285")                           \
+  X(66, ibm_297, "IBM297")                           \
+  X(67, ibm_420, "IBM420")                           \
+  X(68, ibm_424, "IBM424")                           \
+  X(69, ibm_500, "IBM500")                           \
+  X(70, ibm_870, "IBM870")                           \
+  X(71, ibm_871, "IBM871")                           \
+  X(72, ibm_875, "IBM875")                           \
+  X(73, ibm_1025, "IBM1025")                         \
+  X(74, ibm_1026, "IBM1026")                         \
+  X(75, ibm_1047, "IBM1047")                         \
+  X(76, ibm_1140, "IBM01140")                        \
+  X(77, ibm_1141, "IBM01141")                        \
+  X(78, ibm_1142, "IBM01142")                        \
+  X(79, ibm_1143, "IBM01143")                        \
+  X(80, ibm_1144, "IBM01144")                        \
+  X(81, ibm_1145, "IBM01145")                        \
+  X(82, ibm_1146, "IBM01146")                        \
+  X(83, ibm_1147, "IBM01147")                        \
+  X(84, ibm_1148, "IBM01148")                        \
+  X(85, ibm_1149, "IBM01149")                        \
+  X(86, ibm_720, "IBM720")                           \
+  X(87, ibm_737, "IBM737")                           \
+  X(88, ibm_775, "IBM775")                           \
+  X(89, ibm_856, "IBM856")                           \
+  X(90, ibm_858, "IBM00858")                         \
+  X(91, ibm_860, "IBM860")                           \
+  X(92, ibm_861, "IBM861")                           \
+  X(93, ibm_863, "IBM863")                           \
+  X(94, ibm_865, "IBM865")                           \
+  X(95, ibm_868, "IBM868")                           \
+  X(96, ibm_869, "IBM869")                           \
+  X(97, ibm_1129, "IBM1129")                         \
+  X(98, windows_31j, "Windows-31J")                  \
+  X(99, windows_949, "windows-949")                  \
+  X(100, windows_950, "windows-950")                 \
+  X(101, iso_8859_11, "ISO-8859-11")                 \
+  X(102, iso_2022_cn, "ISO-2022-CN")
 
 #define TR_CHARACTER_SET_AUTOMATIC 0u
 #define TR_CHARACTER_SET_UTF8 53u

@@ -5,7 +5,8 @@ build_packages=(
   g++ cmake ninja-build pkg-config
   libxml2-dev libuchardet-dev libicu-dev libminizip-dev zlib1g-dev
   libpoppler-dev libpoppler-private-dev poppler-data libmagic-dev
-  libarchive-dev libgsf-1-dev nettle-dev
+  libarchive-dev libgsf-1-dev nettle-dev libmspack-dev libgmime-3.0-dev libpff-dev libbfio-dev
+  libexiv2-dev libtag1-dev libfreetype-dev
 )
 test_packages=(
   libgtest-dev libbenchmark-dev python3 binutils clang-format
@@ -14,7 +15,7 @@ fuzz_packages=(
   clang libclang-rt-14-dev
 )
 bench_packages=(
-  hyperfine poppler-utils pandoc docx2txt odt2txt lynx catdoc antiword unzip python3
+  hyperfine poppler-utils pandoc docx2txt odt2txt lynx catdoc antiword unzip libarchive-tools python3
 )
 
 # install_packages NAME...: installs those that are not there yet; quick when all are.

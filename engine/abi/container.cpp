@@ -16,7 +16,7 @@ namespace {
 /// The host's output stream as a sink of bytes.
 class StreamOutput : public ByteOutput {
  public:
-  explicit StreamOutput(tag_OutputStream* stream) : stream_(stream) {
+  StreamOutput(tag_OutputStream* stream, Session& session) : stream_(stream), session_(&session) {
     if (stream == nullptr || stream->write == nullptr) {
       throw EngineError(Code::invalid_argument, "no output stream");
     }
@@ -26,6 +26,7 @@ class StreamOutput : public ByteOutput {
     if (stream_->create != nullptr && stream_->create(stream_, "") == 0) refuse();
   }
   void write(std::string_view bytes) override {
+    session_->charge_members(bytes.size());
     while (!bytes.empty()) {
       const auto wanted = static_cast<std::uint32_t>(std::min(bytes.size(), largest_write));
       const auto* buffer = reinterpret_cast<const unsigned char*>(bytes.data());
@@ -45,6 +46,7 @@ class StreamOutput : public ByteOutput {
   }
 
   tag_OutputStream* stream_;
+  Session* session_;
 };
 
 template <typename Request>
@@ -146,8 +148,9 @@ Container::Container(Session& session, const tag_TROpenRequest& request) : sessi
   }
   session.enter_container();
   try {
-    opened_ = session.opener().open(std::make_unique<CallbackSource>(*request.stream), options,
-                                    Purpose::members);
+    auto source = std::make_unique<CallbackSource>(*request.stream);
+    session.add_container_size(source->size());
+    opened_ = session.opener().open(std::move(source), options, Purpose::members);
   } catch (const EngineError& error) {
     const bool no_container = error.code() == Code::not_recognized ||
                               error.code() == Code::unsupported_format ||
@@ -202,7 +205,7 @@ tag_TRMailInfo* Container::mail_info(const tag_TRMailRequest& request) {
 tag_TRExtractResult* Container::extract(const tag_TRExtractRequest& request) {
   check_header(request);
   const std::size_t index = checked(request.index);
-  StreamOutput output(request.output);
+  StreamOutput output(request.output, *session_);
   const bool formatted_mail = (request.options & TR_EXTRACT_FORMATTED_MAIL) != 0;
   output.open();
   auto result = std::make_unique<ExtractResult>(opened_->extract(index, output, formatted_mail));

@@ -111,7 +111,24 @@ void Session::enter_container() {
   if (open_containers_ >= Limits::Bounds{}.open_containers) {
     throw EngineError(Code::nested_too_deep, "too many containers are open in each other");
   }
+  if (open_containers_ == 0) {
+    Limits::Bounds bounds;
+    bounds.time = Limits::time_of_seconds(0);
+    nest_limits_ = Limits(bounds);
+    nest_size_ = nest_members_ = 0;
+  }
   ++open_containers_;
+}
+
+void Session::add_container_size(std::uint64_t bytes) {
+  // What is larger than all that has come out so far has not come out.
+  if (bytes > nest_members_) nest_size_ += bytes;
+  nest_limits_.set_document_size(nest_size_);
+}
+
+void Session::charge_members(std::uint64_t bytes) {
+  nest_members_ += bytes;
+  nest_limits_.charge_unpacked(bytes);
 }
 
 void Session::get_summary(tag_InputStream& stream, tag_TRSummaryInfoEx& record) {

@@ -7,6 +7,7 @@
 
 #include "api/engine_abi.h"
 #include "engine/abi/summary_block.h"
+#include "engine/core/limits.h"
 #include "engine/core/options.h"
 #include "engine/opening/opened_document.h"
 
@@ -41,6 +42,14 @@ class Session {
   void enter_container();
   void leave_container() { --open_containers_; }
 
+  /// Tells the size of a document that has been opened as a container.
+  void add_container_size(std::uint64_t bytes);
+
+  /// Adds bytes of members that have been handed over while containers are open: containers in each
+  /// other keep the bounds of expansion together, against the one that holds all the others.
+  /// @throws EngineError code 4 beyond the bound
+  void charge_members(std::uint64_t bytes);
+
   /// Fills `record` with the properties of a document; the session keeps what it points at until
   /// `free_summary`, or its own end.
   void get_summary(tag_InputStream& stream, tag_TRSummaryInfoEx& record);
@@ -50,6 +59,9 @@ class Session {
   Options options_;
   std::unique_ptr<DocumentOpener> opener_;
   unsigned open_containers_ = 0;
+  Limits nest_limits_;  ///< of all that are open
+  std::uint64_t nest_size_ = 0;
+  std::uint64_t nest_members_ = 0;
   std::unordered_map<const tag_TRSumInfoElemEx*, std::unique_ptr<SummaryBlock>> summaries_;
 };
 

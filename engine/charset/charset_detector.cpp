@@ -174,9 +174,9 @@ DetectedCharset CharsetDetector::finish() {
 DetectedCharset detect_charset(Document& document, const Options& options, Limits& limits) {
   if (const Encoding* told = encoding_of_number(options.source_encoding)) {
     DetectedCharset result;
-    result.encoding = told;
     const ByteOrderMark mark = byte_order_mark_of(document.head(4));
-    if (mark.encoding == told) result.mark_length = mark.length;
+    result.encoding = mark.encoding != nullptr ? mark.encoding : told;
+    result.mark_length = mark.length;
     return result;
   }
   CharsetDetector detector(options.detect_character_set);

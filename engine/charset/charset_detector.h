@@ -73,7 +73,7 @@ class CharsetDetector {
   bool has_carriage_return_ = false;
 };
 
-/// Reads the whole document through a detector; a host's word comes first.
+/// Reads the whole document through a detector; a host's word comes before all but a mark.
 DetectedCharset detect_charset(Document& document, const Options& options, Limits& limits);
 
 }  // namespace trfilter

@@ -5,80 +5,11 @@
 
 #include <algorithm>
 
+#include "engine/charset/byte_characters.h"
 #include "engine/core/utf8.h"
 
 namespace trfilter {
 namespace {
-
-struct Name {
-  std::int32_t number;
-  const char* converter;
-};
-
-// Numbers of code pages that documents use, with ICU's names of them.
-constexpr auto names = std::to_array<Name>({
-    {437, "ibm-437"},
-    {708, "iso-8859-6"},
-    {720, "ibm-720"},
-    {737, "ibm-737"},
-    {775, "ibm-775"},
-    {819, "iso-8859-1"},
-    {850, "ibm-850"},
-    {852, "ibm-852"},
-    {855, "ibm-855"},
-    {857, "ibm-857"},
-    {858, "ibm-858"},
-    {860, "ibm-860"},
-    {861, "ibm-861"},
-    {862, "ibm-862"},
-    {863, "ibm-863"},
-    {864, "ibm-864"},
-    {865, "ibm-865"},
-    {866, "ibm-866"},
-    {869, "ibm-869"},
-    {874, "windows-874"},
-    {932, "ibm-943_P15A-2003"},
-    {936, "windows-936"},
-    {949, "windows-949"},
-    {950, "windows-950"},
-    {1250, "windows-1250"},
-    {1251, "windows-1251"},
-    {1252, "windows-1252"},
-    {1253, "windows-1253"},
-    {1254, "windows-1254"},
-    {1255, "windows-1255"},
-    {1256, "windows-1256"},
-    {1257, "windows-1257"},
-    {1258, "windows-1258"},
-    {10000, "macintosh"},
-    {10001, "Shift_JIS"},
-    {10002, "Big5"},
-    {10003, "EUC-KR"},
-    {10006, "x-mac-greek"},
-    {10007, "x-mac-cyrillic"},
-    {10008, "GB2312"},
-    {10029, "x-mac-centraleurroman"},
-    {10081, "x-mac-turkish"},
-    {20866, "KOI8-R"},
-    {20932, "EUC-JP"},
-    {21866, "KOI8-U"},
-    {28591, "iso-8859-1"},
-    {28592, "iso-8859-2"},
-    {28593, "iso-8859-3"},
-    {28594, "iso-8859-4"},
-    {28595, "iso-8859-5"},
-    {28596, "iso-8859-6"},
-    {28597, "iso-8859-7"},
-    {28598, "iso-8859-8"},
-    {28599, "iso-8859-9"},
-    {28603, "iso-8859-13"},
-    {28605, "iso-8859-15"},
-    {51932, "EUC-JP"},
-    {51936, "GB2312"},
-    {51949, "EUC-KR"},
-    {54936, "gb18030"},
-    {65001, "UTF-8"},
-});
 
 struct CharacterSet {
   std::int32_t number;
@@ -115,27 +46,16 @@ void replace_bad_bytes(const void*, UConverterToUnicodeArgs* arguments, const ch
 
 }  // namespace
 
-CodePage::CodePage(UConverter* converter)
-    : converter_(converter), multi_byte_(ucnv_getMaxCharSize(converter) > 1) {
-  if (multi_byte_) {
-    const bool unicode = ucnv_getType(converter) == UCNV_UTF8;
-    UErrorCode status = U_ZERO_ERROR;
-    if (!unicode) {
-      ucnv_setToUCallBack(converter, replace_bad_bytes, nullptr, nullptr, nullptr, &status);
-    }
+CodePage::CodePage(const Encoding& encoding)
+    : multi_byte_(encoding.kind != Encoding::Kind::single_byte) {
+  if (!multi_byte_) {
+    characters_ = byte_characters(encoding);
     return;
   }
-  for (unsigned byte = 0; byte < characters_.size(); ++byte) {
-    const char source = static_cast<char>(byte);
-    std::array<char16_t, 2> units{};
-    UErrorCode status = U_ZERO_ERROR;
-    const int32_t count = ucnv_toUChars(converter, units.data(), 2, &source, 1, &status);
-    characters_[byte] = U_SUCCESS(status) && count == 1 ? units[0] : U'\uFFFD';
-  }
-}
-
-CodePage::~CodePage() {
-  ucnv_close(converter_);
+  converter_ = open_converter(encoding.converter);
+  if (encoding.kind == Encoding::Kind::utf8) return;
+  UErrorCode status = U_ZERO_ERROR;
+  ucnv_setToUCallBack(converter_.get(), replace_bad_bytes, nullptr, nullptr, nullptr, &status);
 }
 
 void CodePage::decode(std::string_view bytes, std::string& out, bool last) const {
@@ -149,7 +69,7 @@ void CodePage::decode(std::string_view bytes, std::string& out, bool last) const
   char16_t* target = units.data();
   const char* source = bytes.data();
   UErrorCode status = U_ZERO_ERROR;
-  ucnv_toUnicode(converter_, &target, target + units.size(), &source, source + bytes.size(),
+  ucnv_toUnicode(converter_.get(), &target, target + units.size(), &source, source + bytes.size(),
                  nullptr, last ? 1 : 0, &status);
   units.resize(static_cast<std::size_t>(target - units.data()));
   out += utf16_to_utf8(units);
@@ -157,14 +77,9 @@ void CodePage::decode(std::string_view bytes, std::string& out, bool last) const
 
 const CodePage* CodePages::find(std::int32_t number) {
   if (const auto found = pages_.find(number); found != pages_.end()) return found->second.get();
-  const auto name = std::lower_bound(
-      names.begin(), names.end(), number,
-      [](const Name& entry, std::int32_t wanted) { return entry.number < wanted; });
-  if (name == names.end() || name->number != number) return nullptr;
-  UErrorCode status = U_ZERO_ERROR;
-  UConverter* const converter = ucnv_open(name->converter, &status);
-  if (U_FAILURE(status)) return nullptr;
-  return (pages_[number] = std::make_unique<CodePage>(converter)).get();
+  const Encoding* const encoding = encoding_of_code_page(static_cast<std::uint32_t>(number));
+  if (encoding == nullptr || !encoding->is_ascii_superset()) return nullptr;
+  return (pages_[number] = std::make_unique<CodePage>(*encoding)).get();
 }
 
 std::int32_t code_page_of_character_set(std::int32_t character_set) {

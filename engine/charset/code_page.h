@@ -7,7 +7,8 @@
 #include <string_view>
 #include <unordered_map>
 
-struct UConverter;
+#include "engine/charset/converter.h"
+#include "engine/charset/encoding.h"
 
 namespace trfilter {
 
@@ -15,11 +16,10 @@ namespace trfilter {
 /// fonts', which are no code pages.
 class CodePage {
  public:
-  /// @param converter  of ICU; owned from here on
-  explicit CodePage(UConverter* converter);
+  /// @throws EngineError code 6 when the conversion table cannot be opened
+  explicit CodePage(const Encoding& encoding);
   CodePage(const CodePage&) = delete;
   CodePage& operator=(const CodePage&) = delete;
-  ~CodePage();
 
   /// Whether a character may take more than one byte.
   bool multi_byte() const { return multi_byte_; }
@@ -30,9 +30,9 @@ class CodePage {
   void decode(std::string_view bytes, std::string& out, bool last) const;
 
  private:
-  UConverter* converter_;
+  UniqueConverter converter_;  ///< of a multi-byte set
   bool multi_byte_;
-  std::array<char32_t, 256> characters_{};  ///< of a single-byte set
+  std::array<char16_t, 256> characters_{};  ///< of a single-byte set
 };
 
 /// The code pages of a document, each made when it is first asked for.

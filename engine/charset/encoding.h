@@ -20,11 +20,13 @@ struct Encoding {
     ebcdic,
   };
 
-  std::uint32_t number;  ///< what hosts call it; 0: hosts have no number for it
+  std::uint32_t number;  ///< what hosts call it
   Kind kind;
   const char* name;         ///< IANA's
   const char* converter;    ///< ICU's
   std::string_view labels;  ///< lower-case names that documents use for it, between blanks
+  const char* writer;       ///< ICU's for writing, where reading takes a superset; null: the same
+  std::u16string_view upper_half;  ///< the characters from 0xA0 on of a set that ICU has not
 
   /// Whether bytes below 0x80 stand for themselves wherever a character begins.
   bool is_ascii_superset() const {
@@ -35,7 +37,8 @@ struct Encoding {
 /// Every encoding that the engine reads.
 std::span<const Encoding> encodings();
 
-/// The encoding that a host's number names; null when there is none. 0 names none.
+/// The encoding that a host's number names, exactly that one; null when there is none. 0 names
+/// none.
 const Encoding* encoding_of_number(std::uint32_t number);
 
 /// The encoding that a label in a document names, in whatever case and between blanks: the names of

@@ -34,6 +34,10 @@ constexpr std::array central_european = std::to_array<Letters>({
     {u"ëç", 1},                 // Albanian
 });
 
+constexpr std::array romanian = std::to_array<Letters>({
+    {u"ăîâșț", 0},
+});
+
 constexpr std::array baltic = std::to_array<Letters>({
     {u"ėšųįžūčąę", 0},     // Lithuanian
     {u"āīēšņūļčģķžō", 0},  // Latvian
@@ -112,6 +116,7 @@ constexpr std::array candidates = std::to_array<EncodingCandidate>({
     {"iso-8859-13", old_standard, baltic},
     {"iso-8859-15", old_standard, western},
     {"iso-8859-3", old_standard, southern_european},
+    {"iso-8859-16", rare_set, romanian},
     {"iso-8859-4", rare_set, baltic},
     {"iso-8859-14", rare_set, celtic},
     {"ibm866", 1, cyrillic},

@@ -12,6 +12,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "engine/charset/byte_characters.h"
+#include "engine/charset/converter.h"
 #include "engine/charset/language_letters.h"
 
 // Each encoding decodes the sample, and the likelihood of what comes out is summed up over the
@@ -40,24 +42,18 @@ constexpr double control = -15;
 constexpr double no_character = -18;
 constexpr double same_for_all_letters = -0.1;
 
-struct ConverterCloser {
-  void operator()(UConverter* converter) const { ucnv_close(converter); }
-};
-using UniqueConverter = std::unique_ptr<UConverter, ConverterCloser>;
-
 struct DetectorCloser {
   void operator()(uchardet* detector) const { uchardet_delete(detector); }
 };
 
-UniqueConverter open_converter(const Encoding& encoding) {
-  UErrorCode status = U_ZERO_ERROR;
-  UniqueConverter converter(ucnv_open(encoding.converter, &status));
-  return U_FAILURE(status) ? nullptr : std::move(converter);
-}
-
 std::u16string decode(const Encoding& encoding, std::string_view sample) {
-  const UniqueConverter converter = open_converter(encoding);
-  if (!converter) return {};
+  if (!encoding.upper_half.empty()) {
+    const std::array<char16_t, 256> characters = byte_characters(encoding);
+    std::u16string text;
+    for (const char c : sample) text.push_back(characters[static_cast<unsigned char>(c)]);
+    return text;
+  }
+  const UniqueConverter converter = open_converter(encoding.converter);
   std::u16string text(sample.size(), u'\0');
   UErrorCode status = U_ZERO_ERROR;
   const std::int32_t length =
@@ -180,6 +176,7 @@ constexpr std::array multi_byte_models = std::to_array<MultiByteModel>({
     {"euc-kr", &frequent_korean, 0xB0, 0xC8, true, u"·“”‘’"},
     {"big5", &frequent_traditional_chinese, 0xA4, 0xC6, false, u"，。、：；「」（）！？『』"},
     {"euc-jp", &frequent_japanese, 0xB0, 0xCF, true, u"、。「」（）・！？ー："},
+    {"euc-tw", &frequent_traditional_chinese, 0xC4, 0xE6, true, u"，。、：；「」（）！？『』"},
 });
 
 // Shares of running text, as logarithms.
@@ -191,8 +188,7 @@ constexpr double halfwidth_katakana = -7;
 constexpr double sign_or_other_script = -9.5;
 
 double likelihood(std::string_view sample, const MultiByteModel& model) {
-  const UniqueConverter converter = open_converter(*encoding_of_label(model.label));
-  if (!converter) return -1e300;
+  const UniqueConverter converter = open_converter(encoding_of_label(model.label)->converter);
   std::unordered_map<char32_t, double> frequencies;
   for (std::size_t rank = 0; rank < model.frequent->size(); ++rank) {
     frequencies.emplace((*model.frequent)[rank],
@@ -252,6 +248,43 @@ struct Best {
     if (other_likelihood > likelihood) *this = {other, other_likelihood};
   }
 };
+
+/// Signs below 0x80 that stand where text has none: EBCDIC sets differ in them, and what is a sign
+/// in one is a letter in another.
+double misplaced_signs(std::u16string_view text) {
+  constexpr std::u16string_view signs = u"{}[]|~\\^`#@$!";
+  const auto is_letter = [](char16_t c) { return u_isalpha(c) != 0; };
+  double sum = 0;
+  int open = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (signs.find(text[i]) == std::u16string_view::npos) continue;
+    const bool letter_before = i > 0 && is_letter(text[i - 1]);
+    const bool letter_after = i + 1 < text.size() && is_letter(text[i + 1]);
+    if (text[i] == u'[') ++open;
+    const bool unopened = text[i] == u']' && open-- <= 0;
+    if (letter_before && letter_after) {
+      sum += sign_within_word;
+    } else if (unopened || text[i] == u'|') {
+      sum += typographic_sign;
+    }
+    if (open < 0) open = 0;
+  }
+  return sum;
+}
+
+const Encoding& best_ebcdic_encoding(std::string_view sample) {
+  Best best{encoding_of_label("ibm500"), -1e300};
+  for (const char* label : {"ibm500", "ibm037", "ibm1047", "ibm273"}) {
+    const Encoding* const encoding = encoding_of_label(label);
+    const std::u16string text = decode(*encoding, sample);
+    const double signs = misplaced_signs(text);
+    const std::vector<Seen> seen = look_at(text);
+    for (const LanguageLetters& language : single_byte_candidates().front().languages) {
+      best.consider(encoding, likelihood(seen, language) + signs);
+    }
+  }
+  return *best.encoding;
+}
 
 }  // namespace
 
@@ -353,7 +386,7 @@ const Encoding* guess_ebcdic_encoding(std::string_view head) {
   const std::size_t size = head.size();
   if (size < 16 || blanks * 20 < size || ascii_blanks * 50 > size) return nullptr;
   if ((letters + blanks) * 10 < size * 8) return nullptr;
-  return encoding_of_label("ibm500");
+  return &best_ebcdic_encoding(head.substr(0, single_byte_sample));
 }
 
 }  // namespace trfilter

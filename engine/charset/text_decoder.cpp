@@ -7,31 +7,19 @@
 #include <cstdint>
 #include <cstring>
 
+#include "engine/charset/byte_characters.h"
+#include "engine/charset/converter.h"
 #include "engine/charset/utf8_scan.h"
-#include "engine/core/engine_error.h"
+#include "engine/core/utf8.h"
 
 namespace trfilter {
 namespace {
 
 constexpr std::string_view replacement = "\xEF\xBF\xBD";
-constexpr std::string_view next_line = "\xC2\x85";
+constexpr char16_t next_line = 0x85;
 
 // Units between source and target of a conversion.
 constexpr std::size_t pivot_units = 4096;
-
-struct ConverterCloser {
-  void operator()(UConverter* converter) const { ucnv_close(converter); }
-};
-using UniqueConverter = std::unique_ptr<UConverter, ConverterCloser>;
-
-UniqueConverter open_converter(const char* name) {
-  UErrorCode status = U_ZERO_ERROR;
-  UniqueConverter converter(ucnv_open(name, &status));
-  if (U_FAILURE(status)) {
-    throw EngineError(Code::general, std::string("no conversion table for ") + name);
-  }
-  return converter;
-}
 
 }  // namespace
 
@@ -64,17 +52,13 @@ struct TextDecoder::ByteTable {
 };
 
 TextDecoder::ByteTable::ByteTable(const Encoding& encoding) {
-  Converter converter(encoding);
-  std::string utf8;
+  const std::array<char16_t, 256> units = byte_characters(encoding);
   for (unsigned byte = 0; byte < characters.size(); ++byte) {
-    const char c = static_cast<char>(byte);
-    utf8.clear();
-    converter.convert(std::string_view(&c, 1), true, utf8);
     // Mainframes end lines with what ISO 6429 calls "next line".
-    if (encoding.kind == Encoding::Kind::ebcdic && utf8 == next_line) utf8 = "\n";
+    const bool line_end = encoding.kind == Encoding::Kind::ebcdic && units[byte] == next_line;
     Character& character = characters[byte];
-    character.length = static_cast<std::uint8_t>(std::min(utf8.size(), character.utf8.size()));
-    utf8.copy(character.utf8.data(), character.length);
+    character.length =
+        static_cast<std::uint8_t>(encode_utf8(line_end ? U'\n' : units[byte], character.utf8));
   }
 }
 

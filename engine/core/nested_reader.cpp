@@ -17,6 +17,11 @@ NestedReader::NestedReader(const ReaderContext& outer, Document document,
       document_(std::move(document)),
       options_(std::move(options)),
       detection_(detection) {
+  // Its text stands within text that is UTF-8.
+  options_.no_encoding_conversion = false;
+  if (options_.source_encoding != outer.options.source_encoding) {
+    options_.source_encoding_overrides = true;
+  }
   limits_.enter_reader();
   try {
     reader_ =

@@ -13,7 +13,9 @@ class NestedReader {
  public:
   /// @param outer    outlives the object
   /// @param bytes    the whole nested document
-  /// @param options  those of the outer document, or changed ones: a known source encoding, say
+  /// @param options  those of the outer document, or changed ones: a known source encoding, say,
+  /// which
+  ///                 overrides what the nested document declares
   /// @throws EngineError what `ReaderModules::open` throws; code 31 when readers are nested too
   /// deep
   NestedReader(const ReaderContext& outer, std::string bytes, Format format, Options options);

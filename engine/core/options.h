@@ -35,10 +35,12 @@ struct Options {
   PdfReading pdf_reading = PdfReading::automatic;
 
   // Character sets, by the engine's numbers.
-  bool byte_order_mark = false;  ///< text starts with one
-  bool no_encoding_conversion = false;
+  bool byte_order_mark = false;         ///< text starts with one
+  bool no_encoding_conversion = false;  ///< plain text stays in its own set, all else is UTF-8
   bool detect_character_set = true;
-  std::uint32_t source_encoding = 0;  ///< 0: found in the document
+  std::uint32_t source_encoding = 0;  ///< of text that does not declare one; 0: found in it
+  /// It overrides what the document declares, too: a document around it says so.
+  bool source_encoding_overrides = false;
   std::uint32_t target_encoding = utf8;
 
   std::string password;

@@ -64,6 +64,13 @@ inline constexpr std::string_view image_count = "ImageCount";
 inline constexpr std::string_view object_count = "ObjectCount";
 inline constexpr std::string_view cell_count = "CellCount";
 
+// Messages.
+inline constexpr std::string_view reply_to = "ReplyTo";
+inline constexpr std::string_view to = "To";
+inline constexpr std::string_view cc = "Cc";
+inline constexpr std::string_view bcc = "Bcc";
+inline constexpr std::string_view received = "Received";
+
 // Pictures and film.
 inline constexpr std::string_view width = "Width";
 inline constexpr std::string_view height = "Height";

@@ -3,7 +3,6 @@
 #include <array>
 #include <cstring>
 
-#include "engine/core/engine_error.h"
 #include "engine/core/utf8.h"
 
 namespace trfilter {
@@ -27,10 +26,7 @@ constexpr std::string_view footer_end = "</footer>";
 }  // namespace
 
 TextSink::TextSink(const Options& options, Limits& limits) : options_(&options), limits_(&limits) {
-  if (options.target_encoding != Options::utf8 && options.target_encoding != 0) {
-    throw EngineError(Code::bad_output_type, "the target encoding is not supported");
-  }
-  if (options.byte_order_mark) out_ = byte_order_mark;
+  if (options.byte_order_mark && !options.no_encoding_conversion) out_ = byte_order_mark;
 }
 
 void TextSink::text(std::string_view utf8) {
@@ -52,6 +48,12 @@ void TextSink::text(std::string_view utf8) {
 void TextSink::clean_text(std::string_view utf8) {
   if (utf8.empty() || suppressed_ != 0) return;
   append(utf8);
+}
+
+void TextSink::verbatim(std::string_view bytes) {
+  if (bytes.empty()) return;
+  put(bytes);
+  line_empty_ = true;
 }
 
 void TextSink::character(char32_t code_point) {

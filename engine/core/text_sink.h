@@ -28,7 +28,8 @@ enum class Region : std::uint8_t {
   filename_result,   ///< ... instead of this, its result
 };
 
-/// Takes a document's text from a reader and lays it out as plain text in the target encoding.
+/// Takes a document's text from a reader and lays it out as plain text in UTF-8; where it
+/// leaves the engine it is brought into the target encoding.
 ///
 /// A reader says what the text *is*: pieces of UTF-8 text, ends of lines, paragraphs, cells, rows
 /// and pages, and regions. An end is written lazily, before the next text: runs of empty paragraphs
@@ -43,7 +44,6 @@ class TextSink {
   /// Text is handed over once this much is there; readers keep a step's text near it.
   static constexpr std::size_t chunk_size = std::size_t{64} << 10;
 
-  /// @throws EngineError code 5 when the target encoding is not one the engine writes
   TextSink(const Options& options, Limits& limits);
 
   /// Adds text of the current line; it may hold line feeds and tabs.
@@ -51,6 +51,10 @@ class TextSink {
 
   /// Adds text that is UTF-8 for certain and free of NUL and carriage returns, without a check.
   void clean_text(std::string_view utf8);
+
+  /// Adds bytes of a document that asks for no conversion, as they stand: in the document's own
+  /// character set, line ends and marks included.
+  void verbatim(std::string_view bytes);
 
   /// Adds one character; values that are no Unicode scalar value become U+FFFD.
   void character(char32_t code_point);

@@ -73,20 +73,19 @@ std::string declared_encoding_label(std::string_view head) {
 
 DetectedCharset detect_html_charset(Document& document, const Options& options, Limits& limits) {
   DetectedCharset charset = detect_charset(document, options, limits);
-  if (charset.mark_length != 0 || encoding_of_number(options.source_encoding) != nullptr) {
-    return charset;
-  }
+  const bool told = encoding_of_number(options.source_encoding) != nullptr;
+  if (charset.mark_length != 0 || (told && options.source_encoding_overrides)) return charset;
   const bool wide = charset.encoding->kind == Encoding::Kind::utf16_little ||
                     charset.encoding->kind == Encoding::Kind::utf16_big ||
                     charset.encoding->kind == Encoding::Kind::utf32_little ||
                     charset.encoding->kind == Encoding::Kind::utf32_big;
-  if (wide || charset.has_multi_byte_utf8) return charset;
+  if (!told && (wide || charset.has_multi_byte_utf8)) return charset;
   const std::string label = declared_encoding_label(document.head(prescan_size));
   const Encoding* declared = encoding_of_label(label);
   if (declared == nullptr) return charset;
   // What is read as ASCII to find the declaration is neither UTF-16 nor UTF-32.
   const bool plain = declared->is_ascii_superset() || declared->kind == Encoding::Kind::stateful;
-  if (plain && declared->kind != Encoding::Kind::utf8) charset.encoding = declared;
+  if (plain && (told || declared->kind != Encoding::Kind::utf8)) charset.encoding = declared;
   return charset;
 }
 

@@ -10,6 +10,9 @@ namespace {
 // Elements in each other beyond this are read, but no longer kept track of, as browsers do.
 constexpr std::size_t deepest = 512;
 
+// Documents of frames in each other, beyond which they are not shown.
+constexpr unsigned deepest_frame = 8;
+
 // Text handed to the sink at once.
 constexpr std::size_t line_size = std::size_t{4} << 10;
 
@@ -156,6 +159,17 @@ void HtmlText::field(const HtmlTag& tag) {
   separate();
   text(value);
   separate();
+}
+
+void HtmlText::frame_document(std::string_view html) {
+  if (!is_written() || html.empty() || frame_depth_ == deepest_frame) return;
+  break_block();
+  HtmlText inner(*sink_);
+  inner.frame_depth_ = frame_depth_ + 1;
+  HtmlTokenizer tokenizer(inner);
+  tokenizer.feed(html);
+  tokenizer.finish();
+  inner.finish();
 }
 
 std::size_t HtmlText::find_open(HtmlElement element, std::uint32_t name_hash,
@@ -335,6 +349,7 @@ void HtmlText::start_tag(const HtmlTag& tag) {
     default:
       break;
   }
+  if (tag.name() == "iframe" && !is_hidden(tag)) frame_document(tag.attribute("srcdoc"));
   if (row.has(HtmlElementRow::empty) || tag.self_closing()) return;
   open(tag, row);
   if (row.element == HtmlElement::q && is_written()) write(opening_quote);

@@ -24,6 +24,7 @@ namespace trfilter {
 /// - Pictures are their alternative text. Form fields are their values, or what their place holders
 /// say;
 ///   lists to choose from are their choices; fields that nobody sees are nothing.
+/// - A document that stands in the page itself, in a frame's `srcdoc`, is paragraphs of the page.
 /// - Targets of links, scripts, style sheets, templates and frames are not shown. What the `hidden`
 ///   attribute or an inline style hides is hidden text.
 /// - <noscript> and what stands for missing media is shown: there are neither scripts nor media
@@ -68,9 +69,11 @@ class HtmlText : public HtmlTokenHandler {
   void separate();
   void field(const HtmlTag& tag);
   void alternative_text(std::string_view text);
+  void frame_document(std::string_view html);
   bool is_written() const { return skipped_ == 0; }
 
   TextSink* sink_;
+  unsigned frame_depth_ = 0;   ///< documents of frames around this one
   std::string line_;           ///< text not yet handed over
   bool at_line_begin_ = true;  ///< white space here is not shown
   bool blank_due_ = false;

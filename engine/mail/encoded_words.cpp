@@ -29,20 +29,11 @@ bool is_blank(char c) {
   return c == ' ' || c == '\t' || c == '\r' || c == '\n';
 }
 
-int hex_digit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  return -1;
-}
-
 /// RFC 2047, 4.2.
 std::string decode_q(std::string_view text) {
   std::string out;
   for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '=' && i + 2 < text.size() && hex_digit(text[i + 1]) >= 0 &&
-        hex_digit(text[i + 2]) >= 0) {
-      out.push_back(static_cast<char>(hex_digit(text[i + 1]) << 4 | hex_digit(text[i + 2])));
+    if (text[i] == '=' && append_marked_byte(text.substr(i), out)) {
       i += 2;
     } else {
       out.push_back(text[i] == '_' ? ' ' : text[i]);

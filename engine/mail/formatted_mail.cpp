@@ -73,35 +73,13 @@ std::string_view picture_type(std::string_view bytes) {
   return {};
 }
 
-int hex_digit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  return -1;
-}
-
-/// The content id that the rest of a "cid:" URL means.
-std::string content_id_of(std::string_view url) {
-  std::string id;
-  for (std::size_t i = 0; i < url.size(); ++i) {
-    if (url[i] == '%' && i + 2 < url.size() && hex_digit(url[i + 1]) >= 0 &&
-        hex_digit(url[i + 2]) >= 0) {
-      id.push_back(static_cast<char>(hex_digit(url[i + 1]) << 4 | hex_digit(url[i + 2])));
-      i += 2;
-    } else {
-      id.push_back(url[i]);
-    }
-  }
-  return id;
-}
-
 /// Gives data URLs of a message's pictures.
 class Pictures {
  public:
   explicit Pictures(const std::vector<MailPart>& parts) : parts_(&parts) {}
 
   std::string operator()(std::string_view url) {
-    const std::string id = content_id_of(url);
+    const std::string id = decode_percent(url);
     if (id.empty()) return {};
     if (id == last_id_) return spend(last_url_);
     const auto part = std::ranges::find(*parts_, id, &MailPart::content_id);

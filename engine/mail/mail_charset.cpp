@@ -38,7 +38,15 @@ const Encoding& mail_encoding(std::string_view bytes, bool whole, std::string_vi
     return *mark.encoding;
   }
   const Encoding* declared = encoding_of_label(charset);
-  if (declared != nullptr && !declared->is_ascii_superset()) return *declared;
+  if (declared != nullptr && !declared->is_ascii_superset()) {
+    const bool units = declared->kind == Encoding::Kind::utf16_little ||
+                       declared->kind == Encoding::Kind::utf16_big ||
+                       declared->kind == Encoding::Kind::utf32_little ||
+                       declared->kind == Encoding::Kind::utf32_big;
+    const bool contradicted = units && bytes.find('\0') == std::string_view::npos &&
+                              looks_like_utf8(bytes, whole);
+    return contradicted ? utf8_encoding() : *declared;
+  }
   if (declared != nullptr && is_ascii(bytes)) return *declared;
   const bool utf8 = looks_like_utf8(bytes, whole);
   if (declared != nullptr) {

@@ -10,7 +10,8 @@ namespace trfilter {
 
 /// The encoding of text in a message. What is declared is believed unless the bytes contradict it:
 /// text declared as UTF-8 that is none, as ASCII with other bytes, or in a set nobody knows is in
-/// the set it looks like; text declared in a Western set that is UTF-8 beyond ASCII is UTF-8.
+/// the set it looks like; text declared in a Western set that is UTF-8 beyond ASCII is UTF-8, as is
+/// text declared in UTF-16 or UTF-32 that is UTF-8 without a NUL byte.
 /// @param bytes     the text, or so much of it as is at hand
 /// @param whole     whether `bytes` is all of it, and not cut off within a character
 /// @param charset   as declared; empty: not

@@ -25,10 +25,10 @@ bool is_plainly_ascii(std::string_view bytes) {
 
 }  // namespace
 
-/// The text of HTML but for the title, which no mail program shows.
+/// The text of HTML, with or without its title.
 class MailTextWriter::Html : public HtmlTokenHandler {
  public:
-  explicit Html(TextSink& sink) : text_(sink), tokenizer_(*this) {}
+  Html(TextSink& sink, Title shows_title) : text_(sink), tokenizer_(*this), title_(shows_title) {}
 
   void feed(std::string_view utf8, bool last) {
     tokenizer_.feed(utf8);
@@ -38,14 +38,14 @@ class MailTextWriter::Html : public HtmlTokenHandler {
   }
 
   void start_tag(const HtmlTag& tag) override {
-    if (tag.name() == title) {
+    if (tag.name() == title && title_ == Title::left_out) {
       in_title_ = true;
     } else {
       text_.start_tag(tag);
     }
   }
   void end_tag(std::string_view name) override {
-    if (name == title) {
+    if (name == title && title_ == Title::left_out) {
       in_title_ = false;
     } else {
       text_.end_tag(name);
@@ -60,16 +60,18 @@ class MailTextWriter::Html : public HtmlTokenHandler {
 
   HtmlText text_;
   HtmlTokenizer tokenizer_;
+  Title title_;
   bool in_title_ = false;
 };
 
-MailTextWriter::MailTextWriter(const MailBody& form, const Options& options, TextSink& sink)
+MailTextWriter::MailTextWriter(const MailBody& form, const Options& options, TextSink& sink,
+                               Title title)
     : options_(&options),
       sink_(&sink),
       charset_(form.charset),
       flowed_(form.kind == MailBody::Kind::plain && form.flowed),
       delete_space_(form.delete_space) {
-  if (form.kind == MailBody::Kind::html) html_ = std::make_unique<Html>(sink);
+  if (form.kind == MailBody::Kind::html) html_ = std::make_unique<Html>(sink, title);
 }
 
 MailTextWriter::~MailTextWriter() = default;

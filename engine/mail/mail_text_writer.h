@@ -18,9 +18,13 @@ namespace trfilter {
 /// the last text are left out.
 class MailTextWriter {
  public:
+  /// Whether the title of a page is shown: no mail program shows one.
+  enum class Title : bool { left_out, shown };
+
   /// @param form  its kind is plain or HTML; its bytes are not looked at
   /// @param sink  outlives the object
-  MailTextWriter(const MailBody& form, const Options& options, TextSink& sink);
+  MailTextWriter(const MailBody& form, const Options& options, TextSink& sink,
+                 Title title = Title::left_out);
   MailTextWriter(const MailTextWriter&) = delete;
   MailTextWriter& operator=(const MailTextWriter&) = delete;
   ~MailTextWriter();

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "engine/core/format.h"
+#include "engine/core/property_names.h"
 #include "engine/mail/mail_charset.h"
 #include "engine/mail/message_output.h"
 
@@ -73,10 +74,9 @@ void add_time(Properties& properties, const char* name, FileTime time) {
   if (time.ticks != 0) properties.add(name, time);
 }
 
-/// What fields and properties have in common, below the names of the fields.
+/// What fields and properties have under the same names.
 void add_rest(const MailHeaders& headers, Properties& fields) {
   fields.add("Newsgroups", headers.newsgroups);
-  fields.add("MessageID", headers.message_id);
   fields.add("InReplyTo", headers.in_reply_to);
   fields.add("References", headers.references);
   fields.add("Importance", std::string(name_of(headers.importance)));
@@ -188,18 +188,20 @@ void add_mail_fields(const MailHeaders& headers, Properties& fields) {
   fields.add("Bcc", shown_addresses(headers.bcc));
   add_time(fields, "Sent", headers.sent);
   add_time(fields, "Received", headers.received);
+  fields.add("MessageID", headers.message_id);
   add_rest(headers, fields);
 }
 
 void add_mail_properties(const MailHeaders& headers, Properties& properties) {
-  properties.add("Title", headers.subject);
-  properties.add("Author", shown_addresses(headers.from));
+  properties.add(property::title, headers.subject);
+  properties.add(property::author, shown_addresses(headers.from));
   add_time(properties, "Created", headers.sent);
-  properties.add("ReplyTo", shown_addresses(headers.reply_to));
-  properties.add("To", shown_addresses(headers.to));
-  properties.add("Cc", shown_addresses(headers.cc));
-  properties.add("Bcc", shown_addresses(headers.bcc));
+  properties.add(property::reply_to, shown_addresses(headers.reply_to));
+  properties.add(property::to, shown_addresses(headers.to));
+  properties.add(property::cc, shown_addresses(headers.cc));
+  properties.add(property::bcc, shown_addresses(headers.bcc));
   add_time(properties, "Received", headers.received);
+  properties.add("Identifier", headers.message_id);
   add_rest(headers, properties);
 }
 

@@ -51,20 +51,50 @@ std::string encode_base64(std::string_view bytes) {
 
 std::string decode_base64(std::string_view text) {
   std::string out;
-  out.reserve(text.size() / 4 * 3);
-  unsigned bits = 0;
-  unsigned count = 0;
+  Base64Decoder().decode(text, out);
+  return out;
+}
+
+void Base64Decoder::decode(std::string_view text, std::string& out) {
+  out.reserve(out.size() + text.size() / 4 * 3 + 3);
   for (const char c : text) {
     const std::uint8_t digit = digits[static_cast<unsigned char>(c)];
     if (digit == no_digit) {
       // Padding ends a run; another may follow where texts were put behind each other.
-      if (c == '=') count = 0;
+      if (c == '=') count_ = 0;
       continue;
     }
-    bits = (bits << 6 | digit) & 0xFFFFFF;
-    if (++count == 1) continue;
-    out.push_back(static_cast<char>(bits >> (8 - 2 * count) & 0xFF));
-    if (count == 4) count = 0;
+    bits_ = (bits_ << 6 | digit) & 0xFFFFFF;
+    if (++count_ == 1) continue;
+    out.push_back(static_cast<char>(bits_ >> (8 - 2 * count_) & 0xFF));
+    if (count_ == 4) count_ = 0;
+  }
+}
+
+int hexadecimal_digit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  return -1;
+}
+
+bool append_marked_byte(std::string_view text, std::string& out) {
+  if (text.size() < 3) return false;
+  const int high = hexadecimal_digit(text[1]);
+  const int low = hexadecimal_digit(text[2]);
+  if (high < 0 || low < 0) return false;
+  out.push_back(static_cast<char>(high << 4 | low));
+  return true;
+}
+
+std::string decode_percent(std::string_view text) {
+  std::string out;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '%' && append_marked_byte(text.substr(i), out)) {
+      i += 2;
+    } else {
+      out.push_back(text[i]);
+    }
   }
   return out;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -12,6 +13,28 @@ std::string encode_base64(std::string_view bytes);
 
 /// Decodes base64; what is no part of it is passed over.
 std::string decode_base64(std::string_view text);
+
+/// The same piece by piece.
+class Base64Decoder {
+ public:
+  /// Appends what the next piece stands for.
+  void decode(std::string_view text, std::string& out);
+
+ private:
+  std::uint32_t bits_ = 0;
+  unsigned count_ = 0;  ///< digits of a group so far
+};
+
+/// The value of a hexadecimal digit in either case; -1: it is none.
+int hexadecimal_digit(char c);
+
+/// Appends the byte that "%41" or "=41" stands for.
+/// @param text  begins with the mark, whichever it is
+/// @return whether two digits follow it, and the byte has been appended
+bool append_marked_byte(std::string_view text, std::string& out);
+
+/// Undoes the percent-encoding of RFC 3986, 2.1.
+std::string decode_percent(std::string_view text);
 
 /// Writes what it takes as base64.
 class Base64Output : public ByteOutput {

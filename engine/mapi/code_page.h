@@ -8,9 +8,6 @@
 
 namespace trfilter::mapi {
 
-/// The encoding of a Windows code page number; null for 0 and numbers that are not known.
-const Encoding* encoding_of_code_page(std::uint32_t number);
-
 /// The ANSI code page of a Windows locale, by its primary language ([MS-LCID]); 0 when unknown.
 std::uint32_t code_page_of_locale(std::uint32_t locale);
 

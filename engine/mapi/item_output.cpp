@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "engine/core/engine_error.h"
+#include "engine/core/property_names.h"
 #include "engine/mapi/property_ids.h"
 #include "engine/mapi/spooled_bytes.h"
 
@@ -144,7 +145,8 @@ bool ItemText::step(TextSink& sink) {
     }
     std::vector<MailBody> bodies = mail_bodies(*message_, context_.limits);
     if (const MailBody* shown = shown_body(bodies)) {
-      body_ = std::make_unique<MailBodyText>(context_, *shown);
+      MailBody& body = bodies[static_cast<std::size_t>(shown - bodies.data())];
+      body_ = std::make_unique<MailBodyText>(context_, std::move(body));
     }
     return body_ != nullptr;
   }
@@ -156,7 +158,7 @@ void add_item_properties(Message& message, Properties& properties) {
   PropertySource& source = message.properties();
   if (const std::uint16_t keywords = source.id_of(named::keywords)) {
     for (std::string& keyword : source.texts(keywords)) {
-      properties.add("Keywords", std::move(keyword));
+      properties.add(property::keywords, std::move(keyword));
     }
   }
 }

@@ -19,6 +19,7 @@ void SpooledBytes::write(std::string_view bytes) {
     memory_ += bytes;
     return;
   }
+  limits_->charge_unpacked(bytes.size());
   if (file_ < 0) file_ = open_temporary_file(directory_);
   write_file(bytes);
 }

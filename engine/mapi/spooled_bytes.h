@@ -15,9 +15,9 @@ class SpooledBytes : public ByteOutput {
  public:
   static constexpr std::size_t most_in_memory = std::size_t{1} << 20;
 
-  /// @param limits     outlives the object
+  /// @param limits     outlives the object; what the file takes is charged as unpacked bytes
   /// @param directory  of the temporary file; empty: the system's
-  SpooledBytes(const Limits& limits, std::string directory)
+  SpooledBytes(Limits& limits, std::string directory)
       : limits_(&limits), directory_(std::move(directory)) {}
   SpooledBytes(const SpooledBytes&) = delete;
   SpooledBytes& operator=(const SpooledBytes&) = delete;
@@ -32,7 +32,7 @@ class SpooledBytes : public ByteOutput {
  private:
   void write_file(std::string_view bytes);
 
-  const Limits* limits_;
+  Limits* limits_;
   std::string directory_;
   std::string memory_;  ///< what comes before the file's bytes
   int file_ = -1;

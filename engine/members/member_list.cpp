@@ -28,7 +28,8 @@ MemberList::MemberList(const Options& options, const Limits& limits)
 
 void MemberList::add(const MemberFacts& facts) {
   limits_->check_members(members_.size() + 1);
-  const std::string_view name = keep_name(facts.name.substr(0, limits_->bounds().name_bytes));
+  const std::size_t longest = std::min(limits_->bounds().name_bytes, name_block);
+  const std::string_view name = keep_name(facts.name.substr(0, longest));
   bytes_ += sizeof(Member) + index_bytes;
   limits_->check_directory(bytes_);
   members_.push_back({.name = name.data(),

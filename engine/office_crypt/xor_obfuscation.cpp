@@ -78,7 +78,7 @@ XorObfuscation::XorObfuscation(std::string_view password) {
 }
 
 void XorObfuscation::verify(std::uint16_t key, std::uint16_t verifier) const {
-  if (!usable_ || verifier_ != verifier || (key != 0 && key_ != key)) {
+  if (!opens(key, verifier)) {
     throw EngineError(Code::password_protected, "the password is missing or wrong");
   }
 }

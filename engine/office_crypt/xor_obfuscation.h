@@ -13,6 +13,11 @@ class XorObfuscation {
   /// @param password  UTF-8; empty where the host has given none
   explicit XorObfuscation(std::string_view password);
 
+  /// Whether the password has these numbers; see `verify`.
+  bool opens(std::uint16_t key, std::uint16_t verifier) const {
+    return usable_ && verifier_ == verifier && (key == 0 || key_ == key);
+  }
+
   /// Throws code 8 when the password does not have these numbers.
   /// @param key       the document's key; 0 is not compared
   /// @param verifier  the document's password verifier

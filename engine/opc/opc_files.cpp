@@ -129,7 +129,8 @@ class Collector {
   void add(const std::string& name) {
     const std::string key = lower(name);
     const auto found = what_.find(key);
-    const What what = found == what_.end() ? what_of_name(key) : found->second;
+    What what = what_of_name(key);
+    if (found != what_.end() && what != What::font) what = found->second;
     switch (what) {
       case What::other:
         return;

@@ -11,6 +11,7 @@
 #include "engine/detect/detect.h"
 #include "engine/detect/wrapping.h"
 #include "engine/opening/error_code.h"
+#include "engine/opening/target_encoding.h"
 
 namespace trfilter {
 namespace {
@@ -50,6 +51,7 @@ class LocalDocument : public OpenedDocument {
   LocalDocument(const ReaderModules& modules, std::unique_ptr<ByteSource> source,
                 const Options& options, Purpose purpose)
       : options_(options),
+        target_(target_for(modules, purpose)),
         limits_(limits_for(options)),
         source_(std::move(source)),
         document_(whole(), options.temporary_directory) {
@@ -73,9 +75,14 @@ class LocalDocument : public OpenedDocument {
   std::string_view next_text() override {
     if (!sink_) throw EngineError(Code::invalid_argument, "not opened for its text");
     if (failure_) throw EngineError(*failure_);
-    fill();
-    if (chunk_.empty() && failure_) throw EngineError(*failure_);
-    return chunk_;
+    std::string_view text;
+    // A set with shifts may keep back all of a short text.
+    do {
+      fill();
+      text = target_->encode(chunk_, !more_);
+    } while (text.empty() && more_);
+    if (text.empty() && failure_) throw EngineError(*failure_);
+    return text;
   }
 
   void properties(Properties& properties) override { reader_->properties(properties); }
@@ -92,6 +99,11 @@ class LocalDocument : public OpenedDocument {
   }
 
  private:
+  std::optional<TargetEncoding> target_for(const ReaderModules& modules, Purpose purpose) {
+    if (purpose != Purpose::text) return std::nullopt;
+    return std::make_optional<TargetEncoding>(modules, options_);
+  }
+
   std::unique_ptr<ByteSource> whole() {
     return std::make_unique<PartSource>(*source_, 0, source_->size());
   }
@@ -122,6 +134,7 @@ class LocalDocument : public OpenedDocument {
   }
 
   Options options_;
+  std::optional<TargetEncoding> target_;
   Limits limits_;
   std::unique_ptr<ByteSource> source_;
   Document document_;

@@ -9,6 +9,7 @@
 
 #include <string>
 
+#include "engine/core/property_names.h"
 #include "engine/core/reader.h"
 #include "engine/readers/archive_stream.h"
 #include "engine/readers/archive_subfiles.h"
@@ -27,7 +28,7 @@ class ArchiveReader final : public Reader {
 
   void properties(Properties& properties) override {
     if (context_.detection.format == Format::zip) {
-      properties.add("Comments", zip_comment_of(context_.document, context_.options));
+      properties.add(property::comments, zip_comment_of(context_.document, context_.options));
     }
   }
 

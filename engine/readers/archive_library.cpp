@@ -47,14 +47,13 @@ int filter_code(LibraryArchive::Filter filter) {
       return ARCHIVE_FILTER_BZIP2;
     case LibraryArchive::Filter::xz:
       return ARCHIVE_FILTER_XZ;
-    case LibraryArchive::Filter::compress:
-      return ARCHIVE_FILTER_COMPRESS;
     case LibraryArchive::Filter::zstandard:
       return ARCHIVE_FILTER_ZSTD;
     case LibraryArchive::Filter::lz4:
       return ARCHIVE_FILTER_LZ4;
     case LibraryArchive::Filter::lzip:
       return ARCHIVE_FILTER_LZIP;
+    case LibraryArchive::Filter::compress:
     case LibraryArchive::Filter::none:
       break;
   }
@@ -127,7 +126,12 @@ void LibraryArchive::open(Kind kind, Filter filter) {
   archive* const handle = archive_.get();
   enable_format(handle, kind);
   if (kind == Kind::zip) ignore_checksums();
-  if (filter != Filter::none) archive_read_append_filter(handle, filter_code(filter));
+  if (filter == Filter::compress) {
+    // Appended, this one would look for its header before there is any input.
+    archive_read_support_filter_compress(handle);
+  } else if (filter != Filter::none) {
+    archive_read_append_filter(handle, filter_code(filter));
+  }
   archive_read_set_callback_data(handle, this);
   archive_read_set_read_callback(handle, read_input);
   archive_read_set_skip_callback(handle, skip_input);
@@ -215,6 +219,7 @@ void LibraryArchive::fail(bool in_header) {
 
 std::ptrdiff_t LibraryArchive::read_input(archive*, void* self, const void** block) {
   auto& archive = *static_cast<LibraryArchive*>(self);
+  if (archive.input_error_) return ARCHIVE_FATAL;
   try {
     const std::size_t count = archive.stream_->read(archive.input_);
     archive.position_ += count;
@@ -229,14 +234,16 @@ std::ptrdiff_t LibraryArchive::read_input(archive*, void* self, const void** blo
 
 std::int64_t LibraryArchive::skip_input(archive*, void* self, std::int64_t count) {
   auto& archive = *static_cast<LibraryArchive*>(self);
-  if (count <= 0) return 0;
+  // Nothing passed over makes libarchive read, and reading tells of an error. It goes on for ever
+  // after one that is told here.
+  if (count <= 0 || archive.input_error_) return 0;
   try {
     const std::uint64_t passed = archive.stream_->skip(static_cast<std::uint64_t>(count));
     archive.position_ += passed;
     return static_cast<std::int64_t>(passed);
   } catch (...) {
     archive.input_error_ = std::current_exception();
-    return ARCHIVE_FATAL;
+    return 0;
   }
 }
 

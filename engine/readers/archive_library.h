@@ -66,8 +66,8 @@ class LibraryArchive {
 
   /// Reads the member's next bytes.
   /// @param block   valid until the next call
-  /// @param offset  where in the member the block belongs: bytes that are left out are zeros
-  /// @return false at the end, `offset` is the member's size then if it ends with left-out bytes
+  /// @param offset  of a sparse member: where in it the block belongs, what is left out is zeros
+  /// @return false at the end
   /// @throws EngineError code 8 for the password, 43 for an unknown compression, 4 for damage
   bool read_block(std::string_view& block, std::uint64_t& offset);
 

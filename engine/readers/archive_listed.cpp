@@ -142,17 +142,19 @@ class ListedArchive final : public Subfiles {
         written += count;
       }
     };
+    const Header header = archive_->header();
     std::string_view block;
     std::uint64_t offset = 0;
     while (archive_->read_block(block, offset)) {
-      write_hole(offset);
+      if (header.sparse) write_hole(offset);
       // A compressed stream has counted its bytes already.
       if (source_.seekable) meter_.add_unpacked(block.size());
       output.write(block);
       written += block.size();
       context_.limits.check_time();
     }
-    write_hole(offset);
+    if (header.sparse)
+      write_hole(static_cast<std::uint64_t>(std::max<std::int64_t>(0, header.size)));
   }
 
   ReaderContext context_;

@@ -178,8 +178,10 @@ class WarcRecords final : public Subfiles {
       while (const auto record = read_header(stream)) {
         const std::uint64_t begin = stream.position();
         const std::uint64_t length = stream.skip(record->length);
-        const std::string name =
+        std::string name =
             record->type + '/' + (record->target.empty() ? record->id : record->target);
+        // A page that is called by its folder is a file all the same.
+        if (name.ends_with('/')) name += "index";
         MemberFacts facts;
         facts.name = name;
         facts.size = static_cast<std::int64_t>(length);

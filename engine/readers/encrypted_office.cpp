@@ -17,6 +17,7 @@
 #include <utility>
 
 #include "engine/compound/compound_file.h"
+#include "engine/compound/stream_source.h"
 #include "engine/core/nested_reader.h"
 #include "engine/core/reader.h"
 #include "engine/detect/detect.h"
@@ -27,26 +28,15 @@ namespace {
 
 constexpr std::uint64_t most_info_bytes = std::uint64_t{1} << 20;
 
-/// A stream of a compound file as the source of a document.
-class StreamSource final : public ByteSource {
- public:
-  explicit StreamSource(std::unique_ptr<CompoundStream> stream) : stream_(std::move(stream)) {}
-
-  std::uint64_t size() const override { return stream_->size(); }
-  std::size_t read_at(std::uint64_t offset, std::span<char> out) override {
-    return stream_->read_at(offset, out);
-  }
-
- private:
-  std::unique_ptr<CompoundStream> stream_;
-};
+bool is_zip(Document& document) {
+  std::array<char, 2> begin{};
+  return document.read_at(0, begin) == begin.size() && begin[0] == 'P' && begin[1] == 'K';
+}
 
 class EncryptedOfficeReader final : public Reader {
  public:
   explicit EncryptedOfficeReader(const ReaderContext& context) {
-    std::array<char, 2> begin{};
-    context.document.read_at(0, begin);
-    if (begin[0] == 'P' && begin[1] == 'K') {
+    if (is_zip(context.document)) {
       throw EngineError(Code::unsupported_format, "the package has no known main part");
     }
     file_.emplace(context.document, context.limits);
@@ -62,10 +52,8 @@ class EncryptedOfficeReader final : public Reader {
     Document document(std::make_unique<DecryptedPackage>(
                           std::make_unique<StreamSource>(file_->open(*package)), std::move(cipher)),
                       options.temporary_directory);
+    if (!is_zip(document)) throw EngineError(Code::corrupt, "what is encrypted is no package");
     const Detection detection = detect(document, nullptr);
-    if (detection.format == Format::none) {
-      throw EngineError(Code::corrupt, "the decrypted package is of no known format");
-    }
     package_.emplace(context, std::move(document), detection, options);
   }
 

@@ -3,7 +3,7 @@
 // encoding is found in html_charset.h.
 //
 // Not handled: what scripts write, style sheets (an inline style and the `hidden` attribute hide),
-// frames, srcdoc documents of iframes.
+// frames but those whose document stands in the page (srcdoc).
 //
 // Bounds: the document is read twice, in blocks, and nothing is kept but the tag at hand and the
 // open elements down to a depth of 1,024.

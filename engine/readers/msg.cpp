@@ -316,7 +316,10 @@ std::unique_ptr<mapi::Message> StorageAttachment::message() {
   if (!storage || !file_->entries()[*storage].storage) {
     throw EngineError(Code::corrupt, "the attached message is missing");
   }
-  return std::make_unique<StorageMessage>(*file_, *names_, *storage, embedded_message_head);
+  auto message = std::make_unique<StorageMessage>(*file_, *names_, *storage, embedded_message_head);
+  mapi::PropertySource& inner = message->properties();
+  if (inner.encoding() == nullptr) inner.set_encoding(properties_.encoding());
+  return message;
 }
 
 class MsgReader : public Reader {

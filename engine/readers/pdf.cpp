@@ -5,7 +5,7 @@
 // values and free text annotations are text of the page; remarks follow it as comments. Characters
 // without a meaning (a font without a character map) leave nothing.
 //
-// Not handled: attachments and bookmarks, XMP metadata, forms that exist as XFA alone (their pages
+// Not handled: bookmarks, forms that exist as XFA alone (their pages
 // hold a notice instead), text that is only painted as shapes or pictures.
 //
 // Bounds: a step is a page; a page of more than PageText::max_clusters characters is written in
@@ -20,6 +20,7 @@
 #include <Page.h>
 
 #include <exception>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -30,6 +31,7 @@
 #include <vector>
 
 #include "engine/core/reader.h"
+#include "engine/readers/pdf_files.h"
 #include "engine/readers/pdf_page_text.h"
 #include "engine/readers/pdf_page_writer.h"
 #include "engine/readers/pdf_properties.h"
@@ -110,8 +112,20 @@ class PdfReader final : public Reader {
   }
 
   void properties(Properties& properties) override {
-    pdf::add_properties(*document_, context_.options.custom_pdf_metadata, properties);
+    pdf::add_properties(*document_, context_.options.custom_pdf_metadata, context_.limits,
+                        properties);
     rethrow_failure();
+  }
+
+  std::unique_ptr<Subfiles> subfiles() override {
+    return pdf::files(*document_, source_, [this](const std::function<void()>& read_stream) {
+      reports = {};
+      read_stream();
+      rethrow_failure();
+      if (reports.wrong_stream || reports.short_stream) {
+        throw EngineError(Code::corrupt, "an embedded file is damaged");
+      }
+    });
   }
 
  private:

@@ -8,6 +8,8 @@
 // Records of comma-separated values (RFC 4180) become rows, their fields cells; see
 // delimited_text.h.
 //
+// A host that wants no conversion gets the document's bytes as they stand.
+//
 // Bounds: the document is read twice, in blocks; nothing is kept but a sample of its bytes.
 
 #include <algorithm>
@@ -57,7 +59,9 @@ class PlainTextReader : public Reader {
       : document_(context.document),
         limits_(context.limits),
         cursor_(context.document),
-        delimited_(context.detection.format == Format::csv) {
+        delimited_(context.detection.format == Format::csv),
+        verbatim_(context.options.no_encoding_conversion) {
+    if (verbatim_) return;
     const bool ebcdic = context.detection.format == ebcdic_format &&
                         encoding_of_number(context.options.source_encoding) == nullptr;
     charset_ =
@@ -71,6 +75,11 @@ class PlainTextReader : public Reader {
     const std::size_t count = cursor_.read(block_);
     const bool last = count == 0 || cursor_.at_end();
     std::string_view bytes = std::string_view(block_).substr(0, count);
+    if (verbatim_) {
+      sink.verbatim(bytes);
+      limits_.check_time();
+      return !last;
+    }
     if (charset_.valid_utf8 && !charset_.has_controls && !delimited_ &&
         charset_.encoding->kind == Encoding::Kind::utf8) {
       // A character that the block cuts off is read again with the next one.
@@ -117,6 +126,7 @@ class PlainTextReader : public Reader {
   LineEndings line_endings_;
   DelimitedText delimited_text_;
   bool delimited_;
+  bool verbatim_;
   std::string block_;
 };
 

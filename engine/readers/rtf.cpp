@@ -13,7 +13,9 @@
 // shown: tags are dropped, what only RTF readers are to see (`\htmlrtf`) gives the line ends and
 // characters that the tags stood for.
 //
-// Not handled: data of pictures and embedded objects, numbers of automatic lists without a written
+// Pictures and embedded objects are members (rtf_files.h).
+//
+// Not handled: numbers of automatic lists without a written
 // label, page numbers and automatic note numbers, the Johab, Arabic and Hebrew Macintosh code
 // pages.
 //
@@ -30,6 +32,7 @@
 
 #include "engine/core/engine_error.h"
 #include "engine/core/reader.h"
+#include "engine/readers/rtf_files.h"
 #include "engine/readers/rtf_parser.h"
 
 namespace trfilter {
@@ -58,6 +61,8 @@ class RtfReader : public Reader {
     rtf::Parser(context_.document, context_.options, context_.limits, begin_)
         .read_properties(properties);
   }
+
+  std::unique_ptr<Subfiles> subfiles() override { return rtf::files(context_, begin_); }
 
  private:
   ReaderContext context_;

@@ -21,7 +21,10 @@ bool is_blank(std::string_view run) {
 }  // namespace
 
 Parser::Parser(Document& document, const Options& options, Limits& limits, std::uint64_t offset)
-    : options_(&options), limits_(&limits), tokeniser_(document, offset) {}
+    : options_(&options), limits_(&limits), tokeniser_(document, offset) {
+  const Encoding* const told = encoding_of_number(options.source_encoding);
+  if (told != nullptr && told->is_ascii_superset()) told_page_.emplace(*told);
+}
 
 bool Parser::read_text(TextSink& sink) {
   flow_.attach(&sink);
@@ -388,10 +391,15 @@ void Parser::property_word(const Token& token) {
       break;
     case Action::code_page:
       code_page_ = token.word.value;
+      // "\ansi" stands in every document, whatever its characters.
+      if (code_page_ != 1252) code_page_declared_ = true;
       ++encoding_age_;
       break;
     case Action::code_page_number:
-      if (token.parameter != 0) code_page_ = token.parameter;
+      if (token.parameter != 0) {
+        code_page_ = token.parameter;
+        code_page_declared_ = true;
+      }
       ++encoding_age_;
       break;
     case Action::default_font:

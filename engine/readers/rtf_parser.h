@@ -180,6 +180,7 @@ class Parser {
   char32_t high_surrogate_ = 0;  ///< waits for its other half
   std::int32_t to_skip_ = 0;     ///< characters that stand for a `\u` that has been read
   std::int32_t code_page_ = 1252;
+  std::optional<CodePage> told_page_;  ///< the host's, of a document that declares none
   std::int32_t default_font_ = 0;
   unsigned encoding_age_ = 1;
 
@@ -191,6 +192,7 @@ class Parser {
   bool paragraph_was_last_ = false;  ///< the last token that counts ended a paragraph
   bool body_seen_ = false;
   bool raw_may_be_utf8_ = true;
+  bool code_page_declared_ = false;
   bool own_character_set_named_ = false;  ///< some font names the document's own code page
   bool section_due_ = false;
   bool section_continues_ = false;

@@ -308,6 +308,7 @@ void Parser::find_encoding(Font& font) {
 }
 
 const CodePage& Parser::document_code_page() {
+  if (told_page_ && !code_page_declared_) return *told_page_;
   const CodePage* page = pages_.find(code_page_);
   if (page == nullptr) page = pages_.find(1252);
   if (page == nullptr) throw EngineError(Code::general, "the character set library lacks Latin 1");

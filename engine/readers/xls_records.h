@@ -12,7 +12,6 @@ namespace trfilter::xls {
 
 /// Record numbers ([MS-XLS] 2.3.1); those of versions before 8 that later ones have dropped, too.
 namespace record {
-constexpr std::uint16_t dimensions_2 = 0x0000;
 constexpr std::uint16_t integer_2 = 0x0002;
 constexpr std::uint16_t number_2 = 0x0003;
 constexpr std::uint16_t label_2 = 0x0004;
@@ -37,6 +36,7 @@ constexpr std::uint16_t multiple_rk = 0x00BD;
 constexpr std::uint16_t rich_string = 0x00D6;
 constexpr std::uint16_t cell_format = 0x00E0;
 constexpr std::uint16_t drawing_group = 0x00EB;
+constexpr std::uint16_t drawing = 0x00EC;
 constexpr std::uint16_t shared_strings = 0x00FC;
 constexpr std::uint16_t label_of_table = 0x00FD;
 constexpr std::uint16_t text_object = 0x01B6;

@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "engine/office_art/shape_properties.h"
 #include "engine/spreadsheet/page_text.h"
 
 namespace trfilter::xls {
@@ -86,6 +87,10 @@ bool SheetText::take(TextSink& sink, RecordReader& records) {
     case record::header_footer:
       take_more_page_texts(data);
       return true;
+    case record::drawing:
+      end_row();
+      take_drawing(sink, data);
+      return true;
     case record::object:
       end_row();
       take_object(data);
@@ -162,7 +167,7 @@ bool SheetText::take_cell(TextSink& sink, std::uint16_t type, std::string_view d
     case record::formula_3:
     case record::formula_4: {
       const bool version_2 = type == record::formula && workbook_.version() == 2;
-      if (begin_cell(sink, fields, version_2)) take_formula(type, fields);
+      if (begin_cell(sink, fields, version_2)) take_formula(fields);
       return true;
     }
     case record::string:
@@ -227,7 +232,7 @@ void SheetText::add_boolean_or_error(std::uint8_t value, bool error) {
 }
 
 /// FormulaValue ([MS-XLS] 2.5.133).
-void SheetText::take_formula(std::uint16_t /*type*/, ByteCursor& fields) {
+void SheetText::take_formula(ByteCursor& fields) {
   constexpr std::uint64_t no_number = 0xFFFF;
   constexpr std::uint8_t string = 0;
   constexpr std::uint8_t boolean = 1;
@@ -294,6 +299,25 @@ void SheetText::end_row() {
   if (!std::exchange(in_row_, false)) return;
   show_cells();
   row_.end();
+}
+
+/// MsoDrawing ([MS-XLS] 2.4.170): records of Office Art, with the heads of containers whose ends
+/// lie in later ones.
+void SheetText::take_drawing(TextSink& sink, std::string_view data) {
+  ShapeProperties properties;
+  ArtRecord record;
+  while (record.parse(data)) {
+    properties.take(record);
+    data.remove_prefix(ArtRecord::head_size + (record.is_container() ? 0 : record.data.size()));
+  }
+  if (properties.hidden) sink.begin(Region::hidden);
+  sink.text(properties.word_art);
+  sink.paragraph();
+  sink.begin(Region::alternative_text);
+  sink.text(properties.alternative_text);
+  sink.end(Region::alternative_text);
+  sink.paragraph();
+  if (properties.hidden) sink.end(Region::hidden);
 }
 
 /// Obj ([MS-XLS] 2.4.181); before version 8 it holds no kind of this numbering.

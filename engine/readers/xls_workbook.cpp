@@ -13,7 +13,7 @@ constexpr std::size_t most_string = std::size_t{1} << 20;
 
 Workbook::Workbook(unsigned version, std::string temporary_directory)
     : version_(version),
-      decoder_(windows_1252_encoding()),
+      code_page_(code_pages_.find(1252)),
       strings_(std::move(temporary_directory)) {}
 
 bool Workbook::take(RecordReader& records) {
@@ -106,13 +106,12 @@ void Workbook::take_cell_format(std::uint16_t type, std::string_view data) {
 }
 
 void Workbook::take_code_page(std::string_view data) {
-  constexpr std::uint16_t macintosh = 0x8000;
-  constexpr std::uint16_t windows = 0x8001;
-  std::uint32_t number = ByteCursor(data).u16();
+  constexpr std::int32_t macintosh = 0x8000;
+  constexpr std::int32_t windows = 0x8001;
+  std::int32_t number = ByteCursor(data).u16();
   if (number == macintosh) number = 10'000;
   if (number == windows) number = 1252;
-  const Encoding* encoding = encoding_of_code_page(number);
-  if (encoding != nullptr) decoder_ = TextDecoder(*encoding);
+  if (const CodePage* page = code_pages_.find(number)) code_page_ = page;
 }
 
 /// SST ([MS-XLS] 2.4.265).
@@ -180,7 +179,11 @@ void Workbook::append_string(std::string& out, ByteCursor& fields, std::size_t c
 }
 
 void Workbook::append_bytes(std::string& out, std::string_view bytes) {
-  out += decoder_.decode(bytes, true);
+  if (code_page_ == nullptr) {
+    out += bytes;
+  } else {
+    code_page_->decode(bytes, out, true);
+  }
 }
 
 }  // namespace trfilter::xls

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "engine/charset/text_decoder.h"
+#include "engine/charset/code_page.h"
 #include "engine/core/byte_cursor.h"
 #include "engine/readers/xls_records.h"
 #include "engine/spreadsheet/cell_formats.h"
@@ -68,7 +68,8 @@ class Workbook {
   void begin_strings(RecordReader& records);
 
   unsigned version_;
-  TextDecoder decoder_;
+  CodePages code_pages_;
+  const CodePage* code_page_;  ///< of byte strings; null: they are ASCII
   DateSystem dates_ = DateSystem::from_1900;
   CellFormats formats_;
   unsigned next_format_ = 0;  ///< number of the next format, where they have none of their own

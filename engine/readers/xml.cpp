@@ -76,8 +76,10 @@ class TolerantElements : public HtmlTokenHandler {
 
 /// The encoding of a document that does not say it rightly; null when what it says will do.
 const Encoding* better_encoding(const ReaderContext& context) {
-  if (const Encoding* told = encoding_of_number(context.options.source_encoding)) return told;
+  const Encoding* const told = encoding_of_number(context.options.source_encoding);
+  if (told != nullptr && context.options.source_encoding_overrides) return told;
   const XmlEncoding stated = xml_encoding(context.document.head(xml_declaration_size));
+  if (told != nullptr) return stated.stated ? nullptr : told;
   if (stated.encoding->kind != Encoding::Kind::utf8 || stated.mark_length != 0) return nullptr;
   const DetectedCharset found = detect_charset(context.document, context.options, context.limits);
   return found.encoding->is_ascii_superset() && found.encoding->kind != Encoding::Kind::utf8
@@ -99,7 +101,7 @@ class XmlReader : public Reader {
       text_ = std::make_unique<XmlText>(sink);
       parser_ = std::make_unique<XmlParser>(*text_, limits_);
       parser_->allow_more_roots();
-      if (encoding_ != nullptr) parser_->set_encoding(encoding_->name);
+      if (encoding_ != nullptr) parser_->set_encoding(*encoding_);
     }
     block_.resize(step_size);
     const std::size_t count = cursor_.read(block_);
@@ -135,7 +137,7 @@ class XmlReader : public Reader {
   /// Pushes the document's begin through a handler, until `done` becomes true.
   void parse(XmlHandler& handler, std::uint64_t most, const bool& done) {
     XmlParser parser(handler, limits_);
-    if (encoding_ != nullptr) parser.set_encoding(encoding_->name);
+    if (encoding_ != nullptr) parser.set_encoding(*encoding_);
     DocumentCursor cursor(document_);
     std::string block(step_size, '\0');
     while (!done && cursor.offset() < most) {

@@ -69,6 +69,9 @@ bool XmlText::is_skipped(const XmlElement& element) const {
   if (is_office_2003_data(element.name(), element.uri())) return true;
   const std::string_view name = element.name();
   if (vocabulary_ == Vocabulary::property_list) return name == "data";
+  // Pictures of a FictionBook and of a flat package, in base64.
+  if (name == "binary" && element.has_attribute("content-type")) return true;
+  if (name == "binaryData") return true;
   return element.uri() == xml_namespace::svg && (name == "style" || name == "script");
 }
 

@@ -343,8 +343,8 @@ XmlParser::XmlParser(XmlHandler& handler, Limits& limits) : state_(std::make_uni
 
 XmlParser::~XmlParser() = default;
 
-void XmlParser::set_encoding(const char* name) {
-  state_->told = encoding_of_label(name);
+void XmlParser::set_encoding(const Encoding& encoding) {
+  state_->told = &encoding;
 }
 
 void XmlParser::allow_more_roots() {

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string_view>
 
+#include "engine/charset/encoding.h"
 #include "engine/core/limits.h"
 
 namespace trfilter {
@@ -65,9 +66,8 @@ class XmlParser {
   XmlParser& operator=(const XmlParser&) = delete;
   ~XmlParser();
 
-  /// Overrides the document's own encoding declaration; before the first `feed`. An IANA name; one
-  /// that is unknown overrides nothing.
-  void set_encoding(const char* name);
+  /// Overrides the document's own encoding declaration; before the first `feed`.
+  void set_encoding(const Encoding& encoding);
 
   /// Takes the documents that follow behind the first one's end, as exports and logs have them,
   /// instead of ending there; before the first `feed`. Their roots come to the handler one after

@@ -1,8 +1,10 @@
 #!/usr/bin/env python3
-"""Reads a corpus of documents with `tarnis text` and scores the text against what is known of it.
+"""Reads a corpus of documents with `tarnis` and scores the results against what is known of them.
 
 The corpus is a folder with files/ and facts.json, a map from a file's name to its facts; `contains`
-lists strings that the text must hold. A table shows, for each family of formats, how many of them do.
+lists strings that the text must hold, `embedded` says what members there are. Of containers the text is
+that of all members. A table shows, for each family of formats, how many of them do. With --metadata it
+shows the same for `metadata`, what `tarnis metadata` must print: metadata_keys.tsv tells by which names.
 Any document that ends the program by a signal, a sanitizer or the clock fails the run, and so does a
 family below its floor. Without the folder there is nothing to measure, and the run passes.
 """
@@ -16,26 +18,44 @@ import signal
 import subprocess
 import sys
 import tempfile
+import typing
 import unicodedata
 
-# Family: the file extensions, and the share of known strings that must be found.
+class Family(typing.NamedTuple):
+    extensions: tuple
+    floor: float = 0.90  # the share of known strings and members that must be found
+    container: bool = False  # the text is that of the members, and what is known of these counts
+
+
 FAMILIES = {
-    "pdf": (("pdf",), 0.90),
-    "docx": (("docx", "docm", "dotx", "dotm"), 0.90),
-    "xlsx": (("xlsx", "xlsm", "xltx", "xltm"), 0.90),
-    "pptx": (("pptx", "pptm", "ppsx", "potx"), 0.90),
-    "odf": (("odt", "ods", "odp", "odg", "fodt", "fods", "sxw", "sxc", "sxi", "ott"), 0.90),
-    "html": (("html", "htm", "xhtml"), 0.90),
-    "txt": (("txt", "md", "csv", "tsv", "vtt", "srt", "asciidoc", "rst", "org", "json"), 0.90),
-    "xml-like": (("xml", "nxml", "rss", "atom", "xlf", "ttml", "dita", "svg"), 0.90),
-    "rtf": (("rtf",), 0.90),
+    "pdf": Family(("pdf",)),
+    "docx": Family(("docx", "docm", "dotx", "dotm")),
+    "xlsx": Family(("xlsx", "xlsm", "xltx", "xltm")),
+    "pptx": Family(("pptx", "pptm", "ppsx", "potx")),
+    "odf": Family(("odt", "ods", "odp", "odg", "fodt", "fods", "sxw", "sxc", "sxi", "ott")),
+    "html": Family(("html", "htm", "xhtml")),
+    "txt": Family(("txt", "md", "csv", "tsv", "vtt", "srt", "asciidoc", "rst", "org", "json")),
+    "xml-like": Family(("xml", "nxml", "rss", "atom", "xlf", "ttml", "dita", "svg")),
+    "rtf": Family(("rtf",)),
+    "ebook": Family(("epub", "fb2")),
+    "xps": Family(("xps", "oxps")),
+    "doc": Family(("doc", "dot"), 0.92),
+    "xls": Family(("xls", "xlt"), 0.92),
+    "ppt": Family(("ppt", "pps", "pot"), 0.92),
+    "mail": Family(("eml", "mbox", "mht", "mhtml"), container=True),
+    "outlook": Family(("msg", "pst", "ost", "dat"), container=True),
+    "archives": Family(("zip", "kmz", "jar", "7z", "rar", "tar", "tgz", "gz", "bz2", "xz", "lz4", "zst", "z",
+                        "ar", "cpio", "iso", "lha", "lzh", "warc", "cab", "chm"), 0.85, container=True),
 }
 
 SECONDS_A_DOCUMENT = 60
 # Address space in bytes; a sanitized program reserves far more than it uses.
 MEMORY_A_DOCUMENT = 4 << 30
 
-EXIT_STATUS = {0: "text", 1: "other", 3: "unsupported", 4: "protected", 5: "damaged", 7: "time-out"}
+EXIT_STATUS = {0: "text", 1: "other", 3: "unsupported", 4: "protected", 5: "damaged", 7: "time-out",
+               8: "some members failed"}
+# How the text of a container frames each member.
+MEMBER_FRAME = re.compile(r"^--- Subfile \d+ of ", re.MULTILINE)
 
 
 def folded(text):
@@ -45,10 +65,12 @@ def folded(text):
 
 
 def family_of(name):
+    if name.lower().startswith("testrfc822"):
+        return "mail"
     extension = name.rsplit(".", 1)[-1].lower()
-    for family, (extensions, _) in FAMILIES.items():
-        if extension in extensions:
-            return family
+    for name, family in FAMILIES.items():
+        if extension in family.extensions:
+            return name
     return "others"
 
 
@@ -62,17 +84,21 @@ def environment_for(sanitized):
     return environment
 
 
-def read(tarnis, path, password, sanitized):
-    """One document. Returns its text, the exit status, and why the run fails because of it or None."""
-    command = [tarnis, "text", "--ip", "--header", "--timeout", str(SECONDS_A_DOCUMENT)]
+def read(tarnis, job, path, password, sanitized):
+    """One document. Returns what the job prints, the exit status, and why the run fails because of it or
+    None."""
+    command = [tarnis, job, "--ip", "--timeout", str(SECONDS_A_DOCUMENT)]
+    if job in ("text", "container"):
+        command.append("--header")
+    if job == "list":
+        command.append("--json")
     if password:
         command += ["--password", password]
     limit = [] if sanitized else ["prlimit", f"--as={MEMORY_A_DOCUMENT}"]
     with tempfile.TemporaryFile() as errors:
         try:
             run = subprocess.run(limit + command + [path], stdout=subprocess.PIPE, stderr=errors,
-                                 timeout=SECONDS_A_DOCUMENT * 2, env=environment_for(sanitized),
-                                 check=False)
+                                 timeout=SECONDS_A_DOCUMENT * 2, env=environment_for(sanitized), check=False)
         except subprocess.TimeoutExpired:
             return "", -1, "hangs"
         errors.seek(0)
@@ -87,6 +113,93 @@ def read(tarnis, path, password, sanitized):
     except UnicodeDecodeError:
         return "", run.returncode, "gives text that is not UTF-8"
     return text, run.returncode, None
+
+
+def known_members(embedded, text, listing):
+    """What is known of a container's members. Yields each fact and whether it holds."""
+    members = []
+    if listing:
+        members = [member for member in json.loads(listing).get("members", [])
+                   if member.get("type") != "folder"]
+    if embedded.get("count") is not None and embedded.get("count_verified"):
+        recursive = embedded.get("count_kind") == "recursive"
+        count = len(MEMBER_FRAME.findall(text)) if recursive else len(members)
+        yield f"{embedded['count']} members", count == embedded["count"]
+    names = {folded(member["name"]) for member in members}
+    for name in embedded.get("names") or []:
+        yield f"member {name}", folded(name) in names
+    for known in embedded.get("contains") or []:
+        yield known, folded(known).strip() in folded(text)
+
+
+def metadata_keys():
+    """The properties' names and the comparison for each key of the facts."""
+    path = os.path.join(os.path.dirname(os.path.abspath(__file__)), "metadata_keys.tsv")
+    with open(path, encoding="utf-8") as file:
+        rows = [line.rstrip("\n").split("\t") for line in file if not line.startswith("#")]
+    return {key: (names.split(), comparison) for key, names, comparison in rows}
+
+
+def minutes(text):
+    """A duration by ISO 8601, or a number."""
+    match = re.fullmatch(r"P(?:(\d+)D)?T?(?:(\d+)H)?(?:(\d+)M)?(?:([\d.]+)S)?", text)
+    if not match:
+        return int(float(text))
+    days, hours, rest, seconds = (float(part or 0) for part in match.groups())
+    return int(days * 1440 + hours * 60 + rest + seconds / 60)
+
+
+def is_stated(known, values, comparison):
+    """Whether one of a property's values is what is known."""
+    known = folded(str(known)).strip()
+    for value in values:
+        text = folded(str(value)).strip()
+        if text.lower() == known.lower():
+            return True
+        if comparison == "time" and text[:19] == known[:19]:
+            return True
+        if comparison in ("number", "minutes", "text"):
+            try:
+                convert = minutes if comparison == "minutes" else float
+                if convert(text) == convert(known):
+                    return True
+            except ValueError:
+                pass
+        # Several keywords may be one text.
+        if comparison == "text" and known in [part.strip() for part in re.split("[,;]", text)]:
+            return True
+    return False
+
+
+def score_metadata(arguments, facts, names):
+    """Prints how many of the known properties each family states."""
+    keys = metadata_keys()
+    table = {}
+    for name in names:
+        known = facts[name].get("metadata") or {}
+        if not known:
+            continue
+        run = subprocess.run([arguments.tarnis, "metadata", "--ip", "--json", os.path.join(arguments.corpus, "files", name)],
+                             stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, timeout=SECONDS_A_DOCUMENT * 2, check=False)
+        stated = {}
+        if run.returncode == 0:
+            for item in json.loads(run.stdout)["properties"]:
+                stated.setdefault(item["name"], []).append(item["value"])
+        row = table.setdefault(family_of(name), [0, 0])
+        for key, values in known.items():
+            own = key.removeprefix("custom:")
+            properties, comparison = keys.get(key, ([own], "time" if "Date" in own else "text"))
+            there = [value for each in properties for value in stated.get(each, [])]
+            for value in values if isinstance(values, list) else [values]:
+                row[0] += 1
+                if is_stated(value, there, comparison):
+                    row[1] += 1
+                elif arguments.misses:
+                    print(f"miss: {name} [{EXIT_STATUS.get(run.returncode, run.returncode)}]: {key}: {value!r}, "
+                          f"not {there}")
+    print(f"{'family':10} {'known':>6} {'found':>6} {'share':>7}")
+    for family, (known, found) in sorted(table.items()):
+        print(f"{family:10} {known:6} {found:6} {found / known:7.1%}")
 
 
 # Jobs that tell everything that the engine says of a document.
@@ -124,6 +237,7 @@ def main():
     parser.add_argument("--misses", action="store_true", help="list each string that is not found")
     parser.add_argument("--empty", action="store_true", help="list successes without text")
     parser.add_argument("--family", help="only this family")
+    parser.add_argument("--metadata", action="store_true", help="score the properties instead of the text")
     parser.add_argument("--compare-isolation", action="store_true",
                         help="see instead that all jobs give the same in and out of process")
     arguments = parser.parse_args()
@@ -136,6 +250,9 @@ def main():
     names = sorted(name for name in facts
                    if not arguments.family or family_of(name) == arguments.family)
 
+    if arguments.metadata:
+        score_metadata(arguments, facts, names)
+        return 0
     if arguments.compare_isolation:
         differences = compare_isolation(arguments.tarnis, arguments.corpus, facts, names,
                                         arguments.sanitized)
@@ -144,13 +261,19 @@ def main():
 
     def one(name):
         path = os.path.join(arguments.corpus, "files", name)
-        return name, read(arguments.tarnis, path, facts[name].get("password"), arguments.sanitized)
+        family = FAMILIES.get(family_of(name))
+        how = (path, facts[name].get("password"), arguments.sanitized)
+        if family is None or not family.container:
+            return name, read(arguments.tarnis, "text", *how), None
+        result = read(arguments.tarnis, "container", *how)
+        listing, _, failure = read(arguments.tarnis, "list", *how)
+        return name, (*result[:2], result[2] or failure), listing
 
     table = {family: {"files": 0, "known": 0, "found": 0, "status": {}} for family in
              [*FAMILIES, "others"]}
     failures = []
     with concurrent.futures.ThreadPoolExecutor(max_workers=os.cpu_count()) as pool:
-        for name, (text, status, failure) in pool.map(one, names):
+        for name, (text, status, failure), listing in pool.map(one, names):
             row = table[family_of(name)]
             row["files"] += 1
             word = EXIT_STATUS.get(status, str(status))
@@ -159,10 +282,15 @@ def main():
                 failures.append(f"{name}: {failure}")
             if arguments.empty and status == 0 and not text.strip():
                 print(f"empty: {name}")
+            checks = []
+            if listing is not None:
+                checks += known_members(facts[name].get("embedded") or {}, text, listing)
             text = folded(text)
-            for known in facts[name].get("contains") or []:
+            checks += [(known, folded(known).strip() in text)
+                       for known in facts[name].get("contains") or []]
+            for known, found in checks:
                 row["known"] += 1
-                if folded(known).strip() in text:
+                if found:
                     row["found"] += 1
                 elif arguments.misses:
                     print(f"miss: {name} [{word}]: {known!r}")
@@ -174,7 +302,7 @@ def main():
         share = f"{row['found'] / row['known']:7.1%}" if row["known"] else "      -"
         outcomes = ", ".join(f"{count} {word}" for word, count in sorted(row["status"].items()))
         print(f"{family:10} {row['files']:5} {row['known']:6} {row['found']:6} {share}  {outcomes}")
-        floor = FAMILIES.get(family, (None, 0))[1]
+        floor = FAMILIES[family].floor if family in FAMILIES else 0
         if row["known"] and row["found"] < floor * row["known"]:
             failures.append(f"family {family} is below {floor:.0%}")
     for failure in failures:

@@ -112,6 +112,71 @@ TEST(DefaultEngine, StartsTheTextWithAByteOrderMarkWhenAskedTo) {
   EXPECT_EQ(text_of("x\n", Configuration().unicode_byte_order_marker(true)), "\xEF\xBB\xBFx\n");
 }
 
+TEST(DefaultEngine, WritesTheTargetEncoding) {
+  const auto in = [](Encoding target, bool mark = false) {
+    return text_of("für €uro und 中\n",
+                   Configuration().target_encoding(target).unicode_byte_order_marker(mark));
+  };
+  EXPECT_EQ(in(Encoding::windows_1252), "f\xFCr \x80uro und ?\n");
+  EXPECT_EQ(in(Encoding::windows_1252, true), "f\xFCr \x80uro und ?\n");
+  EXPECT_EQ(in(Encoding::iso_8859_1), "f\xFCr ?uro und ?\n");
+  EXPECT_EQ(in(Encoding::iso_8859_16), "f\xFCr \xA4uro und ?\n");
+  EXPECT_EQ(in(Encoding::utf16_le).substr(0, 6), std::string("f\0\xFC\0r\0", 6));
+  EXPECT_EQ(in(Encoding::utf16_be, true).substr(0, 6), std::string("\xFE\xFF\0f\0\xFC", 6));
+  EXPECT_EQ(in(Encoding::utf32_le, true).substr(0, 8), std::string("\xFF\xFE\0\0f\0\0\0", 8));
+  EXPECT_EQ(in(Encoding::ibm_1140).substr(0, 3), "\x86\xDC\x99");
+  EXPECT_EQ(in(Encoding::automatic), "für €uro und 中\n");
+}
+
+TEST(DefaultEngine, WritesTheTargetEncodingAcrossChunks) {
+  std::string text;
+  while (text.size() < 300'000) text += "日本語 \xF0\x9F\x98\x80 x\n";
+  const std::string wide = text_of(text, Configuration().target_encoding(Encoding::utf16_be));
+  const std::string line("\x65\xE5\x67\x2C\x8A\x9E\0 \xD8\x3D\xDE\x00\0 \0x\0\n", 18);
+  ASSERT_EQ(wide.size() % line.size(), 0u);
+  for (std::size_t at = 0; at < wide.size(); at += line.size()) {
+    ASSERT_EQ(wide.substr(at, line.size()), line) << at;
+  }
+  const std::string shifted =
+      text_of("日本", Configuration().target_encoding(Encoding::iso_2022_jp));
+  EXPECT_EQ(shifted, "\x1B$BF|K\\\x1B(B\n");
+  // A document that turns out to be damaged ends in the first state, too.
+  std::string before_error;
+  const Session session = start(Configuration().target_encoding(Encoding::iso_2022_jp));
+  EXPECT_THROW(filter_into(session, "{\\rtf1\\ansi \\u26085?", before_error), tarnis_error);
+  EXPECT_EQ(before_error, "\x1B$BF|\x1B(B\n");
+}
+
+TEST(DefaultEngine, WithoutConversionPlainTextStaysAsItStands) {
+  const Configuration as_it_stands =
+      Configuration().no_encoding_conversion(true).target_encoding(Encoding::utf16_le);
+  const std::string text = "\xC2\xAD no \xE4 change\r\n, none\r";
+  EXPECT_EQ(text_of(text, as_it_stands), text);
+  std::string large;
+  while (large.size() < 1'000'000) large += "f\xFCr \x80uro\r\n";
+  EXPECT_TRUE(text_of(large, as_it_stands) == large);
+  EXPECT_EQ(text_of("<html><body><p>gr\xFC\xDF</p></body></html>", as_it_stands), "grüß\n");
+}
+
+TEST(DefaultEngine, TheSourceEncodingIsForTextThatDeclaresNone) {
+  const Configuration russian = Configuration().source_encoding(Encoding::koi8_r);
+  const std::string word = "\xD7\xC5\xD2\xC1";
+  EXPECT_EQ(text_of("faith: " + word, russian), "faith: вера\n");
+  EXPECT_EQ(text_of("name,word\na," + word + "\nb," + word + "\n", russian),
+            "name\tword\na\tвера\nb\tвера\n");
+  EXPECT_EQ(text_of("<html><body><p>" + word + "</p></body></html>", russian), "вера\n");
+  EXPECT_EQ(text_of("<html><head><meta charset=windows-1252></head><body><p>" + word +
+                        "</p></body></html>",
+                    russian),
+            "×ÅÒÁ\n");
+  EXPECT_EQ(text_of("<?xml version='1.0'?><a>" + word + "</a>", russian), "вера\n");
+  EXPECT_EQ(text_of("<?xml version='1.0' encoding='windows-1252'?><a>" + word + "</a>", russian),
+            "×ÅÒÁ\n");
+  EXPECT_EQ(text_of("{\\rtf1\\ansi\\ansicpg1252 " + word + "}", russian), "×ÅÒÁ\n");
+  EXPECT_EQ(text_of("{\\rtf1\\ansi " + word + "}", russian), "вера\n");
+  EXPECT_EQ(text_of("\xEF\xBB\xBF\xD0\xB2\n", russian), "в\n");
+}
+
 TEST(DefaultEngine, ReadsTheDocumentWithinAnAppleSingleFile) {
   const std::string text = "What the wrapping holds.\n";
   std::string file("\x00\x05\x16\x00\x00\x02\x00\x00", 8);

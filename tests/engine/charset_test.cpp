@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "api/engine_abi.h"
 #include "engine/charset/charset_detector.h"
 #include "engine/charset/encoding.h"
 #include "engine/charset/legacy_guess.h"
@@ -75,7 +76,10 @@ TEST(Encodings, AllHaveAConversionAndDistinctLabels) {
   std::vector<std::string> labels;
   for (const Encoding& each : encodings()) {
     EXPECT_NO_THROW(TextDecoder{each}) << each.name;
-    EXPECT_EQ(encoding_of_label(each.name), &each) << each.name;
+    EXPECT_EQ(encoding_of_number(each.number), &each) << each.name;
+    if (!each.labels.empty()) {
+      EXPECT_EQ(encoding_of_label(each.name), &each) << each.name;
+    }
     std::string_view rest = each.labels;
     while (!(rest = rest.substr(std::min(rest.find_first_not_of(' '), rest.size()))).empty()) {
       const std::size_t end = std::min(rest.find(' '), rest.size());
@@ -96,10 +100,43 @@ TEST(Encodings, LabelsAreReadInAnyCaseAndBetweenBlanks) {
   EXPECT_EQ(encoding_of_label("utf-8 utf8"), nullptr);
 }
 
+void expect_encoding(std::uint32_t number, const char* name) {
+  const Encoding* const found = encoding_of_number(number);
+  ASSERT_NE(found, nullptr) << name;
+  EXPECT_STREQ(found->name, name);
+}
+
 TEST(Encodings, HostNumbersNameThem) {
   EXPECT_EQ(encoding_of_number(Options::utf8), &utf8_encoding());
   EXPECT_EQ(encoding_of_number(0), nullptr);
   EXPECT_EQ(encoding_of_number(54321), nullptr);
+  std::size_t sets = 0;
+#define HAS_ENCODING(number, identifier, registered_name) \
+  if (number != 0) {                                      \
+    expect_encoding(number, registered_name);             \
+    ++sets;                                               \
+  }
+  TR_CHARACTER_SETS(HAS_ENCODING)
+#undef HAS_ENCODING
+  EXPECT_EQ(sets, encodings().size());
+  EXPECT_GE(sets, 100u);
+}
+
+TEST(Encodings, AHostsNumberMeansTheSetItself) {
+  const Encoding& latin = *encoding_of_number(2);
+  EXPECT_EQ(decode(latin, "\x80\xE4", 2), "\u0080ä");
+  EXPECT_EQ(decode(encoding("iso-8859-1"), "\x80\xE4", 2), "€ä");
+  EXPECT_EQ(decode(*encoding_of_number(1), "a\xE4", 2), "a\uFFFD");
+  EXPECT_EQ(decode(*encoding_of_number(15), "\xA4\xB8\xFF", 2), "€žÿ");
+}
+
+TEST(Encodings, CodePageNumbersNameThem) {
+  EXPECT_STREQ(encoding_of_code_page(1251)->name, "windows-1251");
+  EXPECT_STREQ(encoding_of_code_page(858)->name, "IBM00858");
+  EXPECT_STREQ(encoding_of_code_page(10029)->name, "x-mac-centraleurroman");
+  EXPECT_STREQ(encoding_of_code_page(28605)->name, "ISO-8859-15");
+  EXPECT_STREQ(encoding_of_code_page(936)->name, "GB18030");
+  EXPECT_EQ(encoding_of_code_page(4711), nullptr);
 }
 
 TEST(Utf8Scan, AgreesWithTheSimpleCheckOnEveryPairOfBytes) {

@@ -221,6 +221,19 @@ TEST(HtmlReader, XhtmlClosesEmptyElementsAndHasCdata) {
       "ab<c>\nd\n");
 }
 
+TEST(HtmlReader, ShowsTheDocumentOfAFrameThatStandsInThePage) {
+  EXPECT_EQ(
+      text_of("<p>a<iframe srcdoc='<title>t</title><p>in &amp;amp; out<b>!</b>'>no</iframe>b"),
+      "a\nt\nin & out!\nb\n");
+  EXPECT_EQ(text_of("<iframe hidden srcdoc='<p>no'></iframe><p>b"), "b\n");
+}
+
+TEST(HtmlReader, FramesInEachOtherEnd) {
+  std::string page = "<p>a";
+  for (int i = 0; i < 20'000; ++i) page += "<iframe/srcdoc=";
+  EXPECT_EQ(text_of(page + ">x"), "a\n");
+}
+
 TEST(HtmlReader, TheHeadGivesProperties) {
   const Properties properties = read_properties(
       "<html lang=de><head><meta name=Author content='A. &amp; B.'><meta name=description "

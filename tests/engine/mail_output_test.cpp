@@ -163,6 +163,7 @@ TEST(MailCharset, IsBelievedUnlessTheBytesContradict) {
   EXPECT_EQ(decode_mail_text("caf\xE9 au lait", "utf-8", {}), "caf\xC3\xA9 au lait");
   EXPECT_EQ(decode_mail_text("\xE1", "iso-8859-7", {}), "\xCE\xB1");
   EXPECT_EQ(decode_mail_text(std::string_view("h\0i\0", 4), "utf-16le", {}), "hi");
+  EXPECT_EQ(decode_mail_text("hi", "utf-16", {}), "hi");
   EXPECT_EQ(decode_mail_text("\xEF\xBB\xBFx", "", {}), "x");
 }
 

@@ -150,6 +150,14 @@ std::vector<Extracted> extract_members(std::string bytes, Format format,
   return results;
 }
 
+std::vector<Properties> mail_fields_of(std::string bytes, Format format, const Options& options) {
+  OpenedBytes opened(std::move(bytes), format, options);
+  const auto subfiles = opened.reader().subfiles();
+  std::vector<Properties> fields(subfiles ? subfiles->count() : 0);
+  for (std::size_t i = 0; i < fields.size(); ++i) subfiles->mail_fields(i, fields[i]);
+  return fields;
+}
+
 std::string source_file(std::string_view relative_path) {
   const std::string path = std::string(TARNIS_SOURCE_DIRECTORY) + "/" + std::string(relative_path);
   std::ifstream file(path, std::ios::binary);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "engine/core/format.h"
+#include "engine/core/limits.h"
 #include "engine/core/options.h"
 #include "engine/core/properties.h"
 #include "engine/core/subfiles.h"
@@ -51,6 +52,10 @@ Extracted extract_member(std::string bytes, Format format, std::size_t index,
 std::vector<Extracted> extract_members(std::string bytes, Format format,
                                        const std::vector<std::size_t>& indexes,
                                        const Options& options = {}, bool formatted_mail = false);
+
+/// The mail fields of each member.
+std::vector<Properties> mail_fields_of(std::string bytes, Format format,
+                                       const Options& options = {});
 
 /// The bytes of a file below the source folder, e.g. "samples/letter.docx". Fails the test without
 /// it.

@@ -181,20 +181,12 @@ TEST(TextSink, StartsWithAByteOrderMarkOnDemand) {
             "\uFEFFa\n");
 }
 
-TEST(TextSink, RefusesEncodingsThatItDoesNotWrite) {
-  Limits limits;
-  Options options;
-  for (const std::uint32_t good : {0u, Options::utf8}) {
-    options.target_encoding = good;
-    EXPECT_NO_THROW(TextSink(options, limits));
-  }
-  options.target_encoding = 1;
-  try {
-    TextSink sink(options, limits);
-    FAIL() << "an encoding that is not written";
-  } catch (const EngineError& error) {
-    EXPECT_EQ(error.code(), Code::bad_output_type);
-  }
+TEST(TextSink, LeavesBytesThatAskForNoConversionAsTheyAre) {
+  EXPECT_EQ(shown([](TextSink& sink) {
+              sink.verbatim("a\r\n\xE4\0\xC2\xAD"sv);
+              sink.verbatim("z");
+            }),
+            "a\r\n\xE4\0\xC2\xADz"sv);
 }
 
 /// A region between texts, shown or not.

@@ -1,13 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <array>
-#include <numeric>
 #include <string>
 #include <string_view>
 
 #include "engine/core/engine_error.h"
-#include "engine/office_crypt/digest.h"
+#include "tests/engine/office_encryption.h"
+#include "tests/engine/presentation_writer.h"
 #include "tests/engine/read_document.h"
 #include "tests/engine/workbook_writer.h"
 
@@ -18,6 +16,7 @@ using namespace std::string_literals;
 using test::cell;
 using test::f64;
 using test::narrow;
+using test::Rc4Encryption;
 using test::read_document;
 using test::Reading;
 using test::RecordWriter;
@@ -259,6 +258,19 @@ TEST(XlsReader, WritesShapesThenCommentsBehindTheRows) {
   EXPECT_EQ(sheet_text(records, "", with(&Options::skip_comments)), "cell\nfirst line\nsecond\n");
 }
 
+TEST(XlsReader, WritesWordArtAndAlternativeTexts) {
+  const std::string art = test::utf16(u"Curved") + u16(0);
+  const std::string description = test::utf16(u"A moth") + u16(0);
+  const std::string properties = u16(0x80C0) + u32(static_cast<std::uint32_t>(art.size())) +
+                                 u16(0x8381) + u32(static_cast<std::uint32_t>(description.size())) +
+                                 art + description;
+  // The container goes on in a later record.
+  const std::string drawing = test::container(0xF004, std::string(500, 'x')).substr(0, 8) +
+                              test::atom(0xF00B, properties, 2);
+  const std::string records = RecordWriter().add(0x00EC, drawing).bytes();
+  EXPECT_EQ(sheet_text(label(0, 0, "cell") + records), "cell\nCurved\nA moth\n");
+}
+
 TEST(XlsReader, WritesPageHeadersAndFootersWithTheirOption) {
   RecordWriter records;
   records.add(0x0014, narrow("&Lleft&C&\"Arial,Bold\"&A&Rright"));
@@ -328,45 +340,14 @@ TEST(XlsReader, RefusesWhatHoldsNoWorkbook) {
   EXPECT_EQ(read_document("", Format::excel_2).code, corrupt);
 }
 
-/// RC4 from its begin.
-std::string rc4(std::string_view key, std::string_view bytes) {
-  std::array<unsigned char, 256> state{};
-  std::iota(state.begin(), state.end(), static_cast<unsigned char>(0));
-  for (unsigned i = 0, j = 0; i < 256; ++i) {
-    j = (j + state[i] + static_cast<unsigned char>(key[i % key.size()])) & 0xFF;
-    std::swap(state[i], state[j]);
-  }
-  std::string out;
-  unsigned i = 0;
-  unsigned j = 0;
-  for (const char byte : bytes) {
-    i = (i + 1) & 0xFF;
-    j = (j + state[i]) & 0xFF;
-    std::swap(state[i], state[j]);
-    out += static_cast<char>(byte ^ static_cast<char>(state[(state[i] + state[j]) & 0xFF]));
-  }
-  return out;
-}
-
 /// A workbook in RC4 encryption ([MS-OFFCRYPTO] 2.3.6).
 std::string encrypted_workbook(std::string_view password, const std::string& records) {
-  const std::string salt = "0123456789abcdef";
-  constexpr std::size_t base_size = 5;
-  const std::string hash = digest(Digest::md5, {password_bytes(password)}).substr(0, base_size);
-  std::string repeated;
-  for (int i = 0; i < 16; ++i) repeated += hash + salt;
-  const std::string base = digest(Digest::md5, {repeated}).substr(0, base_size);
-  const auto key = [&](std::uint32_t block) {
-    return digest(Digest::md5, {base, le32_bytes(block)});
-  };
-  const std::string verifier = "a verifier here!";
-  const std::string locked_verifier = rc4(key(0), verifier + digest(Digest::md5, {verifier}));
-  const std::string file_pass =
-      RecordWriter().add(0x002F, u16(1) + u16(1) + u16(1) + salt + locked_verifier).bytes();
+  const Rc4Encryption encryption = Rc4Encryption::of_binary_documents(password);
+  const std::string file_pass = RecordWriter().add(0x002F, u16(1) + encryption.header()).bytes();
   std::string stream = workbook_stream(file_pass, {{"S", records}});
   std::string keys;
   for (std::uint32_t block = 0; block * 1024 < stream.size(); ++block) {
-    keys += rc4(key(block), std::string(1024, '\0'));
+    keys += encryption.encrypt(block, std::string(1024, '\0'));
   }
   for (std::size_t at = 0; at + 4 <= stream.size();) {
     const unsigned type = static_cast<unsigned char>(stream[at]) |

@@ -55,7 +55,7 @@ Parsed parse(std::string_view bytes, std::size_t piece = 1u << 20, bool more_roo
   Events events;
   XmlParser parser(events, limits);
   if (more_roots) parser.allow_more_roots();
-  if (encoding != nullptr) parser.set_encoding(encoding);
+  if (encoding != nullptr) parser.set_encoding(*encoding_of_label(encoding));
   Parsed parsed;
   for (; !bytes.empty() && !parser.stopped(); bytes.remove_prefix(std::min(piece, bytes.size()))) {
     parser.feed(bytes.substr(0, piece));

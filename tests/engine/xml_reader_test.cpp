@@ -164,5 +164,42 @@ TEST(XmlReader, VocabulariesStateProperties) {
   EXPECT_EQ(properties.items()[1].name, "Language");
 }
 
+std::string listed(const Properties& properties) {
+  std::string out;
+  for (const Properties::Item& item : properties.items()) {
+    out += item.name + '=';
+    if (const auto* text = std::get_if<std::string>(&item.value)) out += *text;
+    if (const auto* number = std::get_if<std::int32_t>(&item.value)) out += std::to_string(*number);
+    out += ';';
+  }
+  return out;
+}
+
+TEST(XmlReader, OfficeDocumentsStateProperties) {
+  EXPECT_EQ(
+      listed(read_properties(
+          "<w:wordDocument xmlns:w='http://schemas.microsoft.com/office/word/2003/wordml' "
+          "xmlns:o='urn:schemas-microsoft-com:office:office'><o:DocumentProperties>"
+          "<o:Author>Ann</o:Author><o:Words>38</o:Words><o:Pages>many</o:Pages>"
+          "<o:Created>2016-04-27T17:49:00Z</o:Created></o:DocumentProperties></w:wordDocument>",
+          Format::xml)),
+      "Author=Ann;WordCount=38;Created=;");
+}
+
+TEST(XmlReader, BooksStatePropertiesAndKeepTheirPicturesOutOfTheText) {
+  const std::string book =
+      "<FictionBook xmlns='http://www.gribuser.ru/xml/fictionbook/2.0'><description><title-info>"
+      "<genre>prose</genre><author><first-name>Ann</first-name><last-name>Author</last-name>"
+      "</author><book-title>A title</book-title><lang>en</lang></title-info><publish-info>"
+      "<publisher>House</publisher></publish-info></description><body><section><title><p>One</p>"
+      "</title><p>Some <emphasis>text</emphasis>.</p></section></body>"
+      "<binary id='a.jpg' content-type='image/jpeg'>YWJj</binary></FictionBook>";
+  EXPECT_EQ(listed(read_properties(book, Format::xml)),
+            "Genre=prose;Author=Ann Author;Title=A title;Language=en;Publisher=House;");
+  const Reading reading = read_document(book, Format::xml);
+  EXPECT_NE(reading.text.find("One\nSome text.\n"), std::string::npos) << reading.text;
+  EXPECT_EQ(reading.text.find("YWJj"), std::string::npos);
+}
+
 }  // namespace
 }  // namespace trfilter::test

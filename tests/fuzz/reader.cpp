@@ -1,6 +1,8 @@
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 
 #include "engine/core/registry.h"
 
@@ -11,6 +13,43 @@ namespace {
 
 using namespace trfilter;
 
+/// Counts what it takes, and takes no more than a little.
+class Drain : public ByteOutput {
+ public:
+  void write(std::string_view bytes) override {
+    taken_ += bytes.size();
+    if (taken_ > most) throw EngineError(Code::output_failed, "enough");
+  }
+
+ private:
+  static constexpr std::uint64_t most = std::uint64_t{1} << 20;
+  std::uint64_t taken_ = 0;
+};
+
+void extract_members(Reader& reader) {
+  constexpr std::size_t most = 16;
+  const auto subfiles = reader.subfiles();
+  for (std::size_t i = 0; subfiles != nullptr && i < std::min(subfiles->count(), most); ++i) {
+    subfiles->describe(i);
+    Drain drain;
+    try {
+      subfiles->extract(i, drain, false);
+    } catch (const EngineError& error) {
+      if (error.code() == Code::timed_out) throw;
+    }
+  }
+}
+
+void read_text(Reader& reader, const Options& options, Limits& limits) {
+  TextSink sink(options, limits);
+  std::string chunk;
+  for (bool more = true; more;) {
+    more = reader.step(sink);
+    if (!more) sink.finish();
+    if (sink.size() >= TextSink::chunk_size || !more) sink.take(chunk);
+  }
+}
+
 void read_all(Document& document, const Options& options, Limits& limits,
               const Detection& detection) {
   static const ReaderModules modules{TARNIS_ENGINE_DIRECTORY};
@@ -18,13 +57,13 @@ void read_all(Document& document, const Options& options, Limits& limits,
   const auto reader = modules.open(context);
   Properties properties;
   reader->properties(properties);
-  TextSink sink(options, limits);
-  std::string chunk;
-  for (bool more = true; more;) {
-    more = reader->step(sink);
-    if (!more) sink.finish();
-    if (sink.size() >= TextSink::chunk_size || !more) sink.take(chunk);
+  try {
+    read_text(*reader, options, limits);
+  } catch (const EngineError& error) {
+    // Damaged text does not keep members from being listed.
+    if (error.code() == Code::no_reader || error.code() == Code::timed_out) throw;
   }
+  extract_members(*reader);
 }
 
 }  // namespace

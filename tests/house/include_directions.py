@@ -17,7 +17,8 @@ ALLOWED = [
     ("engine/opening/", ["engine/core/", "engine/detect/"]),
     ("engine/worker/", ["engine/core/", "engine/opening/"]),
     ("engine/detect/", ["engine/core/"]),
-    ("engine/charset/", ["engine/core/"]),
+    # The numbers of character sets are the binary interface's.
+    ("engine/charset/", ["engine/core/", "api/engine_abi.h"]),
     ("engine/html/", ["engine/charset/", "engine/core/"]),
     ("engine/xml/", ["engine/html/", "engine/charset/", "engine/core/"]),
     ("engine/zip/", ["engine/core/"]),

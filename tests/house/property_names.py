@@ -8,9 +8,7 @@ import sys
 
 CONSTANT = re.compile(r'inline constexpr std::string_view \w+\s*=\s*"(\w+)";')
 ROW = re.compile(r"^\| `(\w+)` \|", re.MULTILINE)
-QUOTED = re.compile(r'"([A-Z]\w+)"')
-# What the readers whose fields have names of their own may quote: the same word as the format's own field.
-OWN_FIELDS = {"pdf_properties.cpp", "opc_properties.cpp"}
+ADDED = re.compile(r'properties_?(?:\.|->)add\("(\w+)"')
 
 
 def main():
@@ -31,10 +29,8 @@ def main():
             problems.append("the header and docs/properties.md list the names in different orders")
     for name in sorted({name for name in names if names.count(name) > 1}):
         problems.append(f"{name} stands twice in the header")
-    for path in sorted(pathlib.Path("engine").rglob("*propert*.cpp")):
-        if path.name in OWN_FIELDS:
-            continue
-        for name in QUOTED.findall(path.read_text(encoding="utf-8")):
+    for path in sorted(pathlib.Path("engine").rglob("*.cpp")):
+        for name in ADDED.findall(path.read_text(encoding="utf-8")):
             if name in names:
                 problems.append(f'{path}: "{name}" instead of its constant')
     for problem in problems:

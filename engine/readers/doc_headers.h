@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <unordered_set>
+#include <vector>
+
+#include "engine/readers/doc_anchors.h"
+#include "engine/readers/doc_source.h"
+
+namespace trfilter::doc {
+
+/// The sections of a document and their page headers and footers ([MS-DOC] 2.8.28 Plcfsed and
+/// 2.8.22 PlcfHdd).
+class Headers {
+ public:
+  /// @param main   the main stream, which holds the sections' properties
+  /// @param shown  whether headers and footers are wanted; else only the sections are known
+  Headers(const Source& source, const Stream& main, bool shown);
+
+  std::size_t section_count() const { return sections_.size(); }
+
+  /// Whether a section that is not the last one ends before this position.
+  bool ends_section(std::uint32_t position) const { return ends_.contains(position); }
+
+  /// What a section shows itself; what it takes over from the one before is not among it.
+  std::vector<Span> headers(std::size_t section) const { return spans(section, false); }
+  std::vector<Span> footers(std::size_t section) const { return spans(section, true); }
+
+ private:
+  /// One of the six headers and footers of a section.
+  struct Part {
+    Span span;
+    bool footer;
+  };
+  using Section = std::vector<Part>;
+
+  void read_word_6(const Source& source, const Stream& main, const std::string& table,
+                   const std::vector<Span>& spans);
+  std::vector<Span> spans(std::size_t section, bool footer) const;
+
+  std::unordered_set<std::uint32_t> ends_;
+  std::vector<Section> sections_;
+};
+
+}  // namespace trfilter::doc

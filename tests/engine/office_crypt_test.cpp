@@ -1,0 +1,338 @@
+#include <gtest/gtest.h>
+#include <nettle/aes.h>
+#include <nettle/arcfour.h>
+#include <nettle/base64.h>
+#include <nettle/cbc.h>
+#include <nettle/md5.h>
+#include <nettle/sha1.h>
+#include <nettle/sha2.h>
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <string_view>
+
+#include "engine/office_crypt/package_cipher.h"
+#include "engine/office_crypt/xor_obfuscation.h"
+#include "tests/engine/compound_writer.h"
+#include "tests/engine/doc_writer.h"
+#include "tests/engine/read_document.h"
+
+// Documents are encrypted here as the format describes it, apart from the engine's own code.
+
+namespace trfilter::test {
+namespace {
+
+constexpr std::string_view password = "caf\xC3\xA9 7";
+constexpr std::u16string_view password_units = u"caf\u00E9 7";
+const std::string salt = "0123456789abcdef";
+const std::string verifier = "fedcba9876543210";
+
+std::uint8_t* bytes_of(std::string& text) {
+  return reinterpret_cast<std::uint8_t*>(text.data());
+}
+const std::uint8_t* bytes_of(const std::string& text) {
+  return reinterpret_cast<const std::uint8_t*>(text.data());
+}
+
+std::string md5(const std::string& text) {
+  std::string result(MD5_DIGEST_SIZE, '\0');
+  md5_ctx context;
+  md5_init(&context);
+  md5_update(&context, text.size(), bytes_of(text));
+  md5_digest(&context, result.size(), bytes_of(result));
+  return result;
+}
+
+std::string sha1(const std::string& text) {
+  std::string result(SHA1_DIGEST_SIZE, '\0');
+  sha1_ctx context;
+  sha1_init(&context);
+  sha1_update(&context, text.size(), bytes_of(text));
+  sha1_digest(&context, result.size(), bytes_of(result));
+  return result;
+}
+
+std::string sha512(const std::string& text) {
+  std::string result(SHA512_DIGEST_SIZE, '\0');
+  sha512_ctx context;
+  sha512_init(&context);
+  sha512_update(&context, text.size(), bytes_of(text));
+  sha512_digest(&context, result.size(), bytes_of(result));
+  return result;
+}
+
+std::string password_utf16() {
+  std::string result;
+  for (const char16_t unit : password_units) result += le(unit, 2);
+  return result;
+}
+
+/// The key of a block, by its number.
+using Keys = std::string (*)(std::uint32_t block);
+
+std::string basic_key(std::uint32_t block) {
+  const std::string first = md5(password_utf16()).substr(0, 5);
+  std::string repeated;
+  for (int i = 0; i < 16; ++i) repeated += first + salt;
+  return md5(md5(repeated).substr(0, 5) + le(block, 4));
+}
+
+std::string api_key_128(std::uint32_t block) {
+  return sha1(sha1(salt + password_utf16()) + le(block, 4)).substr(0, 16);
+}
+
+std::string api_key_40(std::uint32_t block) {
+  return sha1(sha1(salt + password_utf16()) + le(block, 4)).substr(0, 5) + std::string(11, '\0');
+}
+
+void rc4(const std::string& key, std::string& text) {
+  arcfour_ctx context;
+  arcfour_set_key(&context, key.size(), bytes_of(key));
+  arcfour_crypt(&context, text.size(), bytes_of(text), bytes_of(text));
+}
+
+void encrypt_stream(std::string& stream, std::size_t plain, Keys keys) {
+  const std::string before = stream.substr(0, plain);
+  for (std::size_t at = 0; at < stream.size(); at += 512) {
+    std::string block = stream.substr(at, 512);
+    rc4(keys(static_cast<std::uint32_t>(at / 512)), block);
+    stream.replace(at, block.size(), block);
+  }
+  stream.replace(0, before.size(), before);
+}
+
+std::string basic_header() {
+  std::string check = verifier + md5(verifier);
+  rc4(basic_key(0), check);
+  return le(1, 2) + le(1, 2) + salt + check;
+}
+
+std::string api_header(std::uint32_t key_bits, Keys keys) {
+  std::string check = verifier + sha1(verifier);
+  rc4(keys(0), check);
+  const std::string fields = le(4, 4) + le(0, 4) + le(0x6801, 4) + le(0x8004, 4) + le(key_bits, 4) +
+                             le(1, 4) + le(0, 8) + le('P', 2) + le(0, 2);
+  return le(2, 2) + le(2, 2) + le(4, 4) + le(fields.size(), 4) + fields + le(16, 4) + salt +
+         check.substr(0, 16) + le(20, 4) + check.substr(16);
+}
+
+std::string encrypted_document(const std::string& header, Keys keys) {
+  DocWriter document;
+  for (int i = 0; i < 200; ++i) document.paragraph(u"a secret of more than one block");
+  document.flags(0x0100).key(static_cast<std::uint32_t>(header.size()));
+  DocWriter::Streams streams = document.streams();
+  streams.table.replace(0, header.size(), header);
+  encrypt_stream(streams.main, 68, keys);
+  encrypt_stream(streams.table, header.size(), keys);
+  return DocWriter::bytes(streams);
+}
+
+Options with_password(std::string_view text) {
+  Options options;
+  options.password = text;
+  return options;
+}
+
+void expect_opens(const std::string& document) {
+  const Reading reading = read_document(document, Format::word_97, with_password(password));
+  EXPECT_EQ(reading.code, 0) << reading.reason;
+  EXPECT_TRUE(reading.text.starts_with("a secret of more than one block\n"));
+  EXPECT_TRUE(reading.text.ends_with("a secret of more than one block\n"));
+  EXPECT_EQ(read_document(document, Format::word_97, with_password("caf")).code, 8);
+  EXPECT_EQ(read_document(document, Format::word_97).code, 8);
+}
+
+TEST(OfficeCrypt, OpensRc4) {
+  expect_opens(encrypted_document(basic_header(), basic_key));
+}
+
+TEST(OfficeCrypt, OpensRc4OfTheCryptographicInterface) {
+  expect_opens(encrypted_document(api_header(128, api_key_128), api_key_128));
+  expect_opens(encrypted_document(api_header(40, api_key_40), api_key_40));
+  expect_opens(encrypted_document(api_header(0, api_key_40), api_key_40));
+}
+
+TEST(OfficeCrypt, RefusesHeadersThatAreCutOrUnknown) {
+  for (const std::string& header :
+       {basic_header().substr(0, 30), api_header(128, api_key_128).substr(0, 60),
+        api_header(4000, api_key_128)}) {
+    const std::string document = encrypted_document(header, basic_key);
+    EXPECT_NE(read_document(document, Format::word_97, with_password(password)).code, 0);
+  }
+  const std::string unknown = encrypted_document(le(9, 2) + le(9, 2) + salt, basic_key);
+  EXPECT_EQ(read_document(unknown, Format::word_97, with_password(password)).code, 8);
+}
+
+TEST(OfficeCrypt, KnowsTheVerifierOfAPassword) {
+  EXPECT_TRUE(XorObfuscation("test").opens(0, 0xCBEB));
+  EXPECT_FALSE(XorObfuscation("tesT").opens(0, 0xCBEB));
+  EXPECT_FALSE(XorObfuscation("").opens(0, 0xCE4B));
+  EXPECT_FALSE(XorObfuscation("longer than fifteen").opens(0, 0));
+}
+
+/// The verifier of `XorObfuscation("test")` and, found by trying, its key.
+std::uint32_t obfuscation_key() {
+  for (std::uint32_t key = 1; key < 0x10000; ++key) {
+    if (XorObfuscation("test").opens(static_cast<std::uint16_t>(key), 0xCBEB)) {
+      return key << 16 | 0xCBEB;
+    }
+  }
+  return 0;
+}
+
+TEST(OfficeCrypt, OpensXorObfuscation) {
+  DocWriter document;
+  document.paragraph(u"obfuscated text").flags(0x8100).key(obfuscation_key());
+  DocWriter::Streams streams = document.streams();
+  const XorObfuscation obfuscation("test");
+  obfuscation.decrypt(68, std::span(streams.main).subspan(68));
+  obfuscation.decrypt(0, streams.table);
+  const std::string bytes = DocWriter::bytes(streams);
+  EXPECT_EQ(read_document(bytes, Format::word_97, with_password("test")).text, "obfuscated text\n");
+  EXPECT_EQ(read_document(bytes, Format::word_97, with_password("text")).code, 8);
+  EXPECT_EQ(read_document(bytes, Format::word_97).code, 8);
+}
+
+TEST(OfficeCrypt, OpensXorObfuscationOfWord6) {
+  DocWriter document(true);
+  document.paragraph(u"old secret").flags(0x0100).key(obfuscation_key());
+  DocWriter::Streams streams = document.streams();
+  XorObfuscation("test").decrypt(0x34, std::span(streams.main).subspan(0x34));
+  EXPECT_EQ(
+      read_document(DocWriter::bytes(streams), Format::word_windows, with_password("test")).text,
+      "old secret\n");
+}
+
+// Packages.
+
+std::string aes(const std::string& key, const std::string* vector, std::string text) {
+  text.resize((text.size() + 15) / 16 * 16);
+  if (key.size() == 16) {
+    aes128_ctx context;
+    aes128_set_encrypt_key(&context, bytes_of(key));
+    aes128_encrypt(&context, text.size(), bytes_of(text), bytes_of(text));
+    return text;
+  }
+  aes256_ctx context;
+  aes256_set_encrypt_key(&context, bytes_of(key));
+  for (std::size_t at = 0; at < text.size(); at += 16) {
+    const std::string before = at == 0 ? *vector : text.substr(at - 16, 16);
+    for (std::size_t i = 0; i < 16; ++i) text[at + i] = static_cast<char>(text[at + i] ^ before[i]);
+    aes256_encrypt(&context, 16, bytes_of(text) + at, bytes_of(text) + at);
+  }
+  return text;
+}
+
+std::string base64(const std::string& bytes) {
+  std::string text(BASE64_ENCODE_RAW_LENGTH(bytes.size()), '\0');
+  base64_encode_raw(text.data(), bytes.size(), bytes_of(bytes));
+  return text;
+}
+
+std::string standard_package(const std::string& package) {
+  std::string hash = sha1(salt + password_utf16());
+  for (std::uint32_t i = 0; i < 50000; ++i) hash = sha1(le(i, 4) + hash);
+  hash = sha1(hash + le(0, 4));
+  std::string block(64, '\x36');
+  for (std::size_t i = 0; i < hash.size(); ++i) block[i] = static_cast<char>(block[i] ^ hash[i]);
+  const std::string key = sha1(block).substr(0, 16);
+  const std::string fields = le(0x24, 4) + le(0, 4) + le(0x660E, 4) + le(0x8004, 4) + le(128, 4) +
+                             le(0x18, 4) + le(0, 8) + le('M', 2) + le(0, 2);
+  const std::string info = le(4, 2) + le(2, 2) + le(0x24, 4) + le(fields.size(), 4) + fields +
+                           le(16, 4) + salt + aes(key, nullptr, verifier) + le(20, 4) +
+                           aes(key, nullptr, sha1(verifier));
+  return CompoundWriter()
+      .add("EncryptionInfo", info)
+      .add("EncryptedPackage", le(package.size(), 8) + aes(key, nullptr, package))
+      .bytes();
+}
+
+std::string agile_package(const std::string& package, std::string_view chaining = "CBC",
+                          std::string_view spins = "1000") {
+  const std::string key = "the key of the package, 32 bytes";
+  std::string hash = sha512(salt + password_utf16());
+  for (std::uint32_t i = 0; i < 1000; ++i) hash = sha512(le(i, 4) + hash);
+  const auto sealed = [&](const std::string& text, const std::string& block) {
+    return base64(aes(sha512(hash + block).substr(0, 32), &salt, text));
+  };
+  const std::string parameters =
+      R"( saltSize="16" blockSize="16" keyBits="256" hashSize="64" cipherAlgorithm="AES")"
+      R"( cipherChaining="ChainingMode)" +
+      std::string(chaining) + R"(" hashAlgorithm="SHA512" saltValue=")" + base64(salt) + '"';
+  const std::string info =
+      le(4, 2) + le(4, 2) + le(0x40, 4) +
+      R"(<?xml version="1.0"?><encryption )"
+      R"(xmlns="http://schemas.microsoft.com/office/2006/encryption" )"
+      R"(xmlns:p="http://schemas.microsoft.com/office/2006/keyEncryptor/password"><keyData)" +
+      parameters + R"(/><keyEncryptors><keyEncryptor><p:encryptedKey spinCount=")" +
+      std::string(spins) + '"' + parameters + R"( encryptedVerifierHashInput=")" +
+      sealed(verifier, "\xFE\xA7\xD2\x76\x3B\x4B\x9E\x79") + R"(" encryptedVerifierHashValue=")" +
+      sealed(sha512(verifier), "\xD7\xAA\x0F\x6D\x30\x61\x34\x4E") + R"(" encryptedKeyValue=")" +
+      sealed(key, "\x14\x6E\x0B\xE7\xAB\xAC\xD0\xD6") +
+      R"("/></keyEncryptor></keyEncryptors></encryption>)";
+  std::string stream = le(package.size(), 8);
+  for (std::size_t at = 0; at < package.size(); at += 4096) {
+    const std::string vector = sha512(salt + le(at / 4096, 4)).substr(0, 16);
+    stream += aes(key, &vector, package.substr(at, 4096));
+  }
+  return CompoundWriter().add("EncryptionInfo", info).add("EncryptedPackage", stream).bytes();
+}
+
+std::string plain_package() {
+  return source_file("samples/letter.docx");
+}
+
+void expect_opens_package(const std::string& encrypted) {
+  const Reading plain = read_document(plain_package(), Format::docx);
+  const Reading reading = read_document(encrypted, Format::office_2007, with_password(password));
+  EXPECT_EQ(reading.code, 0) << reading.reason;
+  EXPECT_EQ(reading.text, plain.text);
+  EXPECT_EQ(read_document(encrypted, Format::office_2007, with_password("wrong")).code, 8);
+  EXPECT_EQ(read_document(encrypted, Format::office_2007).code, 8);
+}
+
+TEST(EncryptedOfficeReader, OpensStandardEncryption) {
+  expect_opens_package(standard_package(plain_package()));
+}
+
+TEST(EncryptedOfficeReader, OpensAgileEncryption) {
+  expect_opens_package(agile_package(plain_package()));
+}
+
+TEST(EncryptedOfficeReader, GivesThePropertiesOfThePackage) {
+  const Properties plain = read_properties(plain_package(), Format::docx);
+  const Properties properties =
+      read_properties(agile_package(plain_package()), Format::office_2007, with_password(password));
+  EXPECT_EQ(properties.items().size(), plain.items().size());
+}
+
+TEST(EncryptedOfficeReader, RefusesWhatItCannotOpen) {
+  const auto code = [](const std::string& bytes) {
+    return read_document(bytes, Format::office_2007, with_password(password)).code;
+  };
+  EXPECT_EQ(code(agile_package(plain_package(), "OFB")), 8);
+  EXPECT_EQ(code(agile_package(plain_package(), "CBC", "10000001")), 4);
+  EXPECT_EQ(code(agile_package("no package at all")), 4);
+  EXPECT_EQ(code(CompoundWriter().add("EncryptedPackage", "x").bytes()), 8);
+  EXPECT_EQ(code(CompoundWriter().add("Other", "x").bytes()), 4);
+  EXPECT_EQ(code("PK\3\4"), 7);
+  EXPECT_EQ(code(CompoundWriter()
+                     .add("EncryptionInfo", le(4, 2) + le(4, 2) + le(0x40, 4) + "<a/>")
+                     .add("EncryptedPackage", std::string(64, 'x'))
+                     .bytes()),
+            8);
+}
+
+TEST(EncryptedOfficeReader, EndsOnFlippedAndCutHeaders) {
+  const std::string whole = agile_package("PK\3\4");
+  for (std::size_t at = 512; at < whole.size(); at += 37) {
+    std::string damaged = whole;
+    damaged[at] = static_cast<char>(damaged[at] ^ 0x11);
+    read_document(damaged, Format::office_2007, with_password(password));
+    read_document(whole.substr(0, at), Format::office_2007, with_password(password));
+  }
+}
+
+}  // namespace
+}  // namespace trfilter::test

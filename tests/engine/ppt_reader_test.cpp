@@ -1,0 +1,338 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+
+#include "engine/core/engine_error.h"
+#include "tests/engine/compound_writer.h"
+#include "tests/engine/presentation_writer.h"
+#include "tests/engine/read_document.h"
+#include "tests/engine/workbook_writer.h"
+
+namespace trfilter {
+namespace {
+
+using test::atom;
+using test::byte_text_atoms;
+using test::CompoundWriter;
+using test::container;
+using test::drawing;
+using test::PresentationWriter;
+using test::read_document;
+using test::Reading;
+using test::shape;
+using test::shape_group;
+using test::shape_properties;
+using test::SlideRecords;
+using test::string_atom;
+using test::text_atoms;
+using test::u16;
+using test::u32;
+using test::u8;
+
+constexpr int corrupt = static_cast<int>(Code::corrupt);
+constexpr int locked = static_cast<int>(Code::password_protected);
+
+constexpr unsigned notes_image = 0x0B;
+constexpr unsigned notes_body = 0x0C;
+constexpr unsigned title = 0x0D;
+constexpr unsigned footer = 0x09;
+
+std::string text_of(const PresentationWriter& presentation, const Options& options = {}) {
+  const Reading reading = read_document(presentation.bytes(), Format::powerpoint_97, options);
+  EXPECT_EQ(reading.code, 0) << reading.reason;
+  return reading.text;
+}
+
+Options with(bool Options::*option) {
+  Options options;
+  options.*option = true;
+  return options;
+}
+
+/// A slide of these shapes.
+SlideRecords slide(std::string_view shapes, std::string_view more = "") {
+  SlideRecords records;
+  records.records = drawing(shapes) + std::string(more);
+  return records;
+}
+
+TEST(PptReader, WritesSlidesAsPagesInTheirOrder) {
+  PresentationWriter presentation;
+  presentation.add(slide(shape(byte_text_atoms("one"), title)));
+  presentation.add(slide(shape(text_atoms(u"\u0434\u0432\u0430"))));
+  EXPECT_EQ(text_of(presentation), "one\n\f\u0434\u0432\u0430\n");
+}
+
+TEST(PptReader, WritesParagraphsBreaksAndGroups) {
+  PresentationWriter presentation;
+  presentation.add(slide(shape(byte_text_atoms("a\vb\rc\xE9")) +
+                         shape_group(shape(byte_text_atoms("d")) + shape(byte_text_atoms("e")))));
+  EXPECT_EQ(text_of(presentation), "a\nb\nc\u00E9\nd\ne\n");
+}
+
+TEST(PptReader, WritesTextsOfTheListWhereShapesReferToThem) {
+  SlideRecords records = slide(shape(byte_text_atoms("box")) + shape(atom(0x0F9E, u32(1)), 0x0E) +
+                               shape(atom(0x0F9E, u32(0)), title));
+  records.texts = byte_text_atoms("title") + byte_text_atoms("body") + byte_text_atoms("lost");
+  PresentationWriter presentation;
+  presentation.add(records);
+  EXPECT_EQ(text_of(presentation), "box\nbody\ntitle\nlost\n");
+}
+
+std::string anchored(std::string_view text, std::uint32_t left, std::uint32_t top) {
+  return shape(byte_text_atoms(text), 0,
+               atom(0xF00F, u32(left) + u32(top) + u32(left + 10) + u32(top + 10)));
+}
+
+TEST(PptReader, WritesTablesByRows) {
+  const std::string cells = anchored("d", 200, 50) + anchored("a", 100, 10) +
+                            anchored("b", 200, 10) + anchored("f", 300, 50) + shape("") +
+                            anchored("g", 300, 90);
+  PresentationWriter presentation;
+  presentation.add(slide(shape(byte_text_atoms("before")) +
+                         shape_group(cells, shape_properties(0xF122, {{0x039F, 1}})) +
+                         shape(byte_text_atoms("behind"))));
+  EXPECT_EQ(text_of(presentation), "before\na\tb\n\td\tf\n\t\tg\nbehind\n");
+}
+
+TEST(PptReader, KeepsHiddenSlidesAndShapesBack) {
+  const std::string hidden = atom(0x03F9, u32(0) + u32(0) + u8(0) + u8(0) + u16(0x0004) + u32(0));
+  PresentationWriter presentation;
+  presentation.add(
+      slide(shape(byte_text_atoms("shown")) +
+            shape(byte_text_atoms("under"), 0, shape_properties(0xF00B, {{0x03BF, 0x00020002}}))));
+  presentation.add(slide(shape(byte_text_atoms("kept")), hidden));
+  presentation.add(slide(shape(byte_text_atoms("last"))));
+  EXPECT_EQ(text_of(presentation), "shown\n\flast\n");
+  EXPECT_EQ(text_of(presentation, with(&Options::hidden_text)), "shown\nunder\n\fkept\n\flast\n");
+}
+
+TEST(PptReader, LeavesDeletedShapesOut) {
+  const std::string deleted = container(
+      0xF004, atom(0xF00A, u32(1) + u32(0x08)) + container(0xF00D, byte_text_atoms("gone")));
+  PresentationWriter presentation;
+  presentation.add(slide(deleted + shape(byte_text_atoms("there"))));
+  EXPECT_EQ(text_of(presentation), "there\n");
+}
+
+TEST(PptReader, WritesNotesWithoutTheirPicture) {
+  SlideRecords records = slide(shape(byte_text_atoms("slide")));
+  records.notes = drawing(shape(byte_text_atoms("picture"), notes_image) +
+                          shape(byte_text_atoms("say this"), notes_body));
+  PresentationWriter presentation;
+  presentation.add(records);
+  EXPECT_EQ(text_of(presentation), "slide\nsay this\n");
+}
+
+TEST(PptReader, WritesComments) {
+  const std::string comment = container(
+      0x2EE0, string_atom(u"Ann", 0) + string_atom(u"why?\rwhere?", 1) + string_atom(u"A", 2));
+  const std::string tags =
+      container(0x1388, container(0x138A, string_atom(u"___PPT10", 0) + atom(0x138B, comment)));
+  PresentationWriter presentation;
+  presentation.add(slide(shape(byte_text_atoms("slide")), tags));
+  EXPECT_EQ(text_of(presentation), "slide\nwhy?\nwhere?\n");
+  EXPECT_EQ(text_of(presentation, with(&Options::skip_comments)), "slide\n");
+}
+
+std::string headers_footers(unsigned flags, unsigned instance) {
+  return container(0x0FD9,
+                   atom(0x0FDA, u16(0) + u16(flags)) + string_atom(u"9 December", 0) +
+                       string_atom(u"head", 1) + string_atom(u"foot", 2),
+                   instance);
+}
+
+TEST(PptReader, WritesFootersWithTheirOption) {
+  constexpr unsigned everything = 0x01 | 0x04 | 0x08 | 0x10 | 0x20;
+  constexpr unsigned footer_alone = 0x20;
+  PresentationWriter presentation;
+  presentation.document(headers_footers(everything, 3) + headers_footers(everything, 4));
+  presentation.add(slide(shape(byte_text_atoms("one"))));
+  presentation.add(slide(shape(byte_text_atoms("two")), headers_footers(footer_alone, 3)));
+  EXPECT_EQ(text_of(presentation), "one\n\ftwo\n");
+  EXPECT_EQ(text_of(presentation, with(&Options::header_and_footer)),
+            "one\n9 December\nfoot\n1\n\ftwo\nfoot\n\fhead\nfoot\n");
+}
+
+TEST(PptReader, WritesAFooterOnceWhereTheSlideHasAShapeForIt) {
+  PresentationWriter presentation;
+  presentation.add(slide(shape(byte_text_atoms("one")) + shape(byte_text_atoms("foot"), footer),
+                         headers_footers(0x20, 3)));
+  EXPECT_EQ(text_of(presentation), "one\n");
+  EXPECT_EQ(text_of(presentation, with(&Options::header_and_footer)), "one\nfoot\n");
+}
+
+TEST(PptReader, WritesWhatAMasterAddsOnce) {
+  PresentationWriter presentation;
+  presentation.master(
+      drawing(shape(byte_text_atoms("Click to edit"), 1) + shape(byte_text_atoms("Navy"))));
+  presentation.add(slide(shape(byte_text_atoms("one"))));
+  presentation.add(slide(shape(byte_text_atoms("two"))));
+  EXPECT_EQ(text_of(presentation), "one\n\ftwo\n");
+  EXPECT_EQ(text_of(presentation, with(&Options::header_and_footer)), "Navy\none\n\ftwo\n");
+}
+
+TEST(PptReader, FillsFields) {
+  const std::string text = byte_text_atoms("* of *, *") + atom(0x0FD8, u32(0)) +
+                           atom(0x0FFA, u32(5)) + atom(0x0FF7, u32(8) + u8(2) + u8(0) + u16(0));
+  PresentationWriter presentation;
+  presentation.document(headers_footers(0x20, 3));
+  presentation.add(slide(shape(text)));
+  EXPECT_EQ(text_of(presentation), "1 of foot, \n");
+  EXPECT_EQ(text_of(presentation, with(&Options::date_time_field_codes)), "1 of foot, datetime3\n");
+}
+
+TEST(PptReader, WritesWordArtAndAlternativeTexts) {
+  const std::string art = test::utf16(u"Curved\rtext") + u16(0);
+  const std::string description = test::utf16(u"A moth") + u16(0);
+  const std::string properties = atom(
+      0xF00B,
+      u16(0x0080) + u32(7) + u16(0x80C0) + u32(static_cast<std::uint32_t>(art.size())) +
+          u16(0x8381) + u32(static_cast<std::uint32_t>(description.size())) + art + description,
+      3);
+  PresentationWriter presentation;
+  presentation.add(slide(shape("", 0, properties)));
+  EXPECT_EQ(text_of(presentation), "Curved\ntext\nA moth\n");
+}
+
+TEST(PptReader, TakesTheLastEditOfAnObject) {
+  PresentationWriter older;
+  older.add(slide(shape(byte_text_atoms("old"))));
+  PresentationWriter newer;
+  newer.add(slide(shape(byte_text_atoms("new"))));
+  // The second edit replaces the slide, object 3, and nothing else.
+  std::string stream = older.stream();
+  const auto first_edit = static_cast<std::uint32_t>(stream.size() - 36);
+  const auto object = static_cast<std::uint32_t>(stream.size());
+  const std::string slide_atom = atom(0x03EF, std::string(12, '\0') + u32(0) + u32(0) + u32(0));
+  stream += container(0x03EE, slide_atom + drawing(shape(byte_text_atoms("new"))));
+  const auto directory = static_cast<std::uint32_t>(stream.size());
+  stream += atom(0x1772, u32(3 | 1u << 20) + u32(object));
+  const auto edit = static_cast<std::uint32_t>(stream.size());
+  stream += atom(0x0FF5, u32(0) + u32(0x03000000) + u32(first_edit) + u32(directory) + u32(1) +
+                             u32(100) + u32(0));
+  CompoundWriter writer;
+  writer.add("PowerPoint Document", stream);
+  const std::string without_user = writer.bytes();
+  writer.add("Current User", atom(0x0FF6, u32(0x14) + u32(0xE391C05F) + u32(edit) + u32(0)));
+  EXPECT_EQ(read_document(writer.bytes(), Format::powerpoint_97).text, "new\n");
+}
+
+TEST(PptReader, ReadsTheLaterOfTwoVersionsInOneFile) {
+  PresentationWriter presentation;
+  presentation.add(slide(shape(byte_text_atoms("later"))));
+  CompoundWriter writer;
+  writer.add("PP40", "of 1995");
+  writer.add("PP97_DUALSTORAGE/PowerPoint Document", presentation.stream());
+  writer.add("PP97_DUALSTORAGE/Current User", presentation.current_user());
+  const Reading reading = read_document(writer.bytes(), Format::powerpoint_95);
+  EXPECT_EQ(reading.code, 0) << reading.reason;
+  EXPECT_EQ(reading.text, "later\n");
+}
+
+TEST(PptReader, GivesSlidesWithoutTheirDirectory) {
+  PresentationWriter presentation;
+  presentation.add(slide(shape(byte_text_atoms("one"))));
+  presentation.add(slide(shape(byte_text_atoms("two"))));
+  const std::string stream = presentation.stream();
+  CompoundWriter writer;
+  writer.add("PowerPoint Document", stream.substr(0, stream.size() - 80));
+  const Reading reading = read_document(writer.bytes(), Format::powerpoint_97);
+  EXPECT_EQ(reading.code, corrupt);
+  EXPECT_NE(reading.text.find("one\n"), std::string::npos) << reading.text;
+  EXPECT_NE(reading.text.find("two\n"), std::string::npos) << reading.text;
+}
+
+TEST(PptReader, SaysThatASlideIsMissing) {
+  PresentationWriter presentation;
+  SlideRecords records = slide(shape(byte_text_atoms("one")));
+  records.texts = byte_text_atoms("outline");
+  presentation.add(records);
+  std::string stream = presentation.stream();
+  const std::size_t at = stream.find(std::string("\xEE\x03", 2));
+  stream[at] = '\x01';
+  CompoundWriter writer;
+  writer.add("PowerPoint Document", stream).add("Current User", presentation.current_user());
+  const Reading reading = read_document(writer.bytes(), Format::powerpoint_97);
+  EXPECT_EQ(reading.text, "outline\n");
+  EXPECT_EQ(reading.code, corrupt);
+}
+
+TEST(PptReader, RefusesWhatHoldsNoPresentation) {
+  const auto code_of = [](std::string_view name, std::string_view content) {
+    CompoundWriter writer;
+    return read_document(writer.add(name, content).bytes(), Format::powerpoint_97).code;
+  };
+  EXPECT_EQ(code_of("Other", "text"), corrupt);
+  EXPECT_EQ(code_of("PowerPoint Document", "no records"), corrupt);
+  EXPECT_EQ(code_of("PowerPoint Document", ""), corrupt);
+}
+
+TEST(PptReader, RefusesGroupsThatAreTooDeep) {
+  std::string group = shape(byte_text_atoms("deep"));
+  for (int i = 0; i < 5000; ++i) group = container(0xF003, group);
+  PresentationWriter presentation;
+  presentation.add(slide(group));
+  EXPECT_EQ(read_document(presentation.bytes(), Format::powerpoint_97).code, corrupt);
+}
+
+TEST(PptReader, ReadsAnEncryptedPresentationWithItsPassword) {
+  const auto encryption = test::Rc4Encryption::of_crypto_api("secret");
+  PresentationWriter presentation;
+  SlideRecords records = slide(shape(byte_text_atoms("one")));
+  records.texts = byte_text_atoms("two");
+  presentation.add(records).encrypt(&encryption);
+  EXPECT_EQ(read_document(presentation.bytes(), Format::powerpoint_97).code, locked);
+  Options options;
+  options.password = "wrong";
+  EXPECT_EQ(read_document(presentation.bytes(), Format::powerpoint_97, options).code, locked);
+  options.password = "secret";
+  EXPECT_EQ(text_of(presentation, options), "one\ntwo\n");
+}
+
+TEST(PptReader, OpensAPresentationThatIsProtectedAgainstChangesOnly) {
+  const auto encryption = test::Rc4Encryption::of_crypto_api("/01Hannes Ruescher/01");
+  PresentationWriter presentation;
+  presentation.add(slide(shape(byte_text_atoms("one")))).encrypt(&encryption);
+  EXPECT_EQ(text_of(presentation), "one\n");
+}
+
+TEST(PptReader, RefusesAnEncryptionItDoesNotKnow) {
+  PresentationWriter presentation;
+  presentation.add(slide(shape(byte_text_atoms("one"))));
+  const std::uint32_t session = presentation.add_object(atom(0x2F14, "no header at all"));
+  std::string stream = presentation.stream();
+  constexpr std::size_t edit_data = 28;
+  stream.replace(stream.size() - edit_data - 4, 4, u32(edit_data + 4));
+  stream += u32(session);
+  CompoundWriter writer;
+  writer.add("PowerPoint Document", stream).add("Current User", presentation.current_user());
+  const int code = read_document(writer.bytes(), Format::powerpoint_97).code;
+  EXPECT_TRUE(code == locked || code == corrupt) << code;
+}
+
+TEST(PptReader, SurvivesCutsAndFlips) {
+  SlideRecords records = slide(shape(byte_text_atoms("one* two") + atom(0x0FD8, u32(3))) +
+                               shape_group(anchored("a", 1, 2) + anchored("b", 3, 2),
+                                           shape_properties(0xF122, {{0x039F, 1}})));
+  records.texts = byte_text_atoms("outline");
+  records.notes = drawing(shape(byte_text_atoms("note"), notes_body));
+  PresentationWriter presentation;
+  presentation.add(records);
+  const std::string stream = presentation.stream();
+  const auto read = [&](std::string_view content) {
+    CompoundWriter writer;
+    writer.add("PowerPoint Document", content).add("Current User", presentation.current_user());
+    read_document(writer.bytes(), Format::powerpoint_97, with(&Options::header_and_footer));
+  };
+  for (std::size_t size = 0; size < stream.size(); size += 5) read(stream.substr(0, size));
+  for (std::size_t i = 0; i < stream.size(); ++i) {
+    std::string flipped = stream;
+    flipped[i] = static_cast<char>(i * 131 + 17);
+    read(flipped);
+  }
+}
+
+}  // namespace
+}  // namespace trfilter
