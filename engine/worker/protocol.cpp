@@ -6,23 +6,29 @@
 namespace trfilter {
 namespace {
 
-/// The settings that a reader can see, in the order in which they go over.
+/// Every setting but those of the host's side. A setting that is added to `Options` does not
+/// compile until it has its place here.
 template <typename SomeOptions, typename Function>
 void for_each_setting(SomeOptions& options, Function function) {
+  auto& [header_and_footer, header_and_footer_tags, revision_marks, hidden_text, skip_comments,
+         date_time_field_codes, filename_field_code, soft_hyphens, skip_thumbnail,
+         skip_embedded_fonts, custom_pdf_metadata, tagged_pdf_content, pdf_reading, byte_order_mark,
+         no_encoding_conversion, detect_character_set, source_encoding, source_encoding_overrides,
+         target_encoding, password, temporary_directory, timeout_seconds,
+         extraction_timeout_seconds, worker_log, worker_memory_log] = options;
   for (auto* flag :
-       {&options.header_and_footer, &options.header_and_footer_tags, &options.revision_marks,
-        &options.hidden_text, &options.skip_comments, &options.date_time_field_codes,
-        &options.filename_field_code, &options.soft_hyphens, &options.skip_thumbnail,
-        &options.skip_embedded_fonts, &options.custom_pdf_metadata, &options.tagged_pdf_content,
-        &options.byte_order_mark, &options.no_encoding_conversion, &options.detect_character_set}) {
+       {&header_and_footer, &header_and_footer_tags, &revision_marks, &hidden_text, &skip_comments,
+        &date_time_field_codes, &filename_field_code, &soft_hyphens, &skip_thumbnail,
+        &skip_embedded_fonts, &custom_pdf_metadata, &tagged_pdf_content, &byte_order_mark,
+        &no_encoding_conversion, &detect_character_set, &source_encoding_overrides}) {
     function(*flag);
   }
-  function(options.pdf_reading);
-  function(options.source_encoding);
-  function(options.target_encoding);
-  function(options.password);
-  function(options.timeout_seconds);
-  function(options.extraction_timeout_seconds);
+  function(pdf_reading);
+  function(source_encoding);
+  function(target_encoding);
+  function(password);
+  function(timeout_seconds);
+  function(extraction_timeout_seconds);
 }
 
 struct SettingWriter {
@@ -160,7 +166,7 @@ void read_fields(FieldReader& in, OpenRequest& request) {
 }
 
 void write_fields(FieldWriter& out, const OpenedReply& reply) {
-  out.number(static_cast<std::uint32_t>(reply.format));
+  out.number(host_number(reply.format));
   out.number(reply.members);
 }
 
@@ -218,7 +224,7 @@ void read_fields(FieldReader& in, MemberRequest& request) {
 }
 
 void write_fields(FieldWriter& out, const Detection& detection) {
-  out.number(static_cast<std::uint32_t>(detection.format));
+  out.number(host_number(detection.format));
   out.number(static_cast<std::uint32_t>(detection.category));
   out.number(detection.version);
   out.number(detection.attributes);

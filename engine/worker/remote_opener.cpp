@@ -19,7 +19,7 @@ using std::chrono::steady_clock;
 
 // What a worker may take beyond a time-out. It looks at the clock itself and then gives the text
 // so far; one that is stuck in a library is killed after this.
-constexpr auto grace = std::chrono::milliseconds(50);
+constexpr auto grace = std::chrono::milliseconds(30);
 
 // Pieces of text that are asked for at once, and before they are wanted: the worker reads on while
 // the host works with what it has.

@@ -11,10 +11,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <system_error>
 #include <vector>
 
@@ -56,6 +59,20 @@ std::vector<char*> worker_environment(std::string& temporary) {
   }
   kept.push_back(nullptr);
   return kept;
+}
+
+/// Whether a process is on its way out already: then its end is its own, however long the kernel
+/// takes to clear up after it.
+bool is_ending(pid_t process) {
+  constexpr unsigned long exiting = 4;  // PF_EXITING, in the ninth field (proc(5))
+  std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+  std::string line;
+  std::getline(file, line);
+  std::istringstream fields(line.substr(std::min(line.size(), line.rfind(')') + 1)));
+  std::string skipped;
+  for (int field = 3; field < 9; ++field) fields >> skipped;
+  unsigned long flags = 0;
+  return fields >> flags && (flags & exiting) != 0;
 }
 
 class SpawnSettings {
@@ -114,6 +131,10 @@ PrivateDirectory::~PrivateDirectory() {
   std::filesystem::remove_all(path_, ignored);
 }
 
+Descriptor::~Descriptor() {
+  if (value_ >= 0) ::close(value_);
+}
+
 Window::Window() {
   descriptor_ = raised(::memfd_create("trfilter", MFD_CLOEXEC | MFD_ALLOW_SEALING));
   if (descriptor_ < 0 || ::ftruncate(descriptor_, window_size) != 0) {
@@ -143,11 +164,12 @@ WorkerProcess::Sockets::Sockets() {
   if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, pair.data()) != 0) {
     not_started("no socket pair");
   }
-  host = raised(pair[0]);
-  worker = raised(pair[1]);
+  host = Descriptor(raised(pair[0]));
+  worker = Descriptor(raised(pair[1]));
+  if (host.get() < 0 || worker.get() < 0) not_started("no room for a socket pair");
   // As much as the system lets: it is how far a worker can run ahead of its host.
   constexpr int wanted = 1 << 20;
-  ::setsockopt(worker, SOL_SOCKET, SO_SNDBUF, &wanted, sizeof wanted);
+  ::setsockopt(worker.get(), SOL_SOCKET, SO_SNDBUF, &wanted, sizeof wanted);
 }
 
 WorkerProcess::WorkerProcess(const std::string& engine_directory,
@@ -156,8 +178,8 @@ WorkerProcess::WorkerProcess(const std::string& engine_directory,
 
 WorkerProcess::WorkerProcess(const std::string& engine_directory,
                              const std::string& temporary_parent, Sockets sockets)
-    : channel_(sockets.host), directory_(temporary_parent) {
-  start(engine_directory, sockets.worker);
+    : channel_(sockets.host.release()), directory_(temporary_parent) {
+  start(engine_directory, sockets.worker.get());
 }
 
 void WorkerProcess::start(const std::string& engine_directory, int socket) {
@@ -170,12 +192,15 @@ void WorkerProcess::start(const std::string& engine_directory, int socket) {
   std::string temporary = "TMPDIR=" + directory_.path();
   const int failed = ::posix_spawn(&id_, program.c_str(), settings.actions(), settings.attributes(),
                                    arguments.data(), worker_environment(temporary).data());
-  ::close(socket);
   if (failed != 0) {
     id_ = -1;
     not_started(program + ": " + std::generic_category().message(failed));
   }
-  handle_ = static_cast<int>(::syscall(SYS_pidfd_open, id_, 0));
+  handle_ = Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, id_, 0)));
+  if (handle_.get() < 0 && errno == ESRCH) {
+    id_ = -1;  // gone, and reaped by whoever reaps all children of this process
+    not_started(program + " ended at once");
+  }
 }
 
 WorkerProcess::~WorkerProcess() {
@@ -183,22 +208,21 @@ WorkerProcess::~WorkerProcess() {
     ::shutdown(channel_.descriptor(), SHUT_RDWR);  // tells it to stop
     end();
   }
-  if (handle_ >= 0) ::close(handle_);
 }
 
 bool WorkerProcess::running() const {
   if (id_ <= 0) return false;
-  if (handle_ < 0) return ::kill(id_, 0) == 0;
-  pollfd polled{handle_, POLLIN, 0};
+  if (handle_.get() < 0) return ::kill(id_, 0) == 0;
+  pollfd polled{handle_.get(), POLLIN, 0};
   return ::poll(&polled, 1, 0) == 0;
 }
 
 WorkerProcess::End WorkerProcess::end() {
-  if (handle_ >= 0) {
-    pollfd polled{handle_, POLLIN, 0};
+  if (handle_.get() >= 0) {
+    pollfd polled{handle_.get(), POLLIN, 0};
     while (::poll(&polled, 1, end_milliseconds) < 0 && errno == EINTR) {
     }
-    if ((polled.revents & POLLIN) != 0) return reap(false);
+    if ((polled.revents & POLLIN) != 0 || is_ending(id_)) return reap(false);
   }
   return kill();
 }
@@ -206,8 +230,8 @@ WorkerProcess::End WorkerProcess::end() {
 WorkerProcess::End WorkerProcess::kill() {
   // The handle names this process for certain; a number may be another's by now if the host reaps
   // children that are not its own.
-  if (handle_ >= 0) {
-    ::syscall(SYS_pidfd_send_signal, handle_, SIGKILL, nullptr, 0);
+  if (handle_.get() >= 0) {
+    ::syscall(SYS_pidfd_send_signal, handle_.get(), SIGKILL, nullptr, 0);
   } else {
     ::kill(id_, SIGKILL);
   }

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "engine/core/engine_error.h"
 #include "engine/worker/channel.h"
@@ -43,6 +44,24 @@ class Window {
   char* data_ = nullptr;
 };
 
+/// An open descriptor.
+class Descriptor {
+ public:
+  explicit Descriptor(int value = -1) : value_(value) {}
+  Descriptor(Descriptor&& other) noexcept : value_(other.release()) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(value_, other.value_);
+    return *this;
+  }
+  ~Descriptor();
+
+  int get() const { return value_; }
+  int release() { return std::exchange(value_, -1); }
+
+ private:
+  int value_;
+};
+
 /// A running worker, from its start to its end.
 class WorkerProcess {
  public:
@@ -77,8 +96,8 @@ class WorkerProcess {
  private:
   struct Sockets {
     Sockets();
-    int host;
-    int worker;
+    Descriptor host;
+    Descriptor worker;
   };
 
   WorkerProcess(const std::string& engine_directory, const std::string& temporary_parent,
@@ -89,8 +108,8 @@ class WorkerProcess {
   Channel channel_;
   Window window_;
   PrivateDirectory directory_;
-  pid_t id_ = -1;    ///< -1: ended and reaped
-  int handle_ = -1;  ///< its pidfd
+  pid_t id_ = -1;      ///< -1: ended and reaped
+  Descriptor handle_;  ///< its pidfd; none on a system without
 };
 
 }  // namespace trfilter

@@ -33,7 +33,10 @@ namespace {
 namespace fs = std::filesystem;
 using namespace tarnis::v1;
 
-constexpr int crashed = 28;
+/// The codes of a worker that was killed: at work, or while it started.
+bool is_hit(int code) {
+  return code == 28 || code == 17;
+}
 
 struct Document {
   std::string name;
@@ -160,7 +163,7 @@ int endure_kills(long count, const fs::path& folder) {
     for (bool killing = true; killing;) {
       for (const Document& document : documents) {
         Text text = filter(session, document.bytes);
-        while (text.code == crashed && document.code != crashed) {
+        while (is_hit(text.code) && !is_hit(document.code)) {
           ++hit;
           text = filter(session, document.bytes);
         }

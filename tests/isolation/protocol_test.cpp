@@ -115,6 +115,9 @@ TEST(Protocol, RefusesKindsAndFormatsThatAreNone) {
   Detection detection;
   detection.format = static_cast<Format>(9999);
   EXPECT_TRUE(refused<Detection>(payload_of(detection)));
+  detection.format = Format::zstandard;
+  EXPECT_EQ(value_of<Detection>(payload_of(detection)).format, Format::none)
+      << "a host knows no number of it";
   detection.format = Format::none;
   detection.category = static_cast<Category>(22);
   EXPECT_TRUE(refused<Detection>(payload_of(detection)));
