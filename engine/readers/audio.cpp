@@ -179,24 +179,15 @@ constexpr int most_kilobits = std::numeric_limits<int>::max() / 1000;
 
 class AudioReader final : public Reader {
  public:
-  explicit AudioReader(const ReaderContext& context) : context_(context), stream_(context_) {
-    Silence::keep();
-    TagLib::File* file = nullptr;
-    if (context.detection.format == Format::mpeg_audio) {
-      // By its content alone, frames behind a tag could be those of another format.
-      file = new TagLib::MPEG::File(&stream_, TagLib::ID3v2::FrameFactory::instance());
-      reference_ = TagLib::FileRef(file);
-    } else {
-      reference_ = TagLib::FileRef(&stream_);
-    }
-    if (reference_.isNull()) throw EngineError(Code::corrupt, "the sound file cannot be read");
-  }
+  explicit AudioReader(const ReaderContext& context) : context_(context), stream_(context_) {}
 
   bool step(TextSink& /*sink*/) override {
     throw EngineError(Code::unsupported_format, "sound has no text");
   }
 
   void properties(Properties& properties) override {
+    open();
+    if (reference_.isNull()) throw EngineError(Code::corrupt, "the sound file cannot be read");
     const TagLib::PropertyMap tags = reference_.file()->properties();
     for (const Row& row : text_rows) {
       if (!tags.contains(row.key)) continue;
@@ -216,6 +207,8 @@ class AudioReader final : public Reader {
   }
 
   std::unique_ptr<Subfiles> subfiles() override {
+    open();
+    if (reference_.isNull()) return nullptr;
     std::vector<Cover> covers = covers_of(reference_.file());
     if (covers.empty()) return nullptr;
     auto files = std::make_unique<EmbeddedFiles>();
@@ -234,6 +227,18 @@ class AudioReader final : public Reader {
   }
 
  private:
+  void open() {
+    if (!reference_.isNull()) return;
+    Silence::keep();
+    if (context_.detection.format == Format::mpeg_audio) {
+      // By its content alone, frames behind a tag could be those of another format.
+      reference_ = TagLib::FileRef(
+          new TagLib::MPEG::File(&stream_, TagLib::ID3v2::FrameFactory::instance()));
+    } else {
+      reference_ = TagLib::FileRef(&stream_);
+    }
+  }
+
   void add_technical_facts(Properties& properties) const {
     const TagLib::AudioProperties* audio = reference_.file()->audioProperties();
     if (audio == nullptr) return;

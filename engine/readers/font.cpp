@@ -104,34 +104,34 @@ class Names {
 
 class FontReader final : public Reader {
  public:
-  explicit FontReader(const ReaderContext& context) : context_(context) {
-    FT_Library library = nullptr;
-    if (FT_Init_FreeType(&library) != 0) {
-      throw EngineError(Code::out_of_memory, "the font library cannot be started");
-    }
-    library_.reset(library);
-    first_ = open(0);
-    if (!first_) throw EngineError(Code::corrupt, "the font cannot be read");
-  }
+  explicit FontReader(const ReaderContext& context) : context_(context) {}
 
   bool step(TextSink& /*sink*/) override {
     throw EngineError(Code::unsupported_format, "a font has no text");
   }
 
   void properties(Properties& properties) override {
-    const FT_Long faces = std::min(first_->num_faces, most_faces);
-    for (FT_Long number = 0; number < faces; ++number) {
+    FT_Library handle = nullptr;
+    if (FT_Init_FreeType(&handle) != 0) {
+      throw EngineError(Code::out_of_memory, "the font library cannot be started");
+    }
+    const Library library(handle);
+    const Face first = open(library.get(), 0);
+    if (!first) throw EngineError(Code::corrupt, "the font cannot be read");
+    add_names(first.get(), properties);
+    const FT_Long faces = std::min(first->num_faces, most_faces);
+    for (FT_Long number = 1; number < faces; ++number) {
       context_.limits.check_time();
-      if (const Face face = open(number)) add_names(face.get(), properties);
+      if (const Face face = open(library.get(), number)) add_names(face.get(), properties);
     }
   }
 
  private:
-  Face open(FT_Long number) {
+  Face open(FT_Library library, FT_Long number) const {
     const std::string_view bytes = context_.document.bytes();
     FT_Face face = nullptr;
     const FT_Error failed =
-        FT_New_Memory_Face(library_.get(), reinterpret_cast<const FT_Byte*>(bytes.data()),
+        FT_New_Memory_Face(library, reinterpret_cast<const FT_Byte*>(bytes.data()),
                            static_cast<FT_Long>(bytes.size()), number, &face);
     return Face(failed == 0 ? face : nullptr);
   }
@@ -156,8 +156,6 @@ class FontReader final : public Reader {
   }
 
   const ReaderContext context_;
-  Library library_;
-  Face first_;
 };
 
 }  // namespace

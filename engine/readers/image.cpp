@@ -242,23 +242,16 @@ constexpr auto integer_rows = std::to_array<NumberRow>({
 
 class ImageReader final : public Reader {
  public:
-  explicit ImageReader(const ReaderContext& context) : context_(context) {
-    prepare_library();
-    try {
-      image_ = Exiv2::ImageFactory::open(Exiv2::BasicIo::AutoPtr(new DocumentIo(context_)));
-      image_->readMetadata();
-    } catch (const Exiv2::Error& error) {
-      throw EngineError(Code::corrupt, std::string("the picture cannot be read: ") + error.what());
-    }
-  }
+  explicit ImageReader(const ReaderContext& context) : context_(context) {}
 
   bool step(TextSink& /*sink*/) override {
     throw EngineError(Code::unsupported_format, "a picture has no text");
   }
 
   void properties(Properties& properties) override {
+    const Exiv2::Image::AutoPtr image = open();
     try {
-      add_all(properties);
+      add_all(*image, properties);
     } catch (const Exiv2::Error&) {
       // What has been found is stated; a value that cannot be read is not.
       return;
@@ -266,8 +259,21 @@ class ImageReader final : public Reader {
   }
 
  private:
-  void add_all(Properties& properties) {
-    const Facts facts(*image_);
+  Exiv2::Image::AutoPtr open() const {
+    prepare_library();
+    try {
+      Exiv2::Image::AutoPtr image =
+          Exiv2::ImageFactory::open(Exiv2::BasicIo::AutoPtr(new DocumentIo(context_)));
+      if (image.get() == nullptr) throw EngineError(Code::corrupt, "no picture that can be read");
+      image->readMetadata();
+      return image;
+    } catch (const Exiv2::Error& error) {
+      throw EngineError(Code::corrupt, std::string("the picture cannot be read: ") + error.what());
+    }
+  }
+
+  void add_all(Exiv2::Image& image, Properties& properties) const {
+    const Facts facts(image);
     for (const TextRow& row : text_rows) add_text(facts, row, properties);
     if (const auto time = exif_time(facts.exif("Exif.Photo.DateTimeOriginal"),
                                     facts.exif("Exif.Photo.OffsetTimeOriginal"))) {
@@ -282,8 +288,8 @@ class ImageReader final : public Reader {
     } else {
       add_time(facts, property::last_saved, {"Xmp.xmp.ModifyDate"}, properties);
     }
-    add_integer(property::width, image_->pixelWidth(), properties);
-    add_integer(property::height, image_->pixelHeight(), properties);
+    add_integer(property::width, image.pixelWidth(), properties);
+    add_integer(property::height, image.pixelHeight(), properties);
     for (const NumberRow& row : number_rows) {
       if (const auto number = facts.exif_number(row.exif)) {
         properties.add(std::string(row.property), *number);
@@ -339,7 +345,6 @@ class ImageReader final : public Reader {
   }
 
   const ReaderContext context_;
-  Exiv2::Image::AutoPtr image_;
 };
 
 }  // namespace

@@ -202,10 +202,10 @@ class HostProgram(unittest.TestCase):
 
     def test_status_3_for_an_unknown_format_and_for_one_without_a_reader(self):
         junk = self.file("junk", b"\x01\x02\x03\x00\x91\x02\x00\xff\xfe\x00\x07\x80")
-        png = self.file("png", b"\x89PNG\r\n\x1a\n\x00\x00\x00\rIHDR\x00\x00\x00\x01\x00\x00\x00\x01")
+        midi = self.file("midi", b"MThd\x00\x00\x00\x06\x00\x01")
         self.assertEqual(tarnis("text", junk).returncode, 3)
         self.assertEqual(tarnis("detect", junk).returncode, 3)
-        self.assertEqual(tarnis("text", png).returncode, 3)
+        self.assertEqual(tarnis("text", midi).returncode, 3)
 
     def test_status_4_for_a_protected_document(self):
         path = os.path.join(SAMPLES, "locked.pdf")

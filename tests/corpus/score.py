@@ -38,7 +38,7 @@ FAMILIES = {
     "xml-like": Family(("xml", "nxml", "rss", "atom", "xlf", "ttml", "dita", "svg")),
     "rtf": Family(("rtf",)),
     "ebook": Family(("epub", "fb2")),
-    "xps": Family(("xps", "oxps")),
+    "xps": Family(("xps", "oxps"), 0.85),
     "doc": Family(("doc", "dot"), 0.92),
     "xls": Family(("xls", "xlt"), 0.92),
     "ppt": Family(("ppt", "pps", "pot"), 0.92),

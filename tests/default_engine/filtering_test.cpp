@@ -73,6 +73,11 @@ TEST(DefaultEngine, RefusesAnUnknownFormatWithCode11) {
 }
 
 TEST(DefaultEngine, RefusesAKnownFormatWithoutAReaderWithCode7) {
+  const std::string midi("MThd\0\0\0\x06\0\1", 10);
+  EXPECT_EQ(code_of_filtering(midi), 7);
+}
+
+TEST(DefaultEngine, RefusesAFormatWithoutTextWithCode7) {
   const std::string png(
       "\x89PNG\r\n\x1A\n\x00\x00\x00\rIHDR\x00\x00\x00\x01\x00\x00\x00\x01\x08\x06", 26);
   EXPECT_EQ(code_of_filtering(png), 7);
