@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <unordered_set>
 #include <utility>
 
 #include "engine/html/html_charset.h"
@@ -24,7 +25,45 @@ constexpr std::uint64_t most_measured = std::uint64_t{256} << 10;
 constexpr std::size_t most_names = 1000;
 constexpr std::size_t most_pictures = 1000;
 
+// Of a longer page only the begin is compared with the text that is shown instead of it.
+constexpr std::size_t most_compared_page = std::size_t{1} << 20;
+
 constexpr std::uint8_t no_rank = 9;
+
+/// The words of a text, without regard to case.
+class WordSet {
+ public:
+  void add(std::string_view text) {
+    for_each_word(text, [&](const std::string& word) {
+      words_.insert(word);
+      return true;
+    });
+  }
+
+  bool holds_all_of(std::string_view text) const {
+    return for_each_word(text, [&](const std::string& word) { return words_.contains(word); });
+  }
+
+ private:
+  template <typename Visit>
+  static bool for_each_word(std::string_view text, const Visit& visit) {
+    std::string word;
+    for (std::size_t at = 0; at <= text.size(); ++at) {
+      const char c = at < text.size() ? text[at] : ' ';
+      const bool letter = static_cast<unsigned char>(c) >= 0x80 || (c >= '0' && c <= '9') ||
+                          (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+      if (letter) {
+        word += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+      } else if (!word.empty()) {
+        if (!visit(word)) return false;
+        word.clear();
+      }
+    }
+    return true;
+  }
+
+  std::unordered_set<std::string> words_;
+};
 
 /// What a part gives, as an output.
 class Counter : public ByteOutput {
@@ -197,6 +236,7 @@ void Message::sort_leaf(std::int32_t number, Place place) {
   const Part& leaf = part(number);
   const bool is_text = rank_of(leaf) != no_rank;
   if (is_text && place == Place::other_form && !leaf.named && leaf.kind != PartKind::calendar) {
+    if (leaf.kind == PartKind::html) other_pages_.push_back(number);
     return;
   }
   // A text with a name of its own is a file, unless there is no other text.
@@ -225,6 +265,46 @@ void Message::find_text_files() {
     }
   }
   if (!text_files_.empty()) std::ranges::stable_sort(members_, {}, &Member::part);
+}
+
+/// Text of one part as it would be shown.
+std::string Message::shown_text(std::int32_t number) {
+  Limits limits = context_.limits;  // it goes nowhere, and so does not count
+  TextSink sink(context_.options, limits);
+  const Part& form = part(number);
+  MailTextWriter writer(form_of(form), context_.options, sink, MailTextWriter::Title::left_out);
+  writer.feed(
+      read_content(document_, context_.limits, body_of(form), form.encoding, most_compared_page),
+      true);
+  sink.finish();
+  std::string text;
+  sink.take(text);
+  return text;
+}
+
+/// The page of a body that is shown as plain text says the same, as a rule. One that does not is
+/// not to be lost: it is a member.
+void Message::find_other_pages() {
+  if (other_pages_found_) return;
+  other_pages_found_ = true;
+  if (other_pages_.empty()) return;
+  WordSet shown;
+  for (const std::int32_t number : bodies_) {
+    if (part(number).kind == PartKind::plain) shown.add(shown_text(number));
+  }
+  const auto attachments = static_cast<std::ptrdiff_t>(members_.size());
+  for (const std::int32_t number : other_pages_) {
+    context_.limits.check_time();
+    if (shown.holds_all_of(shown_text(number))) continue;
+    members_.push_back({number, Part::none, true});
+  }
+  std::inplace_merge(members_.begin(), members_.begin() + attachments, members_.end(),
+                     [](const Member& a, const Member& b) { return a.part < b.part; });
+}
+
+void Message::find_all_members() {
+  find_text_files();
+  find_other_pages();
 }
 
 // ---- facts
@@ -294,7 +374,7 @@ bool Message::step(TextSink& sink) {
 // ---- members
 
 std::size_t Message::member_count() {
-  find_text_files();
+  find_all_members();
   return members_.size();
 }
 

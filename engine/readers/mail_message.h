@@ -72,6 +72,9 @@ class Message {
   static std::uint8_t rank_of(const Part& part);
   bool has_text(const Part& part);
   void find_text_files();
+  void find_other_pages();
+  void find_all_members();
+  std::string shown_text(std::int32_t number);
 
   Part& part(std::int32_t number) { return parts_[static_cast<std::size_t>(number)]; }
   Stretch body_of(const Part& part) const;
@@ -94,7 +97,9 @@ class Message {
   std::vector<std::uint8_t> ranks_;   ///< how well the text of each part can be shown
   std::vector<std::int32_t> bodies_;  ///< parts that are the text, in order
   std::vector<Member> members_;
+  std::vector<std::int32_t> other_pages_;  ///< HTML forms of bodies that are shown as plain text
   bool text_files_found_ = false;
+  bool other_pages_found_ = false;
   std::vector<TextFile> text_files_;
   std::vector<std::int32_t> owners_;  ///< the part of each text file
 

@@ -45,7 +45,7 @@ FAMILIES = {
     "mail": Family(("eml", "mbox", "mht", "mhtml"), container=True),
     "outlook": Family(("msg", "pst", "ost", "dat"), container=True),
     "archives": Family(("zip", "kmz", "jar", "7z", "rar", "tar", "tgz", "gz", "bz2", "xz", "lz4", "zst", "z",
-                        "ar", "cpio", "iso", "lha", "lzh", "warc", "cab", "chm"), 0.85, container=True),
+                        "ar", "cpio", "iso", "lha", "lzh", "warc", "cab", "chm"), container=True),
 }
 
 SECONDS_A_DOCUMENT = 60
@@ -54,8 +54,9 @@ MEMORY_A_DOCUMENT = 4 << 30
 
 EXIT_STATUS = {0: "text", 1: "other", 3: "unsupported", 4: "protected", 5: "damaged", 7: "time-out",
                8: "some members failed"}
-# How the text of a container frames each member.
+# How the text of a container frames each member, and names it.
 MEMBER_FRAME = re.compile(r"^--- Subfile \d+ of ", re.MULTILINE)
+MEMBER_NAME = re.compile(r"^=== (.*) ===$", re.MULTILINE)
 
 
 def folded(text):
@@ -125,7 +126,9 @@ def known_members(embedded, text, listing):
         recursive = embedded.get("count_kind") == "recursive"
         count = len(MEMBER_FRAME.findall(text)) if recursive else len(members)
         yield f"{embedded['count']} members", count == embedded["count"]
+    # A member may lie deeper: in a message of a store, say.
     names = {folded(member["name"]) for member in members}
+    names.update(folded(name) for name in MEMBER_NAME.findall(text))
     for name in embedded.get("names") or []:
         yield f"member {name}", folded(name) in names
     for known in embedded.get("contains") or []:

@@ -181,7 +181,22 @@ TEST(MailReader, ShowsOneFormOfABody) {
   EXPECT_EQ(text_of(multipart("alternative", {"Content-Type: text/rtf\n\n{\\rtf1 rich}\n",
                                               "Content-Type: text/calendar\n\nBEGIN:VCALENDAR\n"})),
             "Subject: s\nrich\n");
-  EXPECT_EQ(names_of(multipart("alternative", {plain_part, html_part})), Names{});
+}
+
+TEST(MailReader, ListsAPageThatSaysMoreThanTheTextBesideIt) {
+  EXPECT_EQ(names_of(multipart("alternative", {plain_part, html_part})),
+            Names{"attachment-1.html"});
+  EXPECT_EQ(names_of(multipart("alternative",
+                               {plain_part, "Content-Type: text/html\n\n<b>Text</b> plain\n"})),
+            Names{});
+  // It is no attachment that the sender has added.
+  const std::string message = multipart("alternative", {plain_part, html_part});
+  const Properties facts = read_properties(message, Format::mime);
+  for (const auto& item : facts.items()) {
+    if (item.name == "AttachmentCount") {
+      EXPECT_EQ(std::get<std::int32_t>(item.value), 0);
+    }
+  }
 }
 
 TEST(MailReader, ShowsTextPartsInOrder) {
