@@ -43,8 +43,8 @@ const Encoding& mail_encoding(std::string_view bytes, bool whole, std::string_vi
                        declared->kind == Encoding::Kind::utf16_big ||
                        declared->kind == Encoding::Kind::utf32_little ||
                        declared->kind == Encoding::Kind::utf32_big;
-    const bool contradicted = units && bytes.find('\0') == std::string_view::npos &&
-                              looks_like_utf8(bytes, whole);
+    const bool contradicted =
+        units && bytes.find('\0') == std::string_view::npos && looks_like_utf8(bytes, whole);
     return contradicted ? utf8_encoding() : *declared;
   }
   if (declared != nullptr && is_ascii(bytes)) return *declared;

@@ -201,7 +201,7 @@ void add_mail_properties(const MailHeaders& headers, Properties& properties) {
   properties.add(property::cc, shown_addresses(headers.cc));
   properties.add(property::bcc, shown_addresses(headers.bcc));
   add_time(properties, "Received", headers.received);
-  properties.add("Identifier", headers.message_id);
+  properties.add(property::identifier, headers.message_id);
   add_rest(headers, properties);
 }
 

@@ -95,12 +95,10 @@ std::optional<TextRun> Source::run_at(std::uint32_t position, std::uint32_t limi
       std::clamp<std::uint64_t>((formatted.end - offset) / width, 1, most_characters_of_run);
   run.end = static_cast<std::uint32_t>(
       std::min<std::uint64_t>({piece->end, limit, run.begin + characters}));
-  run.properties = character_properties(formatted.modifiers, style_);
-  if (const std::string_view more = pieces_.modifications(*piece, scratch_); !more.empty()) {
-    const CharacterProperties by_piece = character_properties(more, style_);
-    run.properties.hidden |= by_piece.hidden;
-    run.properties.inserted |= by_piece.inserted;
-    run.properties.deleted |= by_piece.deleted;
+  if (const std::string_view more = pieces_.modifications(*piece, scratch_); more.empty()) {
+    run.properties = character_properties(formatted.modifiers, style_);
+  } else {
+    run.properties = character_properties(std::string(formatted.modifiers).append(more), style_);
   }
   run.bytes = window(offset, std::size_t{run.end - run.begin} * width);
   if (run.bytes.size() < width) {

@@ -112,6 +112,23 @@ TEST(DocReader, TakesHiddenFromStyles) {
   EXPECT_EQ(text_of(document), "plain\nac\nbothshownother\n");
 }
 
+TEST(DocReader, TakesModificationsFromPieces) {
+  // Two pieces: the text of the second is hidden, by a short modification or by one of the table.
+  for (const bool of_table : {false, true}) {
+    DocWriter document;
+    document.paragraph(u"seen").paragraph(u"unseen");
+    const std::uint32_t text = document.text_offset();
+    const std::string modifiers = "\1" + le(hidden.size(), 2) + hidden;
+    const std::uint32_t modifier = of_table ? 1 : 0x0100 | 0x5C << 1;
+    const std::string table = DocWriter::positions({0, 5, 12}) + le(0, 2) + le(text, 4) + le(0, 2) +
+                              le(0, 2) + le(text + 10, 4) + le(modifier, 2);
+    document.table(DocWriter::pieces,
+                   (of_table ? modifiers : "") + "\2" + le(table.size(), 4) + table);
+    EXPECT_EQ(text_of(document), "seen\n");
+    EXPECT_EQ(text_of(document, with(&Options::hidden_text)), "seen\nunseen\n");
+  }
+}
+
 TEST(DocReader, MarksRevisions) {
   DocWriter document;
   document.text(u"stay ").text(u"old", deleted).text(u"new", inserted).end();

@@ -73,6 +73,10 @@ std::uint32_t DocWriter::add_main(std::string_view bytes) {
   return at;
 }
 
+std::uint32_t DocWriter::text_offset() {
+  return text_at;
+}
+
 DocWriter& DocWriter::narrow() {
   narrow_ = true;
   return *this;

@@ -98,6 +98,9 @@ class DocWriter {
   /// Characters of a part so far.
   std::uint32_t length(Part part) const { return static_cast<std::uint32_t>(parts_[part].size()); }
 
+  /// Where the text begins in the main stream.
+  static std::uint32_t text_offset();
+
   Streams streams() const;
   /// The document as a compound file.
   std::string bytes() const;

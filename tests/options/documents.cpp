@@ -1,9 +1,7 @@
 #include "tests/options/documents.h"
 
 #include <gtest/gtest.h>
-#include <zlib.h>
 
-#include <cstdint>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
@@ -371,47 +369,6 @@ std::string zip(const std::vector<Member>& members) {
   ZipWriter writer;
   for (const Member& member : members) writer.add(member.name, member.content);
   return writer.bytes();
-}
-
-std::string zip_under_password(std::string_view content, std::string_view password) {
-  // APPNOTE.TXT 6.1.
-  const auto step = [](std::uint32_t key, unsigned byte) {
-    const auto bytes = static_cast<unsigned char>(byte);
-    const std::uint32_t low = (key ^ bytes) & 0xFF;
-    const z_crc_t* const table = get_crc_table();
-    return static_cast<std::uint32_t>(key >> 8 ^ table[low]);
-  };
-  std::uint32_t keys[3] = {0x12345678, 0x23456789, 0x34567890};
-  const auto update = [&](unsigned byte) {
-    keys[0] = step(keys[0], byte);
-    keys[1] = (keys[1] + (keys[0] & 0xFF)) * 134775813 + 1;
-    keys[2] = step(keys[2], keys[1] >> 24);
-  };
-  for (const char c : password) update(static_cast<unsigned char>(c));
-  const auto checksum = static_cast<std::uint32_t>(
-      crc32(0, reinterpret_cast<const Bytef*>(content.data()), static_cast<uInt>(content.size())));
-  std::string plain(11, 'r');
-  plain.push_back(static_cast<char>(checksum >> 24));
-  plain += content;
-  std::string secret;
-  for (const char c : plain) {
-    const std::uint32_t key = (keys[2] & 0xFFFF) | 2;
-    const auto byte = static_cast<unsigned char>(c);
-    secret.push_back(static_cast<char>(byte ^ (key * (key ^ 1) >> 8 & 0xFF)));
-    update(byte);
-  }
-  using namespace trfilter::test;
-  const std::string name = "secret.txt";
-  const std::string fields = u16(20) + u16(1) + u16(0) + u32(0x5A210000) + u32(checksum) +
-                             u32(static_cast<std::uint32_t>(secret.size())) +
-                             u32(static_cast<std::uint32_t>(content.size())) +
-                             u16(static_cast<unsigned>(name.size())) + u16(0);
-  const std::string member = "PK\3\4" + fields + name + secret;
-  const std::string entry =
-      "PK\1\2" + u16(20) + fields + u16(0) + u16(0) + u16(0) + u32(0) + u32(0) + name;
-  return member + entry + "PK\5\6" + u32(0) + u16(1) + u16(1) +
-         u32(static_cast<std::uint32_t>(entry.size())) +
-         u32(static_cast<std::uint32_t>(member.size())) + u16(0);
 }
 
 std::string sample(std::string_view name) {

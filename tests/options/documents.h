@@ -63,8 +63,6 @@ struct Member {
   std::string_view content;
 };
 std::string zip(const std::vector<Member>& members);
-/// A zip archive of one member under a password, in its traditional encryption.
-std::string zip_under_password(std::string_view content, std::string_view password);
 
 /// The document `samples/<name>`.
 std::string sample(std::string_view name);

@@ -27,9 +27,10 @@ void add_page_texts(Table& table) {
       "<sheetData><row><c><v>1</v></c></row></sheetData>"
       "<headerFooter><oddHeader>&amp;Chead</oddHeader><oddFooter>&amp;Cfoot</oddFooter>"
       "</headerFooter>");
-  table.add("header_and_footer", "xlsx", in_xlsx, show_page_texts, "S\n1\n", "S\n1\nhead\nfoot\n");
+  table.add("header_and_footer", "xlsx", in_xlsx, show_page_texts, "S\n1\n",
+            "S\n1\n\thead\n\tfoot\n");
   table.add("header_and_footer_tags", "xlsx", in_xlsx, tag_page_texts, "S\n1\n",
-            "S\n1\n<header>head</header>\n<footer>foot</footer>\n");
+            "S\n1\n\t<header>head</header>\n\t<footer>foot</footer>\n");
   const std::string in_pptx = pptx(pptx_shape("title", "title") + pptx_shape("foot", "ftr"));
   table.add("header_and_footer", "pptx", in_pptx, show_page_texts, "title\n", "title\nfoot\n");
   table.add("header_and_footer_tags", "pptx", in_pptx, tag_page_texts, "title\n",
@@ -48,9 +49,9 @@ void add_page_texts(Table& table) {
       [](Configuration& c) { c.tagged_pdf_content(true).header_and_footer_tags(true); },
       "Read first\n\nRead second\n", "Read first\n\nRead second\n<footer>Page 1</footer>\n");
   table.add("header_and_footer", "xls", xls_with_header(), show_page_texts, "S\nbody\n",
-            "S\nbody\nhead  in \n");
+            "S\nbody\n\thead  in \n");
   table.add("header_and_footer_tags", "xls", xls_with_header(), tag_page_texts, "S\nbody\n",
-            "S\nbody\n<header>head  in </header>\n");
+            "S\nbody\n\t<header>head  in </header>\n");
 }
 
 void add_revisions(Table& table) {
@@ -141,11 +142,11 @@ void add_field_codes(Table& table) {
   table.add_between(
       "date_time_field_codes", "xlsx", in_xlsx, show_page_texts,
       [](Configuration& c) { c.header_and_footer(true).date_time_field_codes(true); },
-      "S\n1\non  in \n", "S\n1\non &D in \n");
+      "S\n1\n\ton  in \n", "S\n1\n\ton &D in \n");
   table.add_between(
       "filename_field_code", "xlsx", in_xlsx, show_page_texts,
       [](Configuration& c) { c.header_and_footer(true).filename_field_code(true); },
-      "S\n1\non  in \n", "S\n1\non  in &F\n");
+      "S\n1\n\ton  in \n", "S\n1\n\ton  in &F\n");
   table.add("date_time_field_codes", "pptx",
             pptx("<p:sp><p:nvSpPr><p:cNvPr id=\"2\" name=\"Shape\"/><p:nvPr/></p:nvSpPr><p:txBody>"
                  "<a:p><a:fld type=\"datetime1\"><a:t>1.2.</a:t></a:fld></a:p></p:txBody></p:sp>"),
@@ -157,11 +158,11 @@ void add_field_codes(Table& table) {
   table.add_between(
       "date_time_field_codes", "xls", xls_with_header(), show_page_texts,
       [](Configuration& c) { c.header_and_footer(true).date_time_field_codes(true); },
-      "S\nbody\nhead  in \n", "S\nbody\nhead &D in \n");
+      "S\nbody\n\thead  in \n", "S\nbody\n\thead &D in \n");
   table.add_between(
       "filename_field_code", "xls", xls_with_header(), show_page_texts,
       [](Configuration& c) { c.header_and_footer(true).filename_field_code(true); },
-      "S\nbody\nhead  in \n", "S\nbody\nhead  in &F\n");
+      "S\nbody\n\thead  in \n", "S\nbody\n\thead  in &F\n");
 }
 
 void add_pdf(Table& table) {
@@ -239,8 +240,8 @@ void add_character_sets(Table& table) {
   const std::string xml = "<?xml version='1.0'?><a>" + word + "</a>";
   const auto as_russian = [](Configuration& c) { c.source_encoding(Encoding::koi8_r); };
   const auto as_western = [](Configuration& c) { c.source_encoding(Encoding::windows_1252); };
-  table.add_between("source_encoding", "plain text", "faith: " + word, as_western, as_russian,
-                    "faith: ×ÅÒÁ\n", "вера\n");
+  table.add_between("source_encoding", "plain text", "The word for faith is " + word, as_western,
+                    as_russian, "The word for faith is ×ÅÒÁ\n", "The word for faith is вера\n");
   table.add_between("source_encoding", "HTML", html, as_western, as_russian, "×ÅÒÁ\n", "вера\n");
   table.add_between("source_encoding", "XML", xml, as_western, as_russian, "×ÅÒÁ\n", "вера\n");
   table.add_between(
@@ -269,10 +270,6 @@ void add_passwords(Table& table) {
   table.add(
       "password", "PDF", sample("locked.pdf"), [](Configuration& c) { c.password("aladdin"); }, "8",
       "0", Shown::code);
-  table.add(
-      "password", "archives", zip_under_password("What is inside.", "sesame"),
-      [](Configuration& c) { c.password("sesame"); }, "[error 8]", "What is inside.",
-      Shown::first_member);
 }
 
 }  // namespace
@@ -352,7 +349,7 @@ std::string seen(Shown shown, const std::string& document, const Configuration& 
   int code = 0;
   try {
     const v1::generic_io::Output target(output);
-    if (shown == Shown::first_member || shown == Shown::member_line) {
+    if (shown == Shown::member_line) {
       const v1::Container container(source, *session.implementation());
       v1::internal::extract(container.at(0).implementation(), target);
     } else {
