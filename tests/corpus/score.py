@@ -159,6 +159,10 @@ def is_stated(known, values, comparison):
         text = folded(str(value)).strip()
         if text.lower() == known.lower():
             return True
+        if comparison == "part" and known.lower() in text.lower():
+            return True
+        if comparison == "count" and text.split("/")[0] == known:  # 3 of 12
+            return True
         if comparison == "time" and text[:19] == known[:19]:
             return True
         if comparison in ("number", "minutes", "text"):
