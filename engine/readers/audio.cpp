@@ -239,9 +239,27 @@ class AudioReader final : public Reader {
     }
   }
 
+  /// How the sound is encoded, as far as the format leaves a choice or has a name for it.
+  static std::string codec_of(const TagLib::AudioProperties& audio) {
+    namespace T = TagLib;
+    if (const auto* mpeg = dynamic_cast<const T::MPEG::Properties*>(&audio)) {
+      return "MP" + std::to_string(mpeg->layer());
+    }
+    if (const auto* mp4 = dynamic_cast<const T::MP4::Properties*>(&audio)) {
+      if (mp4->codec() == T::MP4::Properties::AAC) return "AAC";
+      return mp4->codec() == T::MP4::Properties::ALAC ? "ALAC" : "";
+    }
+    if (dynamic_cast<const T::FLAC::Properties*>(&audio) != nullptr) return "FLAC";
+    if (dynamic_cast<const T::Vorbis::Properties*>(&audio) != nullptr) return "Vorbis";
+    if (dynamic_cast<const T::Ogg::Opus::Properties*>(&audio) != nullptr) return "Opus";
+    if (dynamic_cast<const T::Ogg::Speex::Properties*>(&audio) != nullptr) return "Speex";
+    return {};
+  }
+
   void add_technical_facts(Properties& properties) const {
     const TagLib::AudioProperties* audio = reference_.file()->audioProperties();
     if (audio == nullptr) return;
+    properties.add(std::string(property::audio_codec), codec_of(*audio));
     const auto add = [&](std::string_view name, int value) {
       if (value > 0) properties.add(std::string(name), std::int32_t{value});
     };

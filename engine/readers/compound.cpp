@@ -1,9 +1,13 @@
-// Compound files ([MS-CFB]) that are no document of a kind of their own, format 217: objects that
-// one program has put into another's document, as they lie in the documents' packages.
+// Compound files ([MS-CFB]) without a reader of their own: objects that one program has put into
+// another's document, as they lie in the documents' packages (format 217), and documents of
+// programs that keep their text in a way nobody has published. Early versions of some of these are
+// no compound files; of them nothing is known.
 //
 // The file within, where the object wraps one, is the only member (ole_object.h); the property sets
 // are properties. There is no text.
 
+#include <optional>
+#include <string_view>
 #include <utility>
 
 #include "engine/compound/ole_object.h"
@@ -13,33 +17,40 @@
 namespace trfilter {
 namespace {
 
+constexpr std::string_view signature = "\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1";
+
 class CompoundReader final : public Reader {
  public:
-  explicit CompoundReader(const ReaderContext& context) : file_(context.document, context.limits) {}
+  explicit CompoundReader(const ReaderContext& context) {
+    if (context.document.head(signature.size()) == signature) {
+      file_.emplace(context.document, context.limits);
+    }
+  }
 
   bool step(TextSink& /*sink*/) override {
-    throw EngineError(Code::unsupported_format, "a compound file of no known kind has no text");
+    throw EngineError(Code::unsupported_format, "no text that can be read");
   }
 
   void properties(Properties& properties) override {
-    add_property_sets(file_, CompoundEntry::root, properties);
+    if (file_) add_property_sets(*file_, CompoundEntry::root, properties);
   }
 
   std::unique_ptr<Subfiles> subfiles() override {
-    const auto found = find_ole_file(file_, CompoundEntry::root);
+    if (!file_) return nullptr;
+    const auto found = find_ole_file(*file_, CompoundEntry::root);
     if (!found) return nullptr;
     auto files = std::make_unique<EmbeddedFiles>();
     EmbeddedFiles::File file;
     file.name = found->name;
     file.size = static_cast<std::int64_t>(found->size);
     files->add(std::move(file), [this, found = *found](ByteOutput& output) {
-      write_ole_file(file_, found, output);
+      write_ole_file(*file_, found, output);
     });
     return files;
   }
 
  private:
-  CompoundFile file_;
+  std::optional<CompoundFile> file_;
 };
 
 }  // namespace

@@ -114,6 +114,7 @@ TEST(AudioReader, GivesTagsAndTechnicalFacts) {
   EXPECT_EQ(text_of(facts, property::comments), "From the pier");
   EXPECT_EQ(text_of(facts, property::release_date), "2024");
   EXPECT_EQ(text_of(facts, property::track_number), "3");
+  EXPECT_EQ(text_of(facts, property::audio_codec), "FLAC");
   EXPECT_EQ(number_of(facts, property::sample_rate), 44100);
   EXPECT_EQ(number_of(facts, property::channel_count), 1);
   EXPECT_DOUBLE_EQ(number_of(facts, property::duration), 1);
@@ -124,6 +125,7 @@ TEST(AudioReader, ReadsTagsInEveryTextEncoding) {
   EXPECT_EQ(text_of(facts, property::title), "Möwen");
   EXPECT_EQ(text_of(facts, property::artist), "The Beacons");
   EXPECT_EQ(text_of(facts, property::comments), "At low tide");
+  EXPECT_EQ(text_of(facts, property::audio_codec), "MP3");
 }
 
 TEST(AudioReader, ListsCoversAsMembers) {
