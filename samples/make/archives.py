@@ -116,7 +116,7 @@ def main():
     inner = zip_of([("inner.txt", b"A note in an archive in an archive.\n")])
     members = [("papers/note.txt", NOTE), ("papers/letter.docx", sample("letter.docx")),
                ("papers/form.pdf", sample("form.pdf")), ("inner.zip", inner)]
-    write("bundle.zip", zip_of(members))
+    write("bundle.zip", zip_of(members + [("papers/post.eml", sample("post.eml"))]))
     write("bundle.tar.gz", gzip.compress(tar_of([("papers/", b"")] + members), mtime=SECONDS))
     seven_zip("bundle.7z", members)
     seven_zip("locked.7z", members[:1], "-psecret", "-mhe=on")
