@@ -155,11 +155,11 @@ class PropertySet {
   }
 
   void add_by(std::span<const Row> rows, Properties& properties) {
-    for (const auto& [id, offset] : offsets_) {
+    for (const Place& place : offsets_) {
       const auto row =
-          std::find_if(rows.begin(), rows.end(), [&](const Row& r) { return r.id == id; });
+          std::find_if(rows.begin(), rows.end(), [&](const Row& r) { return r.id == place.id; });
       if (row == rows.end()) continue;
-      if (auto value = value_at(offset, row->meaning)) properties.add(row->name, std::move(*value));
+      if (auto value = value_at(place.offset, row->meaning)) properties.add(row->name, std::move(*value));
     }
   }
 

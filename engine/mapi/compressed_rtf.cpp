@@ -51,8 +51,8 @@ std::string unpack_rtf(std::string_view packed, Limits& limits) {
         continue;
       }
       if (contents.size() - at < 2) return out;
-      const unsigned reference = static_cast<unsigned char>(contents[at]) << 8 |
-                                 static_cast<unsigned char>(contents[at + 1]);
+      const auto reference = static_cast<unsigned>(static_cast<unsigned char>(contents[at]) << 8 |
+                                                   static_cast<unsigned char>(contents[at + 1]));
       at += 2;
       std::size_t offset = reference >> 4;
       if (offset == write_offset) return out;  // the end's mark

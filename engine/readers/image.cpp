@@ -12,6 +12,7 @@
 #include <cctype>
 #include <charconv>
 #include <cmath>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -106,6 +107,16 @@ void prepare_library() {
     Exiv2::enableBMFF(true);
   });
 }
+
+// The library's interface speaks in std::auto_ptr, which it keeps for its callers' sake.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+/// Takes `io` over. @return null for what is no picture
+std::unique_ptr<Exiv2::Image> open_image(DocumentIo* io) {
+  return std::unique_ptr<Exiv2::Image>(
+      Exiv2::ImageFactory::open(Exiv2::BasicIo::AutoPtr(io)).release());
+}
+#pragma GCC diagnostic pop
 
 std::string_view trimmed(std::string_view text) {
   const auto blank = [](char c) { return c == '\0' || static_cast<unsigned char>(c) <= ' '; };
@@ -249,7 +260,7 @@ class ImageReader final : public Reader {
   }
 
   void properties(Properties& properties) override {
-    const Exiv2::Image::AutoPtr image = open();
+    const std::unique_ptr<Exiv2::Image> image = open();
     try {
       add_all(*image, properties);
     } catch (const Exiv2::Error&) {
@@ -259,12 +270,11 @@ class ImageReader final : public Reader {
   }
 
  private:
-  Exiv2::Image::AutoPtr open() const {
+  std::unique_ptr<Exiv2::Image> open() const {
     prepare_library();
     try {
-      Exiv2::Image::AutoPtr image =
-          Exiv2::ImageFactory::open(Exiv2::BasicIo::AutoPtr(new DocumentIo(context_)));
-      if (image.get() == nullptr) throw EngineError(Code::corrupt, "no picture that can be read");
+      std::unique_ptr<Exiv2::Image> image = open_image(new DocumentIo(context_));
+      if (!image) throw EngineError(Code::corrupt, "no picture that can be read");
       image->readMetadata();
       return image;
     } catch (const Exiv2::Error& error) {

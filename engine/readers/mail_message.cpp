@@ -95,8 +95,9 @@ class Message::BodyText {
         page ? MailTextWriter::Title::shown : MailTextWriter::Title::left_out);
     Stretch left = message.body_of(part);
     const auto number = static_cast<std::int32_t>(&part - message.parts_.data());
-    const auto owned = std::ranges::equal_range(message.owners_, number);
-    for (auto owner = owned.begin(); owner != owned.end(); ++owner) {
+    const auto [first, last] =
+        std::equal_range(message.owners_.begin(), message.owners_.end(), number);
+    for (auto owner = first; owner != last; ++owner) {
       const auto i = static_cast<std::size_t>(owner - message.owners_.begin());
       Stretch before = left;
       before.end = message.text_files_[i].stretch.begin;

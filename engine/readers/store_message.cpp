@@ -176,7 +176,7 @@ std::optional<StoredProperty> ItemProperties::load(std::uint16_t id) {
   auto* const data = reinterpret_cast<uint8_t*>(bytes.data());
   if (!library_->check(libpff_record_entry_get_data(found, data, size, nullptr))) return {};
   StoredProperty property;
-  property.type = static_cast<PropertyType>(type & 0xFFFF & ~mapi::multiple_values);
+  property.type = static_cast<PropertyType>(type & 0xFFFF & ~std::uint32_t{mapi::multiple_values});
   if ((type & mapi::multiple_values) != 0) {
     property.values = values_of(property.type, bytes);
   } else {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 
 namespace trfilter {
 namespace {
@@ -81,13 +82,14 @@ PropertyValue read_value(FieldReader& in) {
 }
 
 Format format_of(std::uint32_t number) {
-  constexpr std::array numbers = {
-      std::uint32_t{0},
-#define FORMAT(number, name, category) std::uint32_t{number},
+  constexpr std::uint32_t numbers[] = {
+      0,
+#define FORMAT(number, name, category) number,
 #include "engine/core/formats.def"
+#include "engine/core/unnumbered_formats.def"
 #undef FORMAT
   };
-  if (std::find(numbers.begin(), numbers.end(), number) == numbers.end()) {
+  if (std::find(std::begin(numbers), std::end(numbers), number) == std::end(numbers)) {
     protocol_broken("a format that is none");
   }
   return static_cast<Format>(number);
