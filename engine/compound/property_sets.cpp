@@ -159,7 +159,8 @@ class PropertySet {
       const auto row =
           std::find_if(rows.begin(), rows.end(), [&](const Row& r) { return r.id == place.id; });
       if (row == rows.end()) continue;
-      if (auto value = value_at(place.offset, row->meaning)) properties.add(row->name, std::move(*value));
+      if (auto value = value_at(place.offset, row->meaning))
+        properties.add(row->name, std::move(*value));
     }
   }
 

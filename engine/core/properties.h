@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -13,9 +14,14 @@ namespace trfilter {
 struct FileTime {
   std::int64_t ticks = 0;
 
-  /// From seconds since 1970-01-01 00:00:00 UTC.
+  /// From seconds since 1970-01-01 00:00:00 UTC; 0 ticks, which is no time, for what has none.
   static constexpr FileTime from_unix_seconds(std::int64_t seconds) {
-    return {seconds * 10'000'000 + 116'444'736'000'000'000};
+    constexpr std::int64_t ticks_of_second = 10'000'000;
+    constexpr std::int64_t epoch = 116'444'736'000'000'000;
+    constexpr std::int64_t last =
+        (std::numeric_limits<std::int64_t>::max() - epoch) / ticks_of_second;
+    if (seconds < -epoch / ticks_of_second || seconds > last) return {};
+    return {seconds * ticks_of_second + epoch};
   }
 };
 

@@ -10,8 +10,9 @@
 // Text: the headers that people read and the body: plain text if there is one, else HTML, else RTF;
 // text parts behind it follow, unless they are attachments or have file names. Members are all
 // other parts, files within plain text among them; other forms of the body are none, but for a page
-// that has words which the plain text lacks. A message in a message is a member, its parts are those of the member. The members of a mailbox are its
-// messages, those of a saved page its resources; a page's text is that of the page alone.
+// that has words which the plain text lacks. A message in a message is a member, its parts are
+// those of the member. The members of a mailbox are its messages, those of a saved page its
+// resources; a page's text is that of the page alone.
 //
 // Not handled: encrypted and opaquely signed content, which is a member as it stands; messages in
 // pieces (message/partial); the bodies of a message that lie elsewhere (message/external-body);

@@ -19,20 +19,6 @@
 namespace trfilter {
 namespace {
 
-// The one place that knows of sanitizers: their shadow memory takes terabytes of address space, and
-// their reports need calls that a parser does not.
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool under_sanitizer = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-constexpr bool under_sanitizer = true;
-#else
-constexpr bool under_sanitizer = false;
-#endif
-#else
-constexpr bool under_sanitizer = false;
-#endif
-
 // Landlock's names of later versions than the headers that the engine has to compile with
 // (Linux: Documentation/userspace-api/landlock.rst).
 struct RulesetAttributes {

@@ -7,6 +7,20 @@
 
 namespace trfilter {
 
+// The one place that knows of sanitizers: their shadow memory takes terabytes of address space,
+// their reports need calls and files that a parser does not. Without seccomp, /proc is open too.
+#if defined(__SANITIZE_ADDRESS__)
+inline constexpr bool under_sanitizer = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+inline constexpr bool under_sanitizer = true;
+#else
+inline constexpr bool under_sanitizer = false;
+#endif
+#else
+inline constexpr bool under_sanitizer = false;
+#endif
+
 /// What a worker may reach once it is locked down.
 struct Reach {
   std::string engine_directory;     ///< read, and its modules loaded

@@ -81,7 +81,8 @@ def environment_for(sanitized):
         # The readers' modules share the engine's core, so one global may come twice. The leak checker
         # dies on the thread-local data of libraries that were loaded at run time.
         environment["ASAN_OPTIONS"] = "detect_odr_violation=0:" + environment.get("ASAN_OPTIONS", "")
-        environment["LSAN_OPTIONS"] = "use_tls=0:print_suppressions=0"
+        suppressions = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "leaks.supp")
+        environment["LSAN_OPTIONS"] = f"use_tls=0:print_suppressions=0:suppressions={suppressions}"
     return environment
 
 

@@ -26,7 +26,7 @@ void pad(std::string& bytes, std::size_t unit) {
 
 std::string le(std::uint64_t value, std::size_t bytes) {
   std::string out;
-  for (std::size_t i = 0; i < bytes; ++i) out += static_cast<char>(value >> (8 * i) & 0xFF);
+  for (; bytes != 0; --bytes, value >>= 8) out += static_cast<char>(value & 0xFF);
   return out;
 }
 
