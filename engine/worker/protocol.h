@@ -60,6 +60,7 @@ struct FrameHeader {
 static_assert(sizeof(FrameHeader) == 24);
 
 constexpr std::size_t largest_payload = std::size_t{128} << 10;
+constexpr std::size_t largest_first_text = largest_payload - 256;
 
 /// The window: memory of the host's that a worker reads documents from. A document of up to
 /// `Document::block_in_memory` bytes lies at its begin while it is being opened; a larger one comes
@@ -132,9 +133,14 @@ struct OpenRequest {
   std::uint64_t size = 0;  ///< of the document
 };
 
+/// A document, and of one that was opened for its text the begin: the whole of a small document is
+/// in the answer to its opening.
 struct OpenedReply {
   Format format = Format::none;
   std::uint64_t members = 0;
+  std::string text;       ///< up to `largest_first_text` bytes
+  bool ended = false;     ///< there is no more text, and the worker has closed the document
+  std::int32_t code = 0;  ///< of what ended it, 0 for its end
 };
 
 struct BlockRequest {
@@ -153,7 +159,7 @@ struct TextRequest {
 };
 
 struct TextEnd {
-  bool ended = false;  ///< there is no more text
+  bool ended = false;  ///< there is no more text, and the worker has closed the document
 };
 
 struct MemberRequest {
@@ -212,6 +218,10 @@ Value value_of(std::string_view payload) {
   in.finish();
   return value;
 }
+
+/// The code that a number in a payload is.
+/// @throws EngineError code 37 for a number that is none
+Code code_of_number(std::int32_t number);
 
 /// Throws the error of what breaks the protocol.
 [[noreturn]] void protocol_broken(const std::string& how);

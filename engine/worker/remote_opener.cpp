@@ -25,6 +25,10 @@ constexpr auto grace = std::chrono::milliseconds(30);
 // the host works with what it has.
 constexpr std::uint32_t pieces_at_once = 8;
 
+// A document of up to so many bytes is expected to give all of its text with the answer to its
+// opening; of a larger one text is asked for before that answer is here.
+constexpr std::uint64_t answered_at_once = std::uint64_t{64} << 10;
+
 // Bytes of an answer that is no text and no member: properties, mail fields, a list of children.
 constexpr std::size_t largest_answer = std::size_t{64} << 20;
 
@@ -114,10 +118,13 @@ class KnownDocument {
       : worker_(std::move(worker)), source_(std::move(source)), number_(worker_->add(*source_)) {}
   KnownDocument(const KnownDocument&) = delete;
   KnownDocument& operator=(const KnownDocument&) = delete;
-  ~KnownDocument() { worker_->remove(number_); }
+  ~KnownDocument() { worker_->remove(number_, is_open_); }
 
   Worker& worker() const { return *worker_; }
   std::uint32_t number() const { return number_; }
+  std::uint64_t size() const { return source_->size(); }
+  /// The worker has closed it, or knows nothing of it.
+  void closed() { is_open_ = false; }
 
   /// Makes the request that opens it, or detects what it is.
   /// @return the request's number
@@ -135,6 +142,7 @@ class KnownDocument {
   std::shared_ptr<Worker> worker_;
   std::unique_ptr<ByteSource> source_;
   std::uint32_t number_;
+  bool is_open_ = true;
 };
 
 /// The line of the log that a document leaves, written when it is over.
@@ -200,10 +208,16 @@ class RemoteDocument : public OpenedDocument, private AnswerTaker {
       WholeAnswer answer;
       const std::uint64_t opening =
           document_.introduce(FrameKind::open, options, purpose, answer, deadline_);
-      if (purpose == Purpose::text) ask_for_text();
+      if (purpose == Purpose::text && document_.size() > answered_at_once) ask_for_text();
       document_.worker().await(opening);
-      const auto reply = value_from<OpenedReply>(document_.worker(), answer);
-      if (reply.members > Limits::Bounds{}.members) document_.worker().reject();
+      auto reply = value_from<OpenedReply>(document_.worker(), answer);
+      const bool right_text = purpose == Purpose::text ? !is_utf8_ || is_valid_utf8(reply.text)
+                                                       : reply.text.empty() && !reply.ended;
+      if (!right_text || reply.members > Limits::Bounds{}.members) document_.worker().reject();
+      if (!reply.text.empty()) texts_.push_back(std::move(reply.text));
+      if (reply.code != 0) failure_ = code_of_number(reply.code);
+      ended_ = reply.ended;
+      if (ended_) document_.closed();
       format_ = reply.format;
       members_ = static_cast<std::size_t>(reply.members);
       entry_.format(format_);
@@ -331,6 +345,7 @@ class RemoteDocument : public OpenedDocument, private AnswerTaker {
   void take(std::string_view piece, bool last) override {
     if (last) {
       ended_ = value_of<TextEnd>(piece).ended || ended_;
+      if (ended_) document_.closed();
       --requests_;
       return;
     }
@@ -345,6 +360,7 @@ class RemoteDocument : public OpenedDocument, private AnswerTaker {
   }
   void fail(Code code) override {
     if (!failure_ && !ended_) failure_ = code;
+    document_.closed();
     --requests_;
   }
 

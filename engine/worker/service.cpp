@@ -1,12 +1,11 @@
 #include "engine/worker/service.h"
 
-#include <sys/resource.h>
-
 #include <algorithm>
 #include <span>
 #include <utility>
 
 #include "engine/core/engine_error.h"
+#include "engine/core/text_sink.h"
 #include "engine/opening/error_code.h"
 #include "engine/worker/lockdown.h"
 
@@ -15,12 +14,6 @@ namespace {
 
 // Processor time beyond a time-out, in seconds: the clock on the wall comes first.
 constexpr std::int64_t processor_slack = 2;
-
-std::uint32_t peak_memory() {
-  rusage usage{};
-  ::getrusage(RUSAGE_SELF, &usage);
-  return static_cast<std::uint32_t>(usage.ru_maxrss);
-}
 
 /// How much of `text` goes into one frame: characters stay whole.
 std::size_t frame_of_text(std::string_view text) {
@@ -217,11 +210,7 @@ void Service::answer(const Frame& frame) {
 void Service::introduce(const Frame& frame) {
   auto request = value_of<OpenRequest>(frame.payload());
   request.options.temporary_directory = temporary_directory_;
-  const std::int64_t seconds =
-      std::max(request.options.timeout_seconds, request.options.extraction_timeout_seconds);
-  if (request.options.timeout_seconds > 0 && request.options.extraction_timeout_seconds > 0) {
-    bound_processor_time(seconds + processor_slack);
-  }
+  bound_processor(request.options);
   const std::uint32_t number = frame.header.document;
   std::unique_ptr<ByteSource> source;
   if (request.size <= Document::block_in_memory) {
@@ -237,8 +226,43 @@ void Service::introduce(const Frame& frame) {
   OpenedReply reply;
   reply.format = document->format();
   reply.members = request.purpose == Purpose::members ? document->member_count() : 0;
-  documents_[number] = std::move(document);
+  Open& open = documents_[number];
+  open.document = std::move(document);
+  open.in_utf8 = request.options.target_encoding == Options::utf8;
+  if (request.purpose == Purpose::text) begin_text(number, open, reply);
   send(FrameKind::done, frame, payload_of(reply));
+}
+
+/// Puts the begin of a document's text into the answer to its opening. When that is less than a
+/// reader gives at a time it is all, and the document is over. A character may take less than the
+/// reader gave for it, a third at the least.
+void Service::begin_text(std::uint32_t number, Open& open, OpenedReply& reply) {
+  try {
+    open.unsent = open.document->next_text();
+    if (open.unsent.size() > largest_first_text) return;
+    reply.text = std::exchange(open.unsent, {});
+    if (reply.text.size() >= TextSink::chunk_size / 4 && !open.in_utf8) return;
+    if (reply.text.size() >= TextSink::chunk_size) return;
+    if (!reply.text.empty()) open.unsent = open.document->next_text();
+    reply.ended = open.unsent.empty();
+  } catch (const Gone&) {
+    throw;
+  } catch (...) {
+    reply.ended = true;
+    reply.code = static_cast<std::int32_t>(code_of_current_exception());
+  }
+  if (reply.ended) documents_.erase(number);
+}
+
+/// The time-out holds for the clock on the wall; the system's bound catches what does not look.
+void Service::bound_processor(const Options& options) {
+  if (options.timeout_seconds <= 0 || options.extraction_timeout_seconds <= 0) return;
+  const auto used = static_cast<std::int64_t>(usage_.ru_utime.tv_sec + usage_.ru_stime.tv_sec);
+  const std::int64_t bound = used + processor_slack +
+                             std::max(options.timeout_seconds, options.extraction_timeout_seconds);
+  if (bound == processor_bound_) return;
+  bound_processor_time(bound);
+  processor_bound_ = bound;
 }
 
 /// Describes the member that was asked for, and those behind it that were, as far as they are well:
@@ -278,17 +302,23 @@ void Service::extract(const Frame& frame) {
 
 void Service::send_text(const Frame& frame) {
   const auto request = value_of<TextRequest>(frame.payload());
-  OpenedDocument& document = document_of(frame);
+  Open& open = open_of(frame);
   TextEnd end;
   for (std::uint32_t piece = 0; piece < request.pieces && !end.ended; ++piece) {
-    std::string_view text = document.next_text();
-    end.ended = text.empty();
-    while (!text.empty()) {
-      const std::size_t length = frame_of_text(text);
-      send(FrameKind::data, frame, text.substr(0, length));
-      text.remove_prefix(length);
+    try {
+      if (open.unsent.empty()) open.unsent = open.document->next_text();
+    } catch (...) {
+      documents_.erase(frame.header.document);  // an error ends the text
+      throw;
+    }
+    end.ended = open.unsent.empty();
+    while (!open.unsent.empty()) {
+      const std::size_t length = frame_of_text(open.unsent);
+      send(FrameKind::data, frame, open.unsent.substr(0, length));
+      open.unsent.remove_prefix(length);
     }
   }
+  if (end.ended) documents_.erase(frame.header.document);
   send(FrameKind::done, frame, payload_of(end));
 }
 
@@ -297,7 +327,8 @@ void Service::send(FrameKind kind, const Frame& request, std::string_view payloa
   header.kind = kind;
   header.request = request.header.request;
   header.document = request.header.document;
-  header.peak_memory = peak_memory();
+  if (kind != FrameKind::data) ::getrusage(RUSAGE_SELF, &usage_);
+  header.peak_memory = static_cast<std::uint32_t>(usage_.ru_maxrss);
   if (channel_->send(header, payload) != Channel::Received::frame) throw Gone{};
 }
 
@@ -309,10 +340,10 @@ void Service::send_whole(const Frame& request, std::string_view payload) {
   send(FrameKind::done, request, payload);
 }
 
-OpenedDocument& Service::document_of(const Frame& frame) {
+Service::Open& Service::open_of(const Frame& frame) {
   const auto found = documents_.find(frame.header.document);
   if (found == documents_.end()) throw EngineError(Code::invalid_argument, "no such document");
-  return *found->second;
+  return found->second;
 }
 
 /// Asks the host for bytes of a document, and waits for them.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/resource.h>
+
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -40,7 +42,16 @@ class Service {
   void send_text(const Frame& frame);
   void send(FrameKind kind, const Frame& request, std::string_view payload);
   void send_whole(const Frame& request, std::string_view payload);
-  OpenedDocument& document_of(const Frame& frame);
+  /// A document, and what it has given as text and has not been sent.
+  struct Open {
+    std::unique_ptr<OpenedDocument> document;
+    std::string_view unsent;
+    bool in_utf8 = true;
+  };
+  void begin_text(std::uint32_t number, Open& open, OpenedReply& reply);
+  Open& open_of(const Frame& frame);
+  OpenedDocument& document_of(const Frame& frame) { return *open_of(frame).document; }
+  void bound_processor(const Options& options);
   std::uint32_t read_block(std::uint32_t document, std::uint64_t offset, std::uint32_t count);
   bool cancelled(std::uint32_t document);
 
@@ -48,9 +59,11 @@ class Service {
   const char* window_;
   DocumentOpener* opener_;
   std::string temporary_directory_;
-  std::unordered_map<std::uint32_t, std::unique_ptr<OpenedDocument>> documents_;
+  std::unordered_map<std::uint32_t, Open> documents_;
   std::deque<std::unique_ptr<Frame>> waiting_;  ///< received while something else was waited for
   std::unique_ptr<Frame> spare_;
+  rusage usage_{};                            ///< as of the last answer
+  std::int64_t processor_bound_ = 0;          ///< in seconds, that was set last
   const BlockSource* block_owner_ = nullptr;  ///< whose bytes lie in the window's block
 };
 

@@ -20,8 +20,6 @@ constexpr auto control_time = std::chrono::seconds(10);
 // worker takes less.
 constexpr auto abandoned_time = std::chrono::milliseconds(50);
 
-constexpr std::int32_t last_code = 47;
-
 Code code_of(WorkerProcess::End end) {
   using How = WorkerProcess::End::How;
   switch (end.how) {
@@ -86,12 +84,12 @@ std::uint32_t Worker::add(ByteSource& source) {
   return last_document_;
 }
 
-void Worker::remove(std::uint32_t document) {
+void Worker::remove(std::uint32_t document, bool is_open) {
   sources_.erase(document);
   for (Pending& pending : pending_) {
     if (pending.document == document) pending.taker = nullptr;
   }
-  if (death_ || !greeted_) return;
+  if (death_ || !greeted_ || !is_open) return;
   FrameHeader header;
   header.kind = FrameKind::close;
   header.document = document;
@@ -237,11 +235,10 @@ void Worker::handle(const Frame& frame) {
       return;
     case FrameKind::failed: {
       FieldReader in(frame.payload());
-      const auto code = in.number<std::int32_t>();
+      const Code code = code_of_number(in.number<std::int32_t>());
       in.finish();
-      if (code < 1 || code > last_code) protocol_broken("a code that is none");
       pending_.pop_front();
-      if (front.taker != nullptr) front.taker->fail(static_cast<Code>(code));
+      if (front.taker != nullptr) front.taker->fail(code);
       return;
     }
     default:

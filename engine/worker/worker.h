@@ -56,7 +56,8 @@ class Worker {
   /// Gives a document a number. `source` lives until `remove`.
   std::uint32_t add(ByteSource& source);
   /// Forgets a document; what is still under way for it is dropped.
-  void remove(std::uint32_t document);
+  /// @param is_open  whether the worker has to be told: it has not closed the document itself
+  void remove(std::uint32_t document, bool is_open);
 
   /// Makes the whole of a small document visible to the worker.
   void show(ByteSource& source);

@@ -99,7 +99,16 @@ TEST(Protocol, RefusesWhatIsDamaged) {
   damage(MemberRequest{1, 2, true});
   damage(MemberList{{some_subfile(), some_subfile()}});
   damage(TextEnd{true});
+  damage(OpenedReply{Format::none, 7, "The begin.", true, 4});
   damage(Subfiles::Extraction{true, "elsewhere"});
+}
+
+TEST(Protocol, RefusesAnErrorThatIsNoneOrEndsNothing) {
+  EXPECT_FALSE(refused<OpenedReply>(payload_of(OpenedReply{Format::none, 0, "", true, 47})));
+  EXPECT_TRUE(refused<OpenedReply>(payload_of(OpenedReply{Format::none, 0, "", false, 47})));
+  for (const std::int32_t code : {-1, 48, std::numeric_limits<std::int32_t>::max()}) {
+    EXPECT_TRUE(refused<OpenedReply>(payload_of(OpenedReply{Format::none, 0, "", true, code})));
+  }
 }
 
 TEST(Protocol, RefusesCountsBeyondThePayload) {
