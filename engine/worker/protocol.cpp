@@ -203,11 +203,26 @@ void read_fields(FieldReader& in, BlockRequest& request) {
 void write_fields(FieldWriter& out, const BlockReply& reply) {
   out.number(reply.code);
   out.number(reply.count);
+  out.number(reply.block);
 }
 
 void read_fields(FieldReader& in, BlockReply& reply) {
   reply.code = in.number<std::int32_t>();
   reply.count = in.number<std::uint32_t>();
+  reply.block = in.number<std::uint32_t>();
+}
+
+void write_fields(FieldWriter& out, const OutletPiece& piece) {
+  out.number(piece.slot);
+  out.number(piece.length);
+}
+
+void read_fields(FieldReader& in, OutletPiece& piece) {
+  piece.slot = in.number<std::uint32_t>();
+  piece.length = in.number<std::uint32_t>();
+  if (piece.slot >= outlet_slots || piece.length == 0 || piece.length > outlet_slot_size) {
+    protocol_broken("a piece that is not in the outlet");
+  }
 }
 
 void write_fields(FieldWriter& out, const TextRequest& request) {

@@ -23,6 +23,7 @@ namespace trfilter {
 /// Descriptors that a worker is born with, beside the standard ones.
 constexpr int worker_socket = 3;
 constexpr int worker_window = 4;
+constexpr int worker_outlet = 5;
 
 /// What a worker ends with when it can say why.
 enum class WorkerExit : int { stopped = 0, wrong_host = 103, out_of_memory = 102 };
@@ -45,6 +46,7 @@ enum class FrameKind : std::uint32_t {
   // Of the worker.
   need,    ///< asks for bytes of a document: a BlockRequest
   data,    ///< a part of an answer
+  piece,   ///< a part of an answer to `text` that lies in the outlet: an OutletPiece
   done,    ///< the rest of an answer, and its end
   failed,  ///< an answer that is a code
 };
@@ -67,7 +69,17 @@ constexpr std::size_t largest_first_text = largest_payload - 256;
 /// in blocks behind that.
 constexpr std::size_t window_block_offset = Document::block_in_memory;
 constexpr std::size_t largest_block = std::size_t{1} << 20;
-constexpr std::size_t window_size = window_block_offset + largest_block;
+constexpr std::size_t window_blocks = 2;  ///< the worker reads one while the host fills the other
+constexpr std::size_t window_count_offset = window_block_offset + window_blocks * largest_block;
+constexpr std::size_t window_size = window_count_offset + 4096;
+
+/// The outlet: memory that the worker writes large pieces of text to, and the host copies them from
+/// before it looks at them. Slots are used in turn; the host counts in the window those that it has
+/// copied, and a piece that finds no slot free goes over the socket.
+constexpr std::size_t outlet_slots = 8;
+constexpr std::size_t outlet_slot_size = largest_payload;
+constexpr std::size_t outlet_size = outlet_slots * outlet_slot_size;
+constexpr std::size_t smallest_in_outlet = std::size_t{8} << 10;
 
 /// Appends fields to a payload.
 class FieldWriter {
@@ -151,6 +163,12 @@ struct BlockRequest {
 struct BlockReply {
   std::int32_t code = 0;    ///< of what the document's source threw
   std::uint32_t count = 0;  ///< of the bytes that lie in the window
+  std::uint32_t block = 0;  ///< which of the window's blocks holds them
+};
+
+struct OutletPiece {
+  std::uint32_t slot = 0;
+  std::uint32_t length = 0;
 };
 
 /// Asks for the next pieces of text, some at once, so that the worker can read on.
@@ -178,6 +196,7 @@ void write_fields(FieldWriter& out, const OpenRequest& request);
 void write_fields(FieldWriter& out, const OpenedReply& reply);
 void write_fields(FieldWriter& out, const BlockRequest& request);
 void write_fields(FieldWriter& out, const BlockReply& reply);
+void write_fields(FieldWriter& out, const OutletPiece& piece);
 void write_fields(FieldWriter& out, const TextRequest& request);
 void write_fields(FieldWriter& out, const TextEnd& end);
 void write_fields(FieldWriter& out, const MemberRequest& request);
@@ -192,6 +211,7 @@ void read_fields(FieldReader& in, OpenRequest& request);
 void read_fields(FieldReader& in, OpenedReply& reply);
 void read_fields(FieldReader& in, BlockRequest& request);
 void read_fields(FieldReader& in, BlockReply& reply);
+void read_fields(FieldReader& in, OutletPiece& piece);
 void read_fields(FieldReader& in, TextRequest& request);
 void read_fields(FieldReader& in, TextEnd& end);
 void read_fields(FieldReader& in, MemberRequest& request);

@@ -349,14 +349,15 @@ class RemoteDocument : public OpenedDocument, private AnswerTaker {
       --requests_;
       return;
     }
-    if (is_utf8_ && !is_valid_utf8(piece)) protocol_broken("text that is no UTF-8");
     if (piece.empty() || ended_) protocol_broken("text behind its end");
     std::string text;
     if (!spare_.empty()) {
       text = std::move(spare_.back());
       spare_.pop_back();
     }
-    texts_.emplace_back(std::move(text)).assign(piece);
+    text.assign(piece);  // from here on the worker cannot change it
+    if (is_utf8_ && !is_valid_utf8(text)) protocol_broken("text that is no UTF-8");
+    texts_.push_back(std::move(text));
   }
   void fail(Code code) override {
     if (!failure_ && !ended_) failure_ = code;

@@ -61,7 +61,7 @@ class Service::BlockSource : public ByteSource {
     if (offset >= size_) return 0;
     const bool here = service_->block_owner_ == this && offset >= begin_ && offset < end_;
     if (!here) fetch(offset, out.size());
-    const std::string_view block(service_->window_ + window_block_offset,
+    const std::string_view block(service_->window_ + window_block_offset + block_ * largest_block,
                                  static_cast<std::size_t>(end_ - begin_));
     return block.substr(static_cast<std::size_t>(offset - begin_)).copy(out.data(), out.size());
   }
@@ -75,7 +75,9 @@ class Service::BlockSource : public ByteSource {
     const auto count = static_cast<std::uint32_t>(std::min<std::uint64_t>(length, size_ - offset));
     service_->block_owner_ = nullptr;
     end_ = begin_ = offset;
-    end_ += service_->read_block(document_, offset, count);
+    const BlockReply reply = service_->read_block(document_, offset, count);
+    block_ = reply.block;
+    end_ += std::min(reply.count, count);
     service_->block_owner_ = this;
   }
 
@@ -84,6 +86,7 @@ class Service::BlockSource : public ByteSource {
   std::uint64_t size_;
   std::uint64_t begin_ = 0;
   std::uint64_t end_ = 0;
+  std::uint32_t block_ = 0;  ///< of the window's
   std::size_t length_ = smallest_block;
 };
 
@@ -123,10 +126,11 @@ class Service::MemberOutput : public ByteOutput {
   std::string buffer_;
 };
 
-Service::Service(Channel& channel, const char* window, DocumentOpener& opener,
+Service::Service(Channel& channel, const char* window, char* outlet, DocumentOpener& opener,
                  std::string temporary_directory)
     : channel_(&channel),
       window_(window),
+      outlet_(outlet),
       opener_(&opener),
       temporary_directory_(std::move(temporary_directory)) {}
 
@@ -314,7 +318,7 @@ void Service::send_text(const Frame& frame) {
     end.ended = open.unsent.empty();
     while (!open.unsent.empty()) {
       const std::size_t length = frame_of_text(open.unsent);
-      send(FrameKind::data, frame, open.unsent.substr(0, length));
+      send_piece(frame, open.unsent.substr(0, length));
       open.unsent.remove_prefix(length);
     }
   }
@@ -322,12 +326,27 @@ void Service::send_text(const Frame& frame) {
   send(FrameKind::done, frame, payload_of(end));
 }
 
+/// Sends text through the outlet when it is worth it and the host has copied what lay there.
+void Service::send_piece(const Frame& request, std::string_view text) {
+  const auto* const count = reinterpret_cast<const std::uint32_t*>(window_ + window_count_offset);
+  const std::uint32_t copied = __atomic_load_n(count, __ATOMIC_ACQUIRE);
+  if (text.size() < smallest_in_outlet || outlet_pieces_ - copied >= outlet_slots) {
+    send(FrameKind::data, request, text);
+    return;
+  }
+  OutletPiece piece;
+  piece.slot = outlet_pieces_++ % outlet_slots;
+  piece.length = static_cast<std::uint32_t>(text.size());
+  text.copy(outlet_ + piece.slot * outlet_slot_size, text.size());
+  send(FrameKind::piece, request, payload_of(piece));
+}
+
 void Service::send(FrameKind kind, const Frame& request, std::string_view payload) {
   FrameHeader header;
   header.kind = kind;
   header.request = request.header.request;
   header.document = request.header.document;
-  if (kind != FrameKind::data) ::getrusage(RUSAGE_SELF, &usage_);
+  if (kind != FrameKind::data && kind != FrameKind::piece) ::getrusage(RUSAGE_SELF, &usage_);
   header.peak_memory = static_cast<std::uint32_t>(usage_.ru_maxrss);
   if (channel_->send(header, payload) != Channel::Received::frame) throw Gone{};
 }
@@ -347,9 +366,7 @@ Service::Open& Service::open_of(const Frame& frame) {
 }
 
 /// Asks the host for bytes of a document, and waits for them.
-/// @return how many lie in the window's block
-std::uint32_t Service::read_block(std::uint32_t document, std::uint64_t offset,
-                                  std::uint32_t count) {
+BlockReply Service::read_block(std::uint32_t document, std::uint64_t offset, std::uint32_t count) {
   BlockRequest request;
   request.offset = offset;
   request.count = count;
@@ -366,7 +383,7 @@ std::uint32_t Service::read_block(std::uint32_t document, std::uint64_t offset,
     const auto reply = value_of<BlockReply>(frame->payload());
     spare_ = std::move(frame);
     if (reply.code != 0) throw EngineError(static_cast<Code>(reply.code), "no bytes from the host");
-    return std::min(reply.count, count);
+    return reply;
   }
 }
 

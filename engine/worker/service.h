@@ -18,8 +18,9 @@ namespace trfilter {
 class Service {
  public:
   /// @param window               the host's, `window_size` bytes
+  /// @param outlet               what the host reads text from, `outlet_size` bytes
   /// @param temporary_directory  the only place that can be written to; may be empty
-  Service(Channel& channel, const char* window, DocumentOpener& opener,
+  Service(Channel& channel, const char* window, char* outlet, DocumentOpener& opener,
           std::string temporary_directory);
   Service(const Service&) = delete;
   Service& operator=(const Service&) = delete;
@@ -40,6 +41,7 @@ class Service {
   void describe(const Frame& frame);
   void extract(const Frame& frame);
   void send_text(const Frame& frame);
+  void send_piece(const Frame& request, std::string_view text);
   void send(FrameKind kind, const Frame& request, std::string_view payload);
   void send_whole(const Frame& request, std::string_view payload);
   /// A document, and what it has given as text and has not been sent.
@@ -52,11 +54,13 @@ class Service {
   Open& open_of(const Frame& frame);
   OpenedDocument& document_of(const Frame& frame) { return *open_of(frame).document; }
   void bound_processor(const Options& options);
-  std::uint32_t read_block(std::uint32_t document, std::uint64_t offset, std::uint32_t count);
+  BlockReply read_block(std::uint32_t document, std::uint64_t offset, std::uint32_t count);
   bool cancelled(std::uint32_t document);
 
   Channel* channel_;
   const char* window_;
+  char* outlet_;
+  std::uint32_t outlet_pieces_ = 0;  ///< written to the outlet so far
   DocumentOpener* opener_;
   std::string temporary_directory_;
   std::unordered_map<std::uint32_t, Open> documents_;

@@ -3,6 +3,7 @@
 #include <signal.h>
 
 #include <algorithm>
+#include <atomic>
 #include <span>
 #include <utility>
 
@@ -116,7 +117,7 @@ std::uint64_t Worker::request(FrameKind kind, std::uint32_t document, std::strin
   header.request = ++last_request_;
   header.document = document;
   send(header, payload, deadline);
-  pending_.push_back({header.request, document, &taker, deadline});
+  pending_.push_back({header.request, document, kind, &taker, deadline});
   return header.request;
 }
 
@@ -229,6 +230,9 @@ void Worker::handle(const Frame& frame) {
     case FrameKind::data:
       if (front.taker != nullptr) front.taker->take(frame.payload(), false);
       return;
+    case FrameKind::piece:
+      take_from_outlet(frame, front);
+      return;
     case FrameKind::done:
       pending_.pop_front();
       if (front.taker != nullptr) front.taker->take(frame.payload(), true);
@@ -250,29 +254,82 @@ void Worker::handle(const Frame& frame) {
 void Worker::serve(const Frame& frame) {
   const auto wanted = value_of<BlockRequest>(frame.payload());
   if (wanted.count > largest_block) protocol_broken("a block larger than the window");
+  const std::uint32_t document = frame.header.document;
+  const Block last = blocks_[worker_block_];
+  worker_block_ = (worker_block_ + 1) % window_blocks;
+  Block& block = blocks_[worker_block_];
   BlockReply reply;
-  const auto source = sources_.find(frame.header.document);
+  reply.block = worker_block_;
+  const auto source = sources_.find(document);
   if (source == sources_.end()) {
     reply.code = static_cast<std::int32_t>(Code::open_stream_failed);
+  } else if (block.document == document && block.offset == wanted.offset && block.count != 0) {
+    block.count = std::min(block.count, wanted.count);
   } else {
+    block = {};
     try {
-      const std::span<char> room(process_.window() + window_block_offset, wanted.count);
-      std::size_t filled = 0;
-      while (filled < room.size()) {
-        const std::size_t count =
-            source->second->read_at(wanted.offset + filled, room.subspan(filled));
-        if (count == 0) break;
-        filled += count;
-      }
-      reply.count = static_cast<std::uint32_t>(filled);
+      block.count = read_block(*source->second, wanted, worker_block_);
+      block.document = document;
+      block.offset = wanted.offset;
     } catch (...) {
       reply.code = static_cast<std::int32_t>(code_of_current_exception());
     }
   }
+  if (reply.code == 0) reply.count = block.count;
   FrameHeader header;
   header.kind = FrameKind::block;
-  header.document = frame.header.document;
+  header.document = document;
   send(header, payload_of(reply), next_deadline());
+  const bool in_order = last.document == document && last.end() == wanted.offset;
+  if (reply.count != 0 && in_order) {
+    read_ahead(document, *source->second, block.end(), reply.count);
+  }
+}
+
+/// @return how many bytes there were
+std::uint32_t Worker::read_block(ByteSource& source, const BlockRequest& wanted,
+                                 std::uint32_t block) {
+  char* const begin = process_.window() + window_block_offset + block * largest_block;
+  const std::span<char> room(begin, wanted.count);
+  std::size_t filled = 0;
+  while (filled < room.size()) {
+    const std::size_t count = source.read_at(wanted.offset + filled, room.subspan(filled));
+    if (count == 0) break;
+    filled += count;
+  }
+  return static_cast<std::uint32_t>(filled);
+}
+
+/// Fills the other block with what the worker will ask for if it reads on in order, while it works
+/// with what it has.
+void Worker::read_ahead(std::uint32_t document, ByteSource& source, std::uint64_t offset,
+                        std::uint32_t last_count) {
+  const std::uint32_t other = (worker_block_ + 1) % window_blocks;
+  blocks_[other] = {};
+  const std::uint64_t size = source.size();
+  if (offset >= size) return;
+  BlockRequest next;
+  next.offset = offset;
+  next.count = static_cast<std::uint32_t>(std::min<std::uint64_t>(
+      std::min<std::size_t>(std::size_t{last_count} * 2, largest_block), size - offset));
+  try {
+    const std::uint32_t count = read_block(source, next, other);
+    blocks_[other] = {document, offset, count};
+  } catch (...) {
+    blocks_[other] = {};  // whoever asks for these bytes meets the error
+  }
+}
+
+/// Hands on a piece of text from the outlet, and gives its slot back.
+void Worker::take_from_outlet(const Frame& frame, const Pending& pending) {
+  if (pending.kind != FrameKind::text) protocol_broken("a piece of no text");
+  const auto piece = value_of<OutletPiece>(frame.payload());
+  if (pending.taker != nullptr) {
+    const char* const begin = process_.outlet() + piece.slot * outlet_slot_size;
+    pending.taker->take({begin, piece.length}, false);
+  }
+  auto* const count = reinterpret_cast<std::uint32_t*>(process_.window() + window_count_offset);
+  std::atomic_ref(*count).store(++copied_pieces_, std::memory_order_release);
 }
 
 Deadline Worker::next_deadline() const {
