@@ -33,7 +33,7 @@ enum class FrameKind : std::uint32_t {
   // `data` and one `done` or `failed`.
   hello = 1,   ///< Greeting; answered by a Greeting
   detect,      ///< OpenRequest; answered by a Detection
-  open,        ///< OpenRequest; answered by an OpenedReply
+  open,        ///< OpenRequest; answered by text, if it is for that, and an OpenedReply in `done`
   text,        ///< a TextRequest; answered by text in `data` and a TextEnd in `done`
   properties,  ///< answered by Properties
   describe,    ///< a MemberRequest; answered by Subfiles, the first at the least
@@ -46,7 +46,7 @@ enum class FrameKind : std::uint32_t {
   // Of the worker.
   need,    ///< asks for bytes of a document: a BlockRequest
   data,    ///< a part of an answer
-  piece,   ///< a part of an answer to `text` that lies in the outlet: an OutletPiece
+  piece,   ///< a part of an answer, of text, that lies in the outlet: an OutletPiece
   done,    ///< the rest of an answer, and its end
   failed,  ///< an answer that is a code
 };
@@ -62,7 +62,6 @@ struct FrameHeader {
 static_assert(sizeof(FrameHeader) == 24);
 
 constexpr std::size_t largest_payload = std::size_t{128} << 10;
-constexpr std::size_t largest_first_text = largest_payload - 256;
 
 /// The window: memory of the host's that a worker reads documents from. A document of up to
 /// `Document::block_in_memory` bytes lies at its begin while it is being opened; a larger one comes
@@ -79,7 +78,7 @@ constexpr std::size_t window_size = window_count_offset + 4096;
 constexpr std::size_t outlet_slots = 8;
 constexpr std::size_t outlet_slot_size = largest_payload;
 constexpr std::size_t outlet_size = outlet_slots * outlet_slot_size;
-constexpr std::size_t smallest_in_outlet = std::size_t{8} << 10;
+constexpr std::size_t smallest_in_outlet = std::size_t{4} << 10;
 
 /// Appends fields to a payload.
 class FieldWriter {
@@ -150,7 +149,7 @@ struct OpenRequest {
 struct OpenedReply {
   Format format = Format::none;
   std::uint64_t members = 0;
-  std::string text;       ///< up to `largest_first_text` bytes
+  std::string text;       ///< less than `smallest_in_outlet`; more comes in pieces before
   bool ended = false;     ///< there is no more text, and the worker has closed the document
   std::int32_t code = 0;  ///< of what ended it, 0 for its end
 };

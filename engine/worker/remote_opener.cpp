@@ -201,25 +201,16 @@ class RemoteDocument : public OpenedDocument, private AnswerTaker {
       : deadline_(deadline_after(options.timeout_seconds)),
         timeout_seconds_(options.timeout_seconds),
         extraction_timeout_seconds_(options.extraction_timeout_seconds),
+        purpose_(purpose),
         is_utf8_(options.target_encoding == Options::utf8 && !options.no_encoding_conversion),
         entry_(log, worker, number, job_of(purpose)),
         document_(std::move(worker), std::move(source)) {
     entry_.noting([&] {
-      WholeAnswer answer;
       const std::uint64_t opening =
-          document_.introduce(FrameKind::open, options, purpose, answer, deadline_);
+          document_.introduce(FrameKind::open, options, purpose, *this, deadline_);
       if (purpose == Purpose::text && document_.size() > answered_at_once) ask_for_text();
       document_.worker().await(opening);
-      auto reply = value_from<OpenedReply>(document_.worker(), answer);
-      const bool right_text = purpose == Purpose::text ? !is_utf8_ || is_valid_utf8(reply.text)
-                                                       : reply.text.empty() && !reply.ended;
-      if (!right_text || reply.members > Limits::Bounds{}.members) document_.worker().reject();
-      if (!reply.text.empty()) texts_.push_back(std::move(reply.text));
-      if (reply.code != 0) failure_ = code_of_number(reply.code);
-      ended_ = reply.ended;
-      if (ended_) document_.closed();
-      format_ = reply.format;
-      members_ = static_cast<std::size_t>(reply.members);
+      if (failure_ && !opened_) throw EngineError(*failure_, "the worker says so");
       entry_.format(format_);
     });
   }
@@ -341,14 +332,22 @@ class RemoteDocument : public OpenedDocument, private AnswerTaker {
     }
   }
 
-  // The answers to requests for text.
-  void take(std::string_view piece, bool last) override {
-    if (last) {
-      ended_ = value_of<TextEnd>(piece).ended || ended_;
-      if (ended_) document_.closed();
-      --requests_;
-      return;
+  void take_opening(const OpenedReply& reply) {
+    const bool right_text = purpose_ == Purpose::text || !reply.ended;
+    if (!right_text || reply.members > Limits::Bounds{}.members) {
+      protocol_broken("an opening that cannot be");
     }
+    if (!reply.text.empty()) take_text(reply.text);
+    if (reply.code != 0) failure_ = code_of_number(reply.code);
+    ended_ = reply.ended;
+    if (ended_) document_.closed();
+    format_ = reply.format;
+    members_ = static_cast<std::size_t>(reply.members);
+    opened_ = true;
+  }
+
+  void take_text(std::string_view piece) {
+    if (purpose_ != Purpose::text) protocol_broken("text that was not asked for");
     if (piece.empty() || ended_) protocol_broken("text behind its end");
     std::string text;
     if (!spare_.empty()) {
@@ -359,21 +358,36 @@ class RemoteDocument : public OpenedDocument, private AnswerTaker {
     if (is_utf8_ && !is_valid_utf8(text)) protocol_broken("text that is no UTF-8");
     texts_.push_back(std::move(text));
   }
+
+  // The answers to the opening, which is the first, and to requests for text.
+  void take(std::string_view piece, bool last) override {
+    if (!last) {
+      take_text(piece);
+    } else if (!opened_) {
+      take_opening(value_of<OpenedReply>(piece));
+    } else {
+      ended_ = value_of<TextEnd>(piece).ended || ended_;
+      if (ended_) document_.closed();
+      --requests_;
+    }
+  }
   void fail(Code code) override {
     if (!failure_ && !ended_) failure_ = code;
     document_.closed();
-    --requests_;
+    if (opened_) --requests_;
   }
 
   Deadline deadline_;
   std::int64_t timeout_seconds_;
   std::int64_t extraction_timeout_seconds_;
+  Purpose purpose_;
   bool is_utf8_;
   LogEntry entry_;
   std::size_t requests_ = 0;        ///< for text, without their last answer so far
   std::deque<std::string> texts_;   ///< answered and not given to the host so far
   std::string text_;                ///< what the host has
   std::vector<std::string> spare_;  ///< memory to use again
+  bool opened_ = false;             ///< the answer to the opening is here, and is no error
   bool ended_ = false;
   std::optional<Code> failure_;
   Format format_ = Format::none;

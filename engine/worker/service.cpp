@@ -233,21 +233,24 @@ void Service::introduce(const Frame& frame) {
   Open& open = documents_[number];
   open.document = std::move(document);
   open.in_utf8 = request.options.target_encoding == Options::utf8;
-  if (request.purpose == Purpose::text) begin_text(number, open, reply);
+  if (request.purpose == Purpose::text) begin_text(frame, open, reply);
   send(FrameKind::done, frame, payload_of(reply));
 }
 
 /// Puts the begin of a document's text into the answer to its opening. When that is less than a
 /// reader gives at a time it is all, and the document is over. A character may take less than the
 /// reader gave for it, a third at the least.
-void Service::begin_text(std::uint32_t number, Open& open, OpenedReply& reply) {
+void Service::begin_text(const Frame& frame, Open& open, OpenedReply& reply) {
   try {
     open.unsent = open.document->next_text();
-    if (open.unsent.size() > largest_first_text) return;
-    reply.text = std::exchange(open.unsent, {});
-    if (reply.text.size() >= TextSink::chunk_size / 4 && !open.in_utf8) return;
-    if (reply.text.size() >= TextSink::chunk_size) return;
-    if (!reply.text.empty()) open.unsent = open.document->next_text();
+    const std::size_t size = open.unsent.size();
+    if (size < smallest_in_outlet) {
+      reply.text = std::exchange(open.unsent, {});
+    } else {
+      send_unsent(frame, open);
+    }
+    if (size >= (open.in_utf8 ? TextSink::chunk_size : TextSink::chunk_size / 4)) return;
+    if (size != 0) open.unsent = open.document->next_text();
     reply.ended = open.unsent.empty();
   } catch (const Gone&) {
     throw;
@@ -255,7 +258,7 @@ void Service::begin_text(std::uint32_t number, Open& open, OpenedReply& reply) {
     reply.ended = true;
     reply.code = static_cast<std::int32_t>(code_of_current_exception());
   }
-  if (reply.ended) documents_.erase(number);
+  if (reply.ended) documents_.erase(frame.header.document);
 }
 
 /// The time-out holds for the clock on the wall; the system's bound catches what does not look.
@@ -316,14 +319,18 @@ void Service::send_text(const Frame& frame) {
       throw;
     }
     end.ended = open.unsent.empty();
-    while (!open.unsent.empty()) {
-      const std::size_t length = frame_of_text(open.unsent);
-      send_piece(frame, open.unsent.substr(0, length));
-      open.unsent.remove_prefix(length);
-    }
+    send_unsent(frame, open);
   }
   if (end.ended) documents_.erase(frame.header.document);
   send(FrameKind::done, frame, payload_of(end));
+}
+
+void Service::send_unsent(const Frame& request, Open& open) {
+  while (!open.unsent.empty()) {
+    const std::size_t length = frame_of_text(open.unsent);
+    send_piece(request, open.unsent.substr(0, length));
+    open.unsent.remove_prefix(length);
+  }
 }
 
 /// Sends text through the outlet when it is worth it and the host has copied what lay there.

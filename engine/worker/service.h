@@ -50,7 +50,8 @@ class Service {
     std::string_view unsent;
     bool in_utf8 = true;
   };
-  void begin_text(std::uint32_t number, Open& open, OpenedReply& reply);
+  void begin_text(const Frame& frame, Open& open, OpenedReply& reply);
+  void send_unsent(const Frame& request, Open& open);
   Open& open_of(const Frame& frame);
   OpenedDocument& document_of(const Frame& frame) { return *open_of(frame).document; }
   void bound_processor(const Options& options);

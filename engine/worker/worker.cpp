@@ -322,7 +322,8 @@ void Worker::read_ahead(std::uint32_t document, ByteSource& source, std::uint64_
 
 /// Hands on a piece of text from the outlet, and gives its slot back.
 void Worker::take_from_outlet(const Frame& frame, const Pending& pending) {
-  if (pending.kind != FrameKind::text) protocol_broken("a piece of no text");
+  const bool is_text = pending.kind == FrameKind::text || pending.kind == FrameKind::open;
+  if (!is_text) protocol_broken("a piece of no text");
   const auto piece = value_of<OutletPiece>(frame.payload());
   if (pending.taker != nullptr) {
     const char* const begin = process_.outlet() + piece.slot * outlet_slot_size;
