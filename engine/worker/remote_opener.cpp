@@ -215,6 +215,8 @@ class RemoteDocument : public OpenedDocument, private AnswerTaker {
     });
   }
 
+  ~RemoteDocument() override { give_back(text_); }
+
   Format format() const override { return format_; }
 
   std::string_view next_text() override {
@@ -227,8 +229,8 @@ class RemoteDocument : public OpenedDocument, private AnswerTaker {
         if (failure_) throw EngineError(*failure_, "the worker says so");
         return {};
       }
-      spare_.emplace_back(std::move(text_));
-      text_ = std::move(texts_.front());
+      std::swap(text_, texts_.front());
+      give_back(texts_.front());
       texts_.pop_front();
       // Text comes before the error that ends it.
       try {
@@ -346,14 +348,15 @@ class RemoteDocument : public OpenedDocument, private AnswerTaker {
     opened_ = true;
   }
 
+  void give_back(std::string& text) {
+    constexpr std::size_t worth_keeping = 1024;
+    if (text.capacity() >= worth_keeping) worker().keep(std::move(text));
+  }
+
   void take_text(std::string_view piece) {
     if (purpose_ != Purpose::text) protocol_broken("text that was not asked for");
     if (piece.empty() || ended_) protocol_broken("text behind its end");
-    std::string text;
-    if (!spare_.empty()) {
-      text = std::move(spare_.back());
-      spare_.pop_back();
-    }
+    std::string text = worker().spare_text();
     text.assign(piece);  // from here on the worker cannot change it
     if (is_utf8_ && !is_valid_utf8(text)) protocol_broken("text that is no UTF-8");
     texts_.push_back(std::move(text));
@@ -383,11 +386,10 @@ class RemoteDocument : public OpenedDocument, private AnswerTaker {
   Purpose purpose_;
   bool is_utf8_;
   LogEntry entry_;
-  std::size_t requests_ = 0;        ///< for text, without their last answer so far
-  std::deque<std::string> texts_;   ///< answered and not given to the host so far
-  std::string text_;                ///< what the host has
-  std::vector<std::string> spare_;  ///< memory to use again
-  bool opened_ = false;             ///< the answer to the opening is here, and is no error
+  std::size_t requests_ = 0;       ///< for text, without their last answer so far
+  std::deque<std::string> texts_;  ///< answered and not given to the host so far
+  std::string text_;               ///< what the host has
+  bool opened_ = false;            ///< the answer to the opening is here, and is no error
   bool ended_ = false;
   std::optional<Code> failure_;
   Format format_ = Format::none;

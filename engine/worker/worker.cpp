@@ -132,6 +132,20 @@ void Worker::await(std::uint64_t request) {
   while (!pending_.empty() && pending_.front().request <= request) step();
 }
 
+std::string Worker::spare_text() {
+  if (spare_texts_.empty()) return {};
+  std::string text = std::move(spare_texts_.back());
+  spare_texts_.pop_back();
+  return text;
+}
+
+void Worker::keep(std::string&& text) {
+  constexpr std::size_t most = 4;
+  if (spare_texts_.size() < most && text.capacity() <= 2 * largest_payload) {
+    spare_texts_.push_back(std::move(text));
+  }
+}
+
 void Worker::cancel(std::uint32_t document) {
   if (death_) return;
   FrameHeader header;

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "engine/core/document.h"
 #include "engine/worker/channel.h"
@@ -74,6 +75,10 @@ class Worker {
   /// Takes frames until a request is answered.
   void await(std::uint64_t request);
 
+  /// Memory for a piece of text, and its way back: documents use it one after the other.
+  std::string spare_text();
+  void keep(std::string&& text);
+
   /// Lets an extraction end early.
   void cancel(std::uint32_t document);
 
@@ -117,6 +122,7 @@ class Worker {
   std::uint32_t last_document_ = 0;
   std::unordered_map<std::uint32_t, ByteSource*> sources_;
   std::deque<Pending> pending_;
+  std::vector<std::string> spare_texts_;
   std::uint32_t copied_pieces_ = 0;  ///< from the outlet
 
   /// What lies in one of the window's blocks.
