@@ -2,6 +2,7 @@
 
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -11,6 +12,12 @@
 #include <string>
 
 namespace trfilter {
+
+Channel::Channel(int descriptor) : descriptor_(descriptor) {
+  timeval time{};
+  time.tv_usec = std::chrono::microseconds(longest_call).count();
+  ::setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time);
+}
 
 Channel::~Channel() {
   ::close(descriptor_);
@@ -38,8 +45,12 @@ Channel::Received Channel::receive(Frame& frame, Deadline deadline) {
   msghdr message{};
   message.msg_iov = parts.data();
   message.msg_iovlen = parts.size();
+  // What waits in the call itself takes one system call; it looks up after `longest_call`.
+  const bool is_far =
+      deadline == Deadline::max() || deadline - std::chrono::steady_clock::now() > 2 * longest_call;
+  int waiting = is_far ? 0 : MSG_DONTWAIT;
   for (;;) {
-    const ssize_t count = ::recvmsg(descriptor_, &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
+    const ssize_t count = ::recvmsg(descriptor_, &message, waiting | MSG_CMSG_CLOEXEC);
     if (count == 0) return Received::closed;
     if (count > 0) {
       const auto length = static_cast<std::size_t>(count);
@@ -56,6 +67,7 @@ Channel::Received Channel::receive(Frame& frame, Deadline deadline) {
     // A peer that ended with frames unread resets the connection, once; what it sent comes after.
     if (errno == EINTR || errno == ECONNRESET) continue;
     if (errno != EAGAIN) return Received::closed;
+    waiting = MSG_DONTWAIT;
     const Received ready = wait(POLLIN, deadline);
     if (ready != Received::frame) return ready;
   }

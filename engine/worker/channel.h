@@ -30,7 +30,7 @@ class Channel {
   enum class Received { frame, nothing, closed };
 
   /// Takes the descriptor over.
-  explicit Channel(int descriptor) : descriptor_(descriptor) {}
+  explicit Channel(int descriptor);
   Channel(const Channel&) = delete;
   Channel& operator=(const Channel&) = delete;
   ~Channel();
@@ -47,6 +47,8 @@ class Channel {
   Received receive(Frame& frame, Deadline deadline = Deadline::max());
 
  private:
+  static constexpr auto longest_call = std::chrono::milliseconds(20);
+
   Received wait(short events, Deadline deadline) const;
 
   int descriptor_;

@@ -185,11 +185,9 @@ std::vector<std::string> lock_down(const Reach& reach) {
 }
 
 void bound_processor_time(std::int64_t seconds) {
-  rusage usage{};
   rlimit limit{};
-  if (::getrusage(RUSAGE_SELF, &usage) != 0 || ::getrlimit(RLIMIT_CPU, &limit) != 0) return;
-  const auto used = static_cast<std::int64_t>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec);
-  limit.rlim_cur = static_cast<rlim_t>(used + seconds);
+  if (::getrlimit(RLIMIT_CPU, &limit) != 0) return;
+  limit.rlim_cur = static_cast<rlim_t>(seconds);
   ::setrlimit(RLIMIT_CPU, &limit);
 }
 

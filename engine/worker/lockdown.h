@@ -41,8 +41,8 @@ struct WorkerBounds {
 /// @return the names of the protections that this kernel does not give
 std::vector<std::string> lock_down(const Reach& reach);
 
-/// Bounds the processor time from now on: for loops that nothing else ends, should the host be
-/// stopped.
+/// Bounds the processor time of the whole process: for loops that nothing else ends, should the
+/// host be stopped.
 void bound_processor_time(std::int64_t seconds);
 
 }  // namespace trfilter

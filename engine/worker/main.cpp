@@ -58,8 +58,12 @@ int serve() {
     return static_cast<int>(WorkerExit::wrong_host);
   }
   void* window = ::mmap(nullptr, window_size, PROT_READ, MAP_SHARED, worker_window, 0);
-  if (window == MAP_FAILED) return static_cast<int>(WorkerExit::out_of_memory);
+  void* outlet = ::mmap(nullptr, outlet_size, PROT_READ | PROT_WRITE, MAP_SHARED, worker_outlet, 0);
+  if (window == MAP_FAILED || outlet == MAP_FAILED) {
+    return static_cast<int>(WorkerExit::out_of_memory);
+  }
   ::close(worker_window);
+  ::close(worker_outlet);
 
   Reach reach;
   reach.engine_directory = std::filesystem::canonical("/proc/self/exe").parent_path().string();
@@ -74,7 +78,9 @@ int serve() {
   channel.send(header, payload_of(reply));
 
   LocalOpener opener(reach.engine_directory);
-  Service(channel, static_cast<const char*>(window), opener, reach.temporary_directory).run();
+  Service(channel, static_cast<const char*>(window), static_cast<char*>(outlet), opener,
+          reach.temporary_directory)
+      .run();
   return 0;
 }
 

@@ -114,6 +114,12 @@ SubfileKind kind_of(std::uint32_t number) {
 
 }  // namespace
 
+Code code_of_number(std::int32_t number) {
+  constexpr std::int32_t last_code = 47;
+  if (number < 1 || number > last_code) protocol_broken("a code that is none");
+  return static_cast<Code>(number);
+}
+
 void protocol_broken(const std::string& how) {
   throw EngineError(Code::worker_pipe_broken, how);
 }
@@ -170,11 +176,20 @@ void read_fields(FieldReader& in, OpenRequest& request) {
 void write_fields(FieldWriter& out, const OpenedReply& reply) {
   out.number(host_number(reply.format));
   out.number(reply.members);
+  out.text(reply.text);
+  out.number<std::uint8_t>(reply.ended ? 1 : 0);
+  out.number(reply.code);
 }
 
 void read_fields(FieldReader& in, OpenedReply& reply) {
   reply.format = format_of(in.number<std::uint32_t>());
   reply.members = in.number<std::uint64_t>();
+  reply.text = in.text();
+  reply.ended = in.boolean();
+  reply.code = in.number<std::int32_t>();
+  if (reply.code == 0) return;
+  code_of_number(reply.code);
+  if (!reply.ended) protocol_broken("an error that ends nothing");
 }
 
 void write_fields(FieldWriter& out, const BlockRequest& request) {
@@ -190,11 +205,26 @@ void read_fields(FieldReader& in, BlockRequest& request) {
 void write_fields(FieldWriter& out, const BlockReply& reply) {
   out.number(reply.code);
   out.number(reply.count);
+  out.number(reply.block);
 }
 
 void read_fields(FieldReader& in, BlockReply& reply) {
   reply.code = in.number<std::int32_t>();
   reply.count = in.number<std::uint32_t>();
+  reply.block = in.number<std::uint32_t>();
+}
+
+void write_fields(FieldWriter& out, const OutletPiece& piece) {
+  out.number(piece.slot);
+  out.number(piece.length);
+}
+
+void read_fields(FieldReader& in, OutletPiece& piece) {
+  piece.slot = in.number<std::uint32_t>();
+  piece.length = in.number<std::uint32_t>();
+  if (piece.slot >= outlet_slots || piece.length == 0 || piece.length > outlet_slot_size) {
+    protocol_broken("a piece that is not in the outlet");
+  }
 }
 
 void write_fields(FieldWriter& out, const TextRequest& request) {

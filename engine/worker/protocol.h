@@ -23,6 +23,7 @@ namespace trfilter {
 /// Descriptors that a worker is born with, beside the standard ones.
 constexpr int worker_socket = 3;
 constexpr int worker_window = 4;
+constexpr int worker_outlet = 5;
 
 /// What a worker ends with when it can say why.
 enum class WorkerExit : int { stopped = 0, wrong_host = 103, out_of_memory = 102 };
@@ -32,7 +33,7 @@ enum class FrameKind : std::uint32_t {
   // `data` and one `done` or `failed`.
   hello = 1,   ///< Greeting; answered by a Greeting
   detect,      ///< OpenRequest; answered by a Detection
-  open,        ///< OpenRequest; answered by an OpenedReply
+  open,        ///< OpenRequest; answered by text, if it is for that, and an OpenedReply in `done`
   text,        ///< a TextRequest; answered by text in `data` and a TextEnd in `done`
   properties,  ///< answered by Properties
   describe,    ///< a MemberRequest; answered by Subfiles, the first at the least
@@ -45,6 +46,7 @@ enum class FrameKind : std::uint32_t {
   // Of the worker.
   need,    ///< asks for bytes of a document: a BlockRequest
   data,    ///< a part of an answer
+  piece,   ///< a part of an answer, of text, that lies in the outlet: an OutletPiece
   done,    ///< the rest of an answer, and its end
   failed,  ///< an answer that is a code
 };
@@ -66,7 +68,17 @@ constexpr std::size_t largest_payload = std::size_t{128} << 10;
 /// in blocks behind that.
 constexpr std::size_t window_block_offset = Document::block_in_memory;
 constexpr std::size_t largest_block = std::size_t{1} << 20;
-constexpr std::size_t window_size = window_block_offset + largest_block;
+constexpr std::size_t window_blocks = 2;  ///< the worker reads one while the host fills the other
+constexpr std::size_t window_count_offset = window_block_offset + window_blocks * largest_block;
+constexpr std::size_t window_size = window_count_offset + 4096;
+
+/// The outlet: memory that the worker writes large pieces of text to, and the host copies them from
+/// before it looks at them. Slots are used in turn; the host counts in the window those that it has
+/// copied, and a piece that finds no slot free goes over the socket.
+constexpr std::size_t outlet_slots = 8;
+constexpr std::size_t outlet_slot_size = largest_payload;
+constexpr std::size_t outlet_size = outlet_slots * outlet_slot_size;
+constexpr std::size_t smallest_in_outlet = std::size_t{4} << 10;
 
 /// Appends fields to a payload.
 class FieldWriter {
@@ -132,9 +144,14 @@ struct OpenRequest {
   std::uint64_t size = 0;  ///< of the document
 };
 
+/// A document, and of one that was opened for its text the begin: the whole of a small document is
+/// in the answer to its opening.
 struct OpenedReply {
   Format format = Format::none;
   std::uint64_t members = 0;
+  std::string text;       ///< less than `smallest_in_outlet`; more comes in pieces before
+  bool ended = false;     ///< there is no more text, and the worker has closed the document
+  std::int32_t code = 0;  ///< of what ended it, 0 for its end
 };
 
 struct BlockRequest {
@@ -145,6 +162,12 @@ struct BlockRequest {
 struct BlockReply {
   std::int32_t code = 0;    ///< of what the document's source threw
   std::uint32_t count = 0;  ///< of the bytes that lie in the window
+  std::uint32_t block = 0;  ///< which of the window's blocks holds them
+};
+
+struct OutletPiece {
+  std::uint32_t slot = 0;
+  std::uint32_t length = 0;
 };
 
 /// Asks for the next pieces of text, some at once, so that the worker can read on.
@@ -153,7 +176,7 @@ struct TextRequest {
 };
 
 struct TextEnd {
-  bool ended = false;  ///< there is no more text
+  bool ended = false;  ///< there is no more text, and the worker has closed the document
 };
 
 struct MemberRequest {
@@ -172,6 +195,7 @@ void write_fields(FieldWriter& out, const OpenRequest& request);
 void write_fields(FieldWriter& out, const OpenedReply& reply);
 void write_fields(FieldWriter& out, const BlockRequest& request);
 void write_fields(FieldWriter& out, const BlockReply& reply);
+void write_fields(FieldWriter& out, const OutletPiece& piece);
 void write_fields(FieldWriter& out, const TextRequest& request);
 void write_fields(FieldWriter& out, const TextEnd& end);
 void write_fields(FieldWriter& out, const MemberRequest& request);
@@ -186,6 +210,7 @@ void read_fields(FieldReader& in, OpenRequest& request);
 void read_fields(FieldReader& in, OpenedReply& reply);
 void read_fields(FieldReader& in, BlockRequest& request);
 void read_fields(FieldReader& in, BlockReply& reply);
+void read_fields(FieldReader& in, OutletPiece& piece);
 void read_fields(FieldReader& in, TextRequest& request);
 void read_fields(FieldReader& in, TextEnd& end);
 void read_fields(FieldReader& in, MemberRequest& request);
@@ -212,6 +237,10 @@ Value value_of(std::string_view payload) {
   in.finish();
   return value;
 }
+
+/// The code that a number in a payload is.
+/// @throws EngineError code 37 for a number that is none
+Code code_of_number(std::int32_t number);
 
 /// Throws the error of what breaks the protocol.
 [[noreturn]] void protocol_broken(const std::string& how);

@@ -25,6 +25,10 @@ constexpr auto grace = std::chrono::milliseconds(30);
 // the host works with what it has.
 constexpr std::uint32_t pieces_at_once = 8;
 
+// A document of up to so many bytes is expected to give all of its text with the answer to its
+// opening; of a larger one text is asked for before that answer is here.
+constexpr std::uint64_t answered_at_once = std::uint64_t{64} << 10;
+
 // Bytes of an answer that is no text and no member: properties, mail fields, a list of children.
 constexpr std::size_t largest_answer = std::size_t{64} << 20;
 
@@ -114,10 +118,13 @@ class KnownDocument {
       : worker_(std::move(worker)), source_(std::move(source)), number_(worker_->add(*source_)) {}
   KnownDocument(const KnownDocument&) = delete;
   KnownDocument& operator=(const KnownDocument&) = delete;
-  ~KnownDocument() { worker_->remove(number_); }
+  ~KnownDocument() { worker_->remove(number_, is_open_); }
 
   Worker& worker() const { return *worker_; }
   std::uint32_t number() const { return number_; }
+  std::uint64_t size() const { return source_->size(); }
+  /// The worker has closed it, or knows nothing of it.
+  void closed() { is_open_ = false; }
 
   /// Makes the request that opens it, or detects what it is.
   /// @return the request's number
@@ -135,6 +142,7 @@ class KnownDocument {
   std::shared_ptr<Worker> worker_;
   std::unique_ptr<ByteSource> source_;
   std::uint32_t number_;
+  bool is_open_ = true;
 };
 
 /// The line of the log that a document leaves, written when it is over.
@@ -193,22 +201,21 @@ class RemoteDocument : public OpenedDocument, private AnswerTaker {
       : deadline_(deadline_after(options.timeout_seconds)),
         timeout_seconds_(options.timeout_seconds),
         extraction_timeout_seconds_(options.extraction_timeout_seconds),
+        purpose_(purpose),
         is_utf8_(options.target_encoding == Options::utf8 && !options.no_encoding_conversion),
         entry_(log, worker, number, job_of(purpose)),
         document_(std::move(worker), std::move(source)) {
     entry_.noting([&] {
-      WholeAnswer answer;
       const std::uint64_t opening =
-          document_.introduce(FrameKind::open, options, purpose, answer, deadline_);
-      if (purpose == Purpose::text) ask_for_text();
+          document_.introduce(FrameKind::open, options, purpose, *this, deadline_);
+      if (purpose == Purpose::text && document_.size() > answered_at_once) ask_for_text();
       document_.worker().await(opening);
-      const auto reply = value_from<OpenedReply>(document_.worker(), answer);
-      if (reply.members > Limits::Bounds{}.members) document_.worker().reject();
-      format_ = reply.format;
-      members_ = static_cast<std::size_t>(reply.members);
+      if (failure_ && !opened_) throw EngineError(*failure_, "the worker says so");
       entry_.format(format_);
     });
   }
+
+  ~RemoteDocument() override { give_back(text_); }
 
   Format format() const override { return format_; }
 
@@ -222,8 +229,8 @@ class RemoteDocument : public OpenedDocument, private AnswerTaker {
         if (failure_) throw EngineError(*failure_, "the worker says so");
         return {};
       }
-      spare_.emplace_back(std::move(text_));
-      text_ = std::move(texts_.front());
+      std::swap(text_, texts_.front());
+      give_back(texts_.front());
       texts_.pop_front();
       // Text comes before the error that ends it.
       try {
@@ -327,36 +334,62 @@ class RemoteDocument : public OpenedDocument, private AnswerTaker {
     }
   }
 
-  // The answers to requests for text.
-  void take(std::string_view piece, bool last) override {
-    if (last) {
-      ended_ = value_of<TextEnd>(piece).ended || ended_;
-      --requests_;
-      return;
+  void take_opening(const OpenedReply& reply) {
+    const bool right_text = purpose_ == Purpose::text || !reply.ended;
+    if (!right_text || reply.members > Limits::Bounds{}.members) {
+      protocol_broken("an opening that cannot be");
     }
-    if (is_utf8_ && !is_valid_utf8(piece)) protocol_broken("text that is no UTF-8");
+    if (!reply.text.empty()) take_text(reply.text);
+    if (reply.code != 0) failure_ = code_of_number(reply.code);
+    ended_ = reply.ended;
+    if (ended_) document_.closed();
+    format_ = reply.format;
+    members_ = static_cast<std::size_t>(reply.members);
+    opened_ = true;
+  }
+
+  void give_back(std::string& text) {
+    constexpr std::size_t worth_keeping = 1024;
+    if (text.capacity() >= worth_keeping) worker().keep(std::move(text));
+  }
+
+  void take_text(std::string_view piece) {
+    if (purpose_ != Purpose::text) protocol_broken("text that was not asked for");
     if (piece.empty() || ended_) protocol_broken("text behind its end");
-    std::string text;
-    if (!spare_.empty()) {
-      text = std::move(spare_.back());
-      spare_.pop_back();
+    std::string text = worker().spare_text();
+    text.assign(piece);  // from here on the worker cannot change it
+    if (is_utf8_ && !is_valid_utf8(text)) protocol_broken("text that is no UTF-8");
+    texts_.push_back(std::move(text));
+  }
+
+  // The answers to the opening, which is the first, and to requests for text.
+  void take(std::string_view piece, bool last) override {
+    if (!last) {
+      take_text(piece);
+    } else if (!opened_) {
+      take_opening(value_of<OpenedReply>(piece));
+    } else {
+      ended_ = value_of<TextEnd>(piece).ended || ended_;
+      if (ended_) document_.closed();
+      --requests_;
     }
-    texts_.emplace_back(std::move(text)).assign(piece);
   }
   void fail(Code code) override {
     if (!failure_ && !ended_) failure_ = code;
-    --requests_;
+    document_.closed();
+    if (opened_) --requests_;
   }
 
   Deadline deadline_;
   std::int64_t timeout_seconds_;
   std::int64_t extraction_timeout_seconds_;
+  Purpose purpose_;
   bool is_utf8_;
   LogEntry entry_;
-  std::size_t requests_ = 0;        ///< for text, without their last answer so far
-  std::deque<std::string> texts_;   ///< answered and not given to the host so far
-  std::string text_;                ///< what the host has
-  std::vector<std::string> spare_;  ///< memory to use again
+  std::size_t requests_ = 0;       ///< for text, without their last answer so far
+  std::deque<std::string> texts_;  ///< answered and not given to the host so far
+  std::string text_;               ///< what the host has
+  bool opened_ = false;            ///< the answer to the opening is here, and is no error
   bool ended_ = false;
   std::optional<Code> failure_;
   Format format_ = Format::none;

@@ -1,12 +1,11 @@
 #include "engine/worker/service.h"
 
-#include <sys/resource.h>
-
 #include <algorithm>
 #include <span>
 #include <utility>
 
 #include "engine/core/engine_error.h"
+#include "engine/core/text_sink.h"
 #include "engine/opening/error_code.h"
 #include "engine/worker/lockdown.h"
 
@@ -15,12 +14,6 @@ namespace {
 
 // Processor time beyond a time-out, in seconds: the clock on the wall comes first.
 constexpr std::int64_t processor_slack = 2;
-
-std::uint32_t peak_memory() {
-  rusage usage{};
-  ::getrusage(RUSAGE_SELF, &usage);
-  return static_cast<std::uint32_t>(usage.ru_maxrss);
-}
 
 /// How much of `text` goes into one frame: characters stay whole.
 std::size_t frame_of_text(std::string_view text) {
@@ -68,7 +61,7 @@ class Service::BlockSource : public ByteSource {
     if (offset >= size_) return 0;
     const bool here = service_->block_owner_ == this && offset >= begin_ && offset < end_;
     if (!here) fetch(offset, out.size());
-    const std::string_view block(service_->window_ + window_block_offset,
+    const std::string_view block(service_->window_ + window_block_offset + block_ * largest_block,
                                  static_cast<std::size_t>(end_ - begin_));
     return block.substr(static_cast<std::size_t>(offset - begin_)).copy(out.data(), out.size());
   }
@@ -82,7 +75,9 @@ class Service::BlockSource : public ByteSource {
     const auto count = static_cast<std::uint32_t>(std::min<std::uint64_t>(length, size_ - offset));
     service_->block_owner_ = nullptr;
     end_ = begin_ = offset;
-    end_ += service_->read_block(document_, offset, count);
+    const BlockReply reply = service_->read_block(document_, offset, count);
+    block_ = reply.block;
+    end_ += std::min(reply.count, count);
     service_->block_owner_ = this;
   }
 
@@ -91,6 +86,7 @@ class Service::BlockSource : public ByteSource {
   std::uint64_t size_;
   std::uint64_t begin_ = 0;
   std::uint64_t end_ = 0;
+  std::uint32_t block_ = 0;  ///< of the window's
   std::size_t length_ = smallest_block;
 };
 
@@ -130,10 +126,11 @@ class Service::MemberOutput : public ByteOutput {
   std::string buffer_;
 };
 
-Service::Service(Channel& channel, const char* window, DocumentOpener& opener,
+Service::Service(Channel& channel, const char* window, char* outlet, DocumentOpener& opener,
                  std::string temporary_directory)
     : channel_(&channel),
       window_(window),
+      outlet_(outlet),
       opener_(&opener),
       temporary_directory_(std::move(temporary_directory)) {}
 
@@ -217,11 +214,7 @@ void Service::answer(const Frame& frame) {
 void Service::introduce(const Frame& frame) {
   auto request = value_of<OpenRequest>(frame.payload());
   request.options.temporary_directory = temporary_directory_;
-  const std::int64_t seconds =
-      std::max(request.options.timeout_seconds, request.options.extraction_timeout_seconds);
-  if (request.options.timeout_seconds > 0 && request.options.extraction_timeout_seconds > 0) {
-    bound_processor_time(seconds + processor_slack);
-  }
+  bound_processor(request.options);
   const std::uint32_t number = frame.header.document;
   std::unique_ptr<ByteSource> source;
   if (request.size <= Document::block_in_memory) {
@@ -237,8 +230,46 @@ void Service::introduce(const Frame& frame) {
   OpenedReply reply;
   reply.format = document->format();
   reply.members = request.purpose == Purpose::members ? document->member_count() : 0;
-  documents_[number] = std::move(document);
+  Open& open = documents_[number];
+  open.document = std::move(document);
+  open.in_utf8 = request.options.target_encoding == Options::utf8;
+  if (request.purpose == Purpose::text) begin_text(frame, open, reply);
   send(FrameKind::done, frame, payload_of(reply));
+}
+
+/// Puts the begin of a document's text into the answer to its opening. When that is less than a
+/// reader gives at a time it is all, and the document is over. A character may take less than the
+/// reader gave for it, a third at the least.
+void Service::begin_text(const Frame& frame, Open& open, OpenedReply& reply) {
+  try {
+    open.unsent = open.document->next_text();
+    const std::size_t size = open.unsent.size();
+    if (size < smallest_in_outlet) {
+      reply.text = std::exchange(open.unsent, {});
+    } else {
+      send_unsent(frame, open);
+    }
+    if (size >= (open.in_utf8 ? TextSink::chunk_size : TextSink::chunk_size / 4)) return;
+    if (size != 0) open.unsent = open.document->next_text();
+    reply.ended = open.unsent.empty();
+  } catch (const Gone&) {
+    throw;
+  } catch (...) {
+    reply.ended = true;
+    reply.code = static_cast<std::int32_t>(code_of_current_exception());
+  }
+  if (reply.ended) documents_.erase(frame.header.document);
+}
+
+/// The time-out holds for the clock on the wall; the system's bound catches what does not look.
+void Service::bound_processor(const Options& options) {
+  if (options.timeout_seconds <= 0 || options.extraction_timeout_seconds <= 0) return;
+  const auto used = static_cast<std::int64_t>(usage_.ru_utime.tv_sec + usage_.ru_stime.tv_sec);
+  const std::int64_t bound = used + processor_slack +
+                             std::max(options.timeout_seconds, options.extraction_timeout_seconds);
+  if (bound == processor_bound_) return;
+  bound_processor_time(bound);
+  processor_bound_ = bound;
 }
 
 /// Describes the member that was asked for, and those behind it that were, as far as they are well:
@@ -278,18 +309,43 @@ void Service::extract(const Frame& frame) {
 
 void Service::send_text(const Frame& frame) {
   const auto request = value_of<TextRequest>(frame.payload());
-  OpenedDocument& document = document_of(frame);
+  Open& open = open_of(frame);
   TextEnd end;
   for (std::uint32_t piece = 0; piece < request.pieces && !end.ended; ++piece) {
-    std::string_view text = document.next_text();
-    end.ended = text.empty();
-    while (!text.empty()) {
-      const std::size_t length = frame_of_text(text);
-      send(FrameKind::data, frame, text.substr(0, length));
-      text.remove_prefix(length);
+    try {
+      if (open.unsent.empty()) open.unsent = open.document->next_text();
+    } catch (...) {
+      documents_.erase(frame.header.document);  // an error ends the text
+      throw;
     }
+    end.ended = open.unsent.empty();
+    send_unsent(frame, open);
   }
+  if (end.ended) documents_.erase(frame.header.document);
   send(FrameKind::done, frame, payload_of(end));
+}
+
+void Service::send_unsent(const Frame& request, Open& open) {
+  while (!open.unsent.empty()) {
+    const std::size_t length = frame_of_text(open.unsent);
+    send_piece(request, open.unsent.substr(0, length));
+    open.unsent.remove_prefix(length);
+  }
+}
+
+/// Sends text through the outlet when it is worth it and the host has copied what lay there.
+void Service::send_piece(const Frame& request, std::string_view text) {
+  const auto* const count = reinterpret_cast<const std::uint32_t*>(window_ + window_count_offset);
+  const std::uint32_t copied = __atomic_load_n(count, __ATOMIC_ACQUIRE);
+  if (text.size() < smallest_in_outlet || outlet_pieces_ - copied >= outlet_slots) {
+    send(FrameKind::data, request, text);
+    return;
+  }
+  OutletPiece piece;
+  piece.slot = outlet_pieces_++ % outlet_slots;
+  piece.length = static_cast<std::uint32_t>(text.size());
+  text.copy(outlet_ + piece.slot * outlet_slot_size, text.size());
+  send(FrameKind::piece, request, payload_of(piece));
 }
 
 void Service::send(FrameKind kind, const Frame& request, std::string_view payload) {
@@ -297,7 +353,8 @@ void Service::send(FrameKind kind, const Frame& request, std::string_view payloa
   header.kind = kind;
   header.request = request.header.request;
   header.document = request.header.document;
-  header.peak_memory = peak_memory();
+  if (kind != FrameKind::data && kind != FrameKind::piece) ::getrusage(RUSAGE_SELF, &usage_);
+  header.peak_memory = static_cast<std::uint32_t>(usage_.ru_maxrss);
   if (channel_->send(header, payload) != Channel::Received::frame) throw Gone{};
 }
 
@@ -309,16 +366,14 @@ void Service::send_whole(const Frame& request, std::string_view payload) {
   send(FrameKind::done, request, payload);
 }
 
-OpenedDocument& Service::document_of(const Frame& frame) {
+Service::Open& Service::open_of(const Frame& frame) {
   const auto found = documents_.find(frame.header.document);
   if (found == documents_.end()) throw EngineError(Code::invalid_argument, "no such document");
-  return *found->second;
+  return found->second;
 }
 
 /// Asks the host for bytes of a document, and waits for them.
-/// @return how many lie in the window's block
-std::uint32_t Service::read_block(std::uint32_t document, std::uint64_t offset,
-                                  std::uint32_t count) {
+BlockReply Service::read_block(std::uint32_t document, std::uint64_t offset, std::uint32_t count) {
   BlockRequest request;
   request.offset = offset;
   request.count = count;
@@ -335,7 +390,7 @@ std::uint32_t Service::read_block(std::uint32_t document, std::uint64_t offset,
     const auto reply = value_of<BlockReply>(frame->payload());
     spare_ = std::move(frame);
     if (reply.code != 0) throw EngineError(static_cast<Code>(reply.code), "no bytes from the host");
-    return std::min(reply.count, count);
+    return reply;
   }
 }
 

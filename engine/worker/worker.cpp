@@ -3,6 +3,7 @@
 #include <signal.h>
 
 #include <algorithm>
+#include <atomic>
 #include <span>
 #include <utility>
 
@@ -19,8 +20,6 @@ constexpr auto control_time = std::chrono::seconds(10);
 // For what is under way when its document is closed and nothing else is open: starting another
 // worker takes less.
 constexpr auto abandoned_time = std::chrono::milliseconds(50);
-
-constexpr std::int32_t last_code = 47;
 
 Code code_of(WorkerProcess::End end) {
   using How = WorkerProcess::End::How;
@@ -86,12 +85,12 @@ std::uint32_t Worker::add(ByteSource& source) {
   return last_document_;
 }
 
-void Worker::remove(std::uint32_t document) {
+void Worker::remove(std::uint32_t document, bool is_open) {
   sources_.erase(document);
   for (Pending& pending : pending_) {
     if (pending.document == document) pending.taker = nullptr;
   }
-  if (death_ || !greeted_) return;
+  if (death_ || !greeted_ || !is_open) return;
   FrameHeader header;
   header.kind = FrameKind::close;
   header.document = document;
@@ -118,7 +117,7 @@ std::uint64_t Worker::request(FrameKind kind, std::uint32_t document, std::strin
   header.request = ++last_request_;
   header.document = document;
   send(header, payload, deadline);
-  pending_.push_back({header.request, document, &taker, deadline});
+  pending_.push_back({header.request, document, kind, &taker, deadline});
   return header.request;
 }
 
@@ -131,6 +130,20 @@ void Worker::await(std::uint64_t request) {
   check_usable();
   // Requests are answered in their order.
   while (!pending_.empty() && pending_.front().request <= request) step();
+}
+
+std::string Worker::spare_text() {
+  if (spare_texts_.empty()) return {};
+  std::string text = std::move(spare_texts_.back());
+  spare_texts_.pop_back();
+  return text;
+}
+
+void Worker::keep(std::string&& text) {
+  constexpr std::size_t most = 4;
+  if (spare_texts_.size() < most && text.capacity() <= 2 * largest_payload) {
+    spare_texts_.push_back(std::move(text));
+  }
 }
 
 void Worker::cancel(std::uint32_t document) {
@@ -231,17 +244,19 @@ void Worker::handle(const Frame& frame) {
     case FrameKind::data:
       if (front.taker != nullptr) front.taker->take(frame.payload(), false);
       return;
+    case FrameKind::piece:
+      take_from_outlet(frame, front);
+      return;
     case FrameKind::done:
       pending_.pop_front();
       if (front.taker != nullptr) front.taker->take(frame.payload(), true);
       return;
     case FrameKind::failed: {
       FieldReader in(frame.payload());
-      const auto code = in.number<std::int32_t>();
+      const Code code = code_of_number(in.number<std::int32_t>());
       in.finish();
-      if (code < 1 || code > last_code) protocol_broken("a code that is none");
       pending_.pop_front();
-      if (front.taker != nullptr) front.taker->fail(static_cast<Code>(code));
+      if (front.taker != nullptr) front.taker->fail(code);
       return;
     }
     default:
@@ -253,29 +268,83 @@ void Worker::handle(const Frame& frame) {
 void Worker::serve(const Frame& frame) {
   const auto wanted = value_of<BlockRequest>(frame.payload());
   if (wanted.count > largest_block) protocol_broken("a block larger than the window");
+  const std::uint32_t document = frame.header.document;
+  const Block last = blocks_[worker_block_];
+  worker_block_ = (worker_block_ + 1) % window_blocks;
+  Block& block = blocks_[worker_block_];
   BlockReply reply;
-  const auto source = sources_.find(frame.header.document);
+  reply.block = worker_block_;
+  const auto source = sources_.find(document);
   if (source == sources_.end()) {
     reply.code = static_cast<std::int32_t>(Code::open_stream_failed);
+  } else if (block.document == document && block.offset == wanted.offset && block.count != 0) {
+    block.count = std::min(block.count, wanted.count);
   } else {
+    block = {};
     try {
-      const std::span<char> room(process_.window() + window_block_offset, wanted.count);
-      std::size_t filled = 0;
-      while (filled < room.size()) {
-        const std::size_t count =
-            source->second->read_at(wanted.offset + filled, room.subspan(filled));
-        if (count == 0) break;
-        filled += count;
-      }
-      reply.count = static_cast<std::uint32_t>(filled);
+      block.count = read_block(*source->second, wanted, worker_block_);
+      block.document = document;
+      block.offset = wanted.offset;
     } catch (...) {
       reply.code = static_cast<std::int32_t>(code_of_current_exception());
     }
   }
+  if (reply.code == 0) reply.count = block.count;
   FrameHeader header;
   header.kind = FrameKind::block;
-  header.document = frame.header.document;
+  header.document = document;
   send(header, payload_of(reply), next_deadline());
+  const bool in_order = last.document == document && last.end() == wanted.offset;
+  if (reply.count != 0 && in_order) {
+    read_ahead(document, *source->second, block.end(), reply.count);
+  }
+}
+
+/// @return how many bytes there were
+std::uint32_t Worker::read_block(ByteSource& source, const BlockRequest& wanted,
+                                 std::uint32_t block) {
+  char* const begin = process_.window() + window_block_offset + block * largest_block;
+  const std::span<char> room(begin, wanted.count);
+  std::size_t filled = 0;
+  while (filled < room.size()) {
+    const std::size_t count = source.read_at(wanted.offset + filled, room.subspan(filled));
+    if (count == 0) break;
+    filled += count;
+  }
+  return static_cast<std::uint32_t>(filled);
+}
+
+/// Fills the other block with what the worker will ask for if it reads on in order, while it works
+/// with what it has.
+void Worker::read_ahead(std::uint32_t document, ByteSource& source, std::uint64_t offset,
+                        std::uint32_t last_count) {
+  const std::uint32_t other = (worker_block_ + 1) % window_blocks;
+  blocks_[other] = {};
+  const std::uint64_t size = source.size();
+  if (offset >= size) return;
+  BlockRequest next;
+  next.offset = offset;
+  next.count = static_cast<std::uint32_t>(std::min<std::uint64_t>(
+      std::min<std::size_t>(std::size_t{last_count} * 2, largest_block), size - offset));
+  try {
+    const std::uint32_t count = read_block(source, next, other);
+    blocks_[other] = {document, offset, count};
+  } catch (...) {
+    blocks_[other] = {};  // whoever asks for these bytes meets the error
+  }
+}
+
+/// Hands on a piece of text from the outlet, and gives its slot back.
+void Worker::take_from_outlet(const Frame& frame, const Pending& pending) {
+  const bool is_text = pending.kind == FrameKind::text || pending.kind == FrameKind::open;
+  if (!is_text) protocol_broken("a piece of no text");
+  const auto piece = value_of<OutletPiece>(frame.payload());
+  if (pending.taker != nullptr) {
+    const char* const begin = process_.outlet() + piece.slot * outlet_slot_size;
+    pending.taker->take({begin, piece.length}, false);
+  }
+  auto* const count = reinterpret_cast<std::uint32_t*>(process_.window() + window_count_offset);
+  std::atomic_ref(*count).store(++copied_pieces_, std::memory_order_release);
 }
 
 Deadline Worker::next_deadline() const {

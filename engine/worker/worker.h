@@ -1,11 +1,13 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <deque>
 #include <memory>
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "engine/core/document.h"
 #include "engine/worker/channel.h"
@@ -17,7 +19,8 @@ namespace trfilter {
 class AnswerTaker {
  public:
   virtual ~AnswerTaker() = default;
-  /// A piece of the answer; `last`: there are no more.
+  /// A piece of the answer; `last`: there are no more. A piece of text may lie in memory that the
+  /// worker can write to: what is checked is a copy.
   virtual void take(std::string_view piece, bool last) = 0;
   /// Instead of more pieces.
   virtual void fail(Code code) = 0;
@@ -56,7 +59,8 @@ class Worker {
   /// Gives a document a number. `source` lives until `remove`.
   std::uint32_t add(ByteSource& source);
   /// Forgets a document; what is still under way for it is dropped.
-  void remove(std::uint32_t document);
+  /// @param is_open  whether the worker has to be told: it has not closed the document itself
+  void remove(std::uint32_t document, bool is_open);
 
   /// Makes the whole of a small document visible to the worker.
   void show(ByteSource& source);
@@ -71,6 +75,10 @@ class Worker {
   /// Takes frames until a request is answered.
   void await(std::uint64_t request);
 
+  /// Memory for a piece of text, and its way back: documents use it one after the other.
+  std::string spare_text();
+  void keep(std::string&& text);
+
   /// Lets an extraction end early.
   void cancel(std::uint32_t document);
 
@@ -82,6 +90,7 @@ class Worker {
   struct Pending {
     std::uint64_t request;
     std::uint32_t document;
+    FrameKind kind;
     AnswerTaker* taker;  ///< null: nobody wants it any more
     Deadline deadline;
   };
@@ -92,6 +101,10 @@ class Worker {
   void step();
   void handle(const Frame& frame);
   void serve(const Frame& frame);
+  void take_from_outlet(const Frame& frame, const Pending& pending);
+  std::uint32_t read_block(ByteSource& source, const BlockRequest& wanted, std::uint32_t block);
+  void read_ahead(std::uint32_t document, ByteSource& source, std::uint64_t offset,
+                  std::uint32_t last_count);
   Deadline next_deadline() const;
   [[noreturn]] void die(Code code);
   [[noreturn]] void ended();
@@ -109,6 +122,18 @@ class Worker {
   std::uint32_t last_document_ = 0;
   std::unordered_map<std::uint32_t, ByteSource*> sources_;
   std::deque<Pending> pending_;
+  std::vector<std::string> spare_texts_;
+  std::uint32_t copied_pieces_ = 0;  ///< from the outlet
+
+  /// What lies in one of the window's blocks.
+  struct Block {
+    std::uint32_t document = 0;  ///< 0: nothing of use
+    std::uint64_t offset = 0;
+    std::uint32_t count = 0;
+    std::uint64_t end() const { return offset + count; }
+  };
+  std::array<Block, window_blocks> blocks_{};
+  std::uint32_t worker_block_ = 0;  ///< the one that the worker reads
   Frame frame_;
 };
 

@@ -38,8 +38,8 @@ constexpr int end_milliseconds = 200;
 
 /// Moves a descriptor above those that a worker is born with, so that passing it on is one `dup2`.
 int raised(int descriptor) {
-  if (descriptor < 0 || descriptor > worker_window) return descriptor;
-  const int high = ::fcntl(descriptor, F_DUPFD_CLOEXEC, worker_window + 1);
+  if (descriptor < 0 || descriptor > worker_outlet) return descriptor;
+  const int high = ::fcntl(descriptor, F_DUPFD_CLOEXEC, worker_outlet + 1);
   ::close(descriptor);
   return high;
 }
@@ -135,27 +135,30 @@ Descriptor::~Descriptor() {
   if (value_ >= 0) ::close(value_);
 }
 
-Window::Window() {
+SharedMemory::SharedMemory(std::size_t size, Writer writer) : size_(size) {
   descriptor_ = raised(::memfd_create("trfilter", MFD_CLOEXEC | MFD_ALLOW_SEALING));
-  if (descriptor_ < 0 || ::ftruncate(descriptor_, window_size) != 0) {
+  if (descriptor_ < 0 || ::ftruncate(descriptor_, static_cast<off_t>(size_)) != 0) {
     if (descriptor_ >= 0) ::close(descriptor_);
     not_started("no memory to share");
   }
-  void* mapped = ::mmap(nullptr, window_size, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor_, 0);
-  // Its size is fixed, so that no access can fault, and nobody but the host can ever write to it.
+  const int protection = writer == Writer::host ? PROT_READ | PROT_WRITE : PROT_READ;
+  void* mapped = ::mmap(nullptr, size_, protection, MAP_SHARED, descriptor_, 0);
+  // Its size is fixed, so that no access can fault, and to what is the host's nobody else can ever
+  // write.
   constexpr int seals = F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL;
-  const bool sealed = ::fcntl(descriptor_, F_ADD_SEALS, seals | F_SEAL_FUTURE_WRITE) == 0 ||
+  const int further = writer == Writer::host ? F_SEAL_FUTURE_WRITE : 0;
+  const bool sealed = ::fcntl(descriptor_, F_ADD_SEALS, seals | further) == 0 ||
                       ::fcntl(descriptor_, F_ADD_SEALS, seals) == 0;
   if (mapped == MAP_FAILED || !sealed) {
-    if (mapped != MAP_FAILED) ::munmap(mapped, window_size);
+    if (mapped != MAP_FAILED) ::munmap(mapped, size_);
     ::close(descriptor_);
     not_started("no memory to share");
   }
   data_ = static_cast<char*>(mapped);
 }
 
-Window::~Window() {
-  ::munmap(data_, window_size);
+SharedMemory::~SharedMemory() {
+  ::munmap(data_, size_);
   ::close(descriptor_);
 }
 
@@ -187,7 +190,8 @@ void WorkerProcess::start(const std::string& engine_directory, int socket) {
   SpawnSettings settings;
   settings.pass(socket, worker_socket);
   settings.pass(window_.descriptor(), worker_window);
-  settings.close_from(worker_window + 1);
+  settings.pass(outlet_.descriptor(), worker_outlet);
+  settings.close_from(worker_outlet + 1);
   std::array<char*, 2> arguments{program.data(), nullptr};
   std::string temporary = "TMPDIR=" + directory_.path();
   const int failed = ::posix_spawn(&id_, program.c_str(), settings.actions(), settings.attributes(),

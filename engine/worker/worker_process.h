@@ -27,19 +27,23 @@ class PrivateDirectory {
   std::string path_;
 };
 
-/// Memory of the host's that the worker can read and not write.
-class Window {
+/// Memory that host and worker share, of a size that neither can change.
+class SharedMemory {
  public:
+  enum class Writer { host, worker };
+
+  /// @param writer  the side that writes to it; the other one only reads
   /// @throws EngineError code 17 when there is no such memory
-  Window();
-  Window(const Window&) = delete;
-  Window& operator=(const Window&) = delete;
-  ~Window();
+  SharedMemory(std::size_t size, Writer writer);
+  SharedMemory(const SharedMemory&) = delete;
+  SharedMemory& operator=(const SharedMemory&) = delete;
+  ~SharedMemory();
 
   int descriptor() const { return descriptor_; }
   char* data() const { return data_; }
 
  private:
+  std::size_t size_;
   int descriptor_ = -1;
   char* data_ = nullptr;
 };
@@ -75,6 +79,7 @@ class WorkerProcess {
 
   Channel& channel() { return channel_; }
   char* window() const { return window_.data(); }
+  const char* outlet() const { return outlet_.data(); }
   const std::string& temporary_directory() const { return directory_.path(); }
   pid_t id() const { return id_; }
 
@@ -106,7 +111,8 @@ class WorkerProcess {
   End reap(bool killed);
 
   Channel channel_;
-  Window window_;
+  SharedMemory window_{window_size, SharedMemory::Writer::host};
+  SharedMemory outlet_{outlet_size, SharedMemory::Writer::worker};
   PrivateDirectory directory_;
   pid_t id_ = -1;      ///< -1: ended and reaped
   Descriptor handle_;  ///< its pidfd; none on a system without
