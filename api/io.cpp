@@ -1,10 +1,34 @@
 #include "api/io.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cstdio>
 #include <stdexcept>
 #include <utility>
 
 namespace tarnis::v1::io {
+
+namespace {
+
+/// As fopen in mode "wb", but that a file which is empty already is not truncated: file systems
+/// that guard against a replaced file's loss write it to the disk when it is closed after that.
+std::FILE* open_for_writing(const char* path) {
+  constexpr mode_t everyone_reads_and_writes = 0666;
+  const int descriptor = ::open(path, O_WRONLY | O_CREAT, everyone_reads_and_writes);
+  if (descriptor < 0) return nullptr;
+  struct stat status {};
+  const bool has_content =
+      ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_size != 0;
+  std::FILE* file = nullptr;
+  if (!has_content || ::ftruncate(descriptor, 0) == 0) file = ::fdopen(descriptor, "wb");
+  if (file == nullptr) ::close(descriptor);
+  return file;
+}
+
+}  // namespace
 
 InputFile::InputFile(std::string path)
     : path_(std::move(path)), file_(std::fopen(path_.c_str(), "rb")) {
@@ -37,7 +61,7 @@ int InputFile::seek(long offset, int whence) {
 }
 
 OutputFile::OutputFile(std::string path)
-    : path_(std::move(path)), file_(std::fopen(path_.c_str(), "wb")) {
+    : path_(std::move(path)), file_(open_for_writing(path_.c_str())) {
   if (file_ == nullptr) throw std::runtime_error("Could not create output file at path: " + path_);
 }
 

@@ -3,6 +3,7 @@
 #include <array>
 #include <limits>
 #include <random>
+#include <string_view>
 #include <type_traits>
 
 #include "tests/api/support.h"
@@ -103,6 +104,17 @@ TEST(OutputFile, HoldsWhatItsAdapterWrote) {
     EXPECT_EQ(file.path(), directory.file("f"));
   }
   EXPECT_EQ(contents_of(directory.file("f")), std::string("a\0bc\n", 5));
+}
+
+TEST(OutputFile, ReplacesWhatTheFileHeld) {
+  const TemporaryDirectory directory;
+  for (const char* text : {"longer than the next", "short", ""}) {
+    {
+      io::OutputFile file(directory.file("f"));
+      generic_io::Output(file).write(text, static_cast<long>(std::string_view(text).size()));
+    }
+    EXPECT_EQ(contents_of(directory.file("f")), text);
+  }
 }
 
 TEST(OutputFile, IsNoFileInterface) {
