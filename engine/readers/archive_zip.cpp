@@ -202,6 +202,7 @@ class ZipArchive final : public Subfiles {
       std::string_view block;
       std::uint64_t at = 0;
       while (archive.read_block(block, at)) {
+        if (block.empty()) continue;  // zlib takes no bytes at no address for a new beginning
         meter.add_unpacked(block.size());
         checksum = crc32_z(checksum, reinterpret_cast<const Bytef*>(block.data()), block.size());
         output.write(block);

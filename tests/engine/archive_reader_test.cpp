@@ -252,8 +252,9 @@ TEST(ArchiveReader, CutsNamesBeyondTheirBound) {
 // ---- zip
 
 TEST(ArchiveReader, ExtractsEncryptedZipMembersWithThePassword) {
-  for (const char* how :
-       {"zip:encryption=zipcrypt", "zip:encryption=aes128", "zip:encryption=aes256"}) {
+  for (const char* how : {"zip:encryption=zipcrypt", "zip:encryption=aes128",
+                          "zip:encryption=aes256", "zip:compression=store,zip:encryption=zipcrypt",
+                          "zip:compression=store,zip:encryption=aes256"}) {
     SCOPED_TRACE(how);
     const std::string bytes = write_archive("zip", "", usual_members(), how, "secret");
     Options right;
@@ -261,7 +262,9 @@ TEST(ArchiveReader, ExtractsEncryptedZipMembersWithThePassword) {
     const Listing listing = list_members(bytes, Format::zip);
     EXPECT_EQ(listing.code, 0);
     const std::size_t text = index_of(listing, "folder/long.txt");
-    EXPECT_EQ(extract_member(bytes, Format::zip, text, right).bytes, long_text());
+    const Extracted extracted = extract_member(bytes, Format::zip, text, right);
+    EXPECT_EQ(extracted.code, 0);
+    EXPECT_EQ(extracted.bytes, long_text());
     Options wrong;
     wrong.password = "guess";
     EXPECT_EQ(extract_member(bytes, Format::zip, text, wrong).code, 8);
