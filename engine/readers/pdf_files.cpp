@@ -105,24 +105,24 @@ class Collector {
     }
   }
 
-  /// A file specification (7.11.3) with a stream of its own.
-  void add_file(const Object& specification) {
-    if (!specification.isDict()) return;
-    const Object embedded = specification.dictLookup("EF");
+  /// A filespec (7.11.3) with a stream of its own.
+  void add_file(const Object& filespec) {
+    if (!filespec.isDict()) return;
+    const Object embedded = filespec.dictLookup("EF");
     if (!embedded.isDict()) return;
     for (const char* key : stream_keys) {
       const Object& reference = embedded.dictLookupNF(key);
       if (!reference.isRef()) continue;
       if (!streams_.insert(reference.getRef()).second) return;
       source_.limits.check_members(files_->count() + 1);
-      add_stream(reference.getRef(), name_of(specification));
+      add_stream(reference.getRef(), name_of(filespec));
       return;
     }
   }
 
-  static std::string name_of(const Object& specification) {
+  static std::string name_of(const Object& filespec) {
     for (const char* key : name_keys) {
-      const Object name = specification.dictLookup(key);
+      const Object name = filespec.dictLookup(key);
       if (name.isString()) return text_string(name.getString()->toStr());
     }
     return {};
