@@ -12,9 +12,16 @@ std::chrono::milliseconds Limits::time_of_seconds(std::int64_t seconds) {
   return std::chrono::seconds(seconds <= 0 ? most : std::min(seconds, most));
 }
 
+bool Limits::beyond_expansion(std::uint64_t bytes) const {
+  const std::uint64_t ratio = bytes / bounds_.expansion_ratio;
+  const bool beyond =
+      ratio > document_size_ || (ratio == document_size_ && bytes % bounds_.expansion_ratio != 0);
+  return bytes > bounds_.expansion_floor && beyond;
+}
+
 void Limits::charge_output(std::uint64_t bytes) {
   output_bytes_ += bytes;
-  if (output_bytes_ > bounds_.output_bytes) {
+  if (output_bytes_ > bounds_.output_bytes || beyond_expansion(output_bytes_)) {
     throw EngineError(Code::output_failed, "the document's text exceeds its bound");
   }
   check_time();
@@ -22,10 +29,7 @@ void Limits::charge_output(std::uint64_t bytes) {
 
 void Limits::charge_unpacked(std::uint64_t bytes) {
   unpacked_bytes_ += bytes;
-  const std::uint64_t ratio = unpacked_bytes_ / bounds_.expansion_ratio;
-  const bool beyond = ratio > document_size_ ||
-                      (ratio == document_size_ && unpacked_bytes_ % bounds_.expansion_ratio != 0);
-  if (unpacked_bytes_ > bounds_.expansion_floor && beyond) {
+  if (beyond_expansion(unpacked_bytes_)) {
     throw EngineError(Code::corrupt, "the document unpacks to more than its bound");
   }
   check_time();

@@ -14,8 +14,9 @@ class Limits {
   struct Bounds {
     std::uint64_t output_bytes = std::uint64_t{64} << 30;  ///< text; code 16
     std::uint64_t expansion_floor = std::uint64_t{512}
-                                    << 20;  ///< unpacked bytes that are always fine
-    std::uint64_t expansion_ratio = 200;  ///< unpacked over document bytes beyond the floor; code 4
+                                    << 20;  ///< bytes, unpacked or of text, that are always fine
+    std::uint64_t expansion_ratio = 200;    ///< of these over document bytes beyond the floor;
+                                            ///< code 4 for unpacked bytes, 16 for text
     std::uint64_t member_floor = std::uint64_t{32}
                                  << 20;  ///< bytes of one member that are always fine; what comes
                                          ///< after them keeps `expansion_ratio` to what was read
@@ -73,6 +74,8 @@ class Limits {
   void check_time() const;
 
  private:
+  bool beyond_expansion(std::uint64_t bytes) const;
+
   Bounds bounds_;
   std::chrono::steady_clock::time_point deadline_;
   std::uint64_t document_size_ = 0;

@@ -79,6 +79,7 @@ class XlsxReader final : public Reader {
   void begin_strings();
   void begin_sheet(TextSink& sink);
   void end_sheet(TextSink& sink);
+  void close_sheet(TextSink& sink);
   void show_drawing(TextSink& sink, std::string_view part);
 
   const ReaderContext context_;
@@ -155,6 +156,11 @@ void XlsxReader::begin_sheet(TextSink& sink) {
   }
   sink.text(sheet.name);
   sink.paragraph();
+  // A sheet of macro modules has a name and no part.
+  if (sheet.relationship.empty()) {
+    close_sheet(sink);
+    return;
+  }
   const auto* relationship = relationships_.by_id(sheet.relationship);
   rows_ = std::make_unique<WorksheetHandler>(WorkbookTables{strings_, formats_, workbook_.dates});
   sheet_part_ = relationship == nullptr ? std::string() : relationship->target;
@@ -180,7 +186,11 @@ void XlsxReader::end_sheet(TextSink& sink) {
   rows_->show_headers_and_footers(sink, sheet.name);
   if (rows_->damaged()) package_.note_damage();
   rows_.reset();
-  if (sheet.hidden) sink.end(Region::hidden);
+  close_sheet(sink);
+}
+
+void XlsxReader::close_sheet(TextSink& sink) {
+  if (workbook_.sheets[sheet_].hidden) sink.end(Region::hidden);
   sink.page();
   ++sheet_;
   stage_ = Stage::next_sheet;

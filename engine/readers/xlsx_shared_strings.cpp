@@ -70,13 +70,22 @@ void append_xstring(std::string& out, std::string_view text) {
   append_without_returns(out, text);
 }
 
+namespace {
+
+/// One string of the table; the drafts of the format called it by the longer name.
+bool is_string_item(std::string_view name) {
+  return name == "si" || name == "sstItem";
+}
+
+}  // namespace
+
 void SharedStringsHandler::start_element(const XmlElement& element) {
   const std::string_view name = element.name();
   if (name == "t") {
     in_text_ = phonetic_ == 0;
   } else if (name == "rPh") {
     ++phonetic_;
-  } else if (name == "si") {
+  } else if (is_string_item(name)) {
     text_.clear();
   }
 }
@@ -88,7 +97,7 @@ void SharedStringsHandler::end_element(std::string_view name, std::string_view /
     in_text_ = false;
   } else if (name == "rPh") {
     if (phonetic_ > 0) --phonetic_;
-  } else if (name == "si") {
+  } else if (is_string_item(name)) {
     strings_.add(text_);
     text_.clear();
   }

@@ -41,6 +41,15 @@ TEST(Limits, BoundsTheOutputInAllItsPieces) {
   EXPECT_EQ(code_of([&] { limits.charge_output(1); }), Code::output_failed);
 }
 
+TEST(Limits, BoundsTheOutputByTheDocumentsSizeBeyondTheFloor) {
+  auto bounds = small_bounds();
+  bounds.output_bytes = 1'000'000;
+  Limits limits(bounds);
+  limits.set_document_size(200);
+  EXPECT_EQ(code_of([&] { limits.charge_output(2000); }), Code::success);
+  EXPECT_EQ(code_of([&] { limits.charge_output(1); }), Code::output_failed);
+}
+
 TEST(Limits, AllowsAnyExpansionBelowTheFloor) {
   Limits limits(small_bounds());
   limits.set_document_size(1);

@@ -184,6 +184,12 @@ TEST(XlsxReader, ReadsSharedStringsWithoutPhoneticRuns) {
   EXPECT_EQ(text_of(workbook), "Sheet1\none \tzero\tA_x\n");
 }
 
+TEST(XlsxReader, ReadsSharedStringsOfTheFirstDrafts) {
+  Workbook workbook;
+  workbook.rows("<row><c t='s'><v>0</v></c></row>").strings("<sstItem><t>Lorem</t></sstItem>");
+  EXPECT_EQ(read_document(workbook.bytes(), xlsx).text, "Sheet1\nLorem\n");
+}
+
 TEST(XlsxReader, JoinsSurrogatesOfEscapes) {
   EXPECT_EQ(text_of_rows("<row><c t='str'><v>_xD83D__xDE00_ _xD83D_</v></c></row>"),
             "Sheet1\n\xF0\x9F\x98\x80 \xEF\xBF\xBD\n");
@@ -400,6 +406,14 @@ TEST(XlsxReader, TakesASheetThatIsMissingForDamage) {
   const Reading reading = read_document(workbook.bytes(), xlsx);
   EXPECT_EQ(reading.code, 4);
   EXPECT_EQ(reading.text, "Gone\n\fSheet1\n");
+}
+
+TEST(XlsxReader, ShowsTheNameAloneOfAModuleSheet) {
+  Workbook workbook;
+  workbook.properties("<sheets><sheet name='Module' r:id=''/></sheets>").rows("");
+  const Reading reading = read_document(workbook.bytes(), xlsx);
+  EXPECT_EQ(reading.code, 0);
+  EXPECT_EQ(reading.text, "Module\n\fSheet1\n");
 }
 
 TEST(XlsxReader, RefusesAPackageWithoutAWorkbook) {
