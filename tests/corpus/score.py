@@ -164,6 +164,8 @@ def is_stated(known, values, comparison):
             return True
         if comparison == "count" and text.split("/")[0] == known:  # 3 of 12
             return True
+        if comparison == "channels" and text == {"mono": "1", "stereo": "2"}.get(known.lower()):
+            return True
         if comparison == "time" and text[:19] == known[:19]:
             return True
         if comparison in ("number", "minutes", "text"):
