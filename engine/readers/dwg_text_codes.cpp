@@ -71,6 +71,11 @@ void append_stack(std::string& out, std::string_view stack) {
   }
 }
 
+/// The symbols of geometric tolerances, by the letters of their font from a on.
+constexpr std::u16string_view tolerance_symbols =
+    u"\u2220\u27C2\u23E5\u2313\u25CB\u2225\u232D\u2197\u232F\u2316\u2312\u24C1\u24C2\u2300"
+    u"o\u24C5q\u25CE\u24C8\u2330\u23E4vwxyz";
+
 /// Takes apart formatted text.
 class Paragraphs {
  public:
@@ -79,7 +84,7 @@ class Paragraphs {
   std::string run() {
     while (!rest_.empty()) {
       const std::size_t plain = rest_.find_first_of("\\{}%^");
-      out_ += rest_.substr(0, plain);
+      put(rest_.substr(0, plain));
       if (plain == npos) break;
       rest_.remove_prefix(plain);
       switch (rest_.front()) {
@@ -93,9 +98,12 @@ class Paragraphs {
           caret();
           break;
         default:
+          // A group's end brings the font before it back.
+          if (rest_.front() == '}') symbols_ = false;
           rest_.remove_prefix(1);
       }
     }
+    out_.erase(out_.find_last_not_of(' ') + 1);
     return std::move(out_);
   }
 
@@ -128,11 +136,13 @@ class Paragraphs {
       case 'S':
         append_stack(out_, argument());
         return;
+      case 'F':
+      case 'f':
+        symbols_ = is_symbol_font(argument());
+        return;
       case 'A':
       case 'C':
       case 'c':
-      case 'F':
-      case 'f':
       case 'H':
       case 'Q':
       case 'T':
@@ -159,8 +169,30 @@ class Paragraphs {
     return argument;
   }
 
+  void put(std::string_view text) {
+    for (const char c : text) {
+      const auto letter = static_cast<std::size_t>(c - 'a');
+      if (symbols_ && c >= 'a' && letter < tolerance_symbols.size()) {
+        append_utf8(out_, tolerance_symbols[letter]);
+      } else {
+        out_ += c;
+      }
+    }
+  }
+
+  static bool is_symbol_font(std::string_view font) {
+    font = font.substr(0, font.find_first_of("|."));
+    return font == "gdt" || font == "GDT";
+  }
+
   void percent() {
     const bool two = rest_.starts_with("%%");
+    if (two && rest_.substr(2, 1) == "v") {
+      // A line between the fields of a tolerance.
+      if (!out_.empty() && out_.back() != ' ' && out_.back() != '\n') out_ += ' ';
+      rest_.remove_prefix(3);
+      return;
+    }
     const std::size_t length = two ? append_percent_code(out_, rest_.substr(2)) : 0;
     if (length == 0) {
       out_ += take(1);
@@ -192,6 +224,7 @@ class Paragraphs {
 
   std::string_view rest_;
   std::string out_;
+  bool symbols_ = false;  ///< the font of geometric tolerances is in use
 };
 
 }  // namespace
