@@ -312,13 +312,13 @@ TEST(DxfReader, TakesFormattingApartWhereverItEnds) {
     return read_document(interchange_file("  0\nMTEXT\n  1\n" + value + "\n"), Format::dxf).text;
   };
   EXPECT_EQ(text_of_paragraphs("a\\"), "a\\\n");
-  EXPECT_EQ(text_of_paragraphs("a\\H2.5"), "aH2.5\n");
+  EXPECT_EQ(text_of_paragraphs("a\\H2.5"), "a2.5\n");
   EXPECT_EQ(text_of_paragraphs("a\\S+1^ -2;b"), "a+1/-2b\n");
   EXPECT_EQ(text_of_paragraphs("a\\S^2;b"), "a2b\n");
   EXPECT_EQ(text_of_paragraphs("a%"), "a%\n");
   EXPECT_EQ(text_of_paragraphs("a^"), "a^\n");
   EXPECT_EQ(text_of_paragraphs("a^Ib^Jc^ d"), "a\tb\nc^d\n");
-  EXPECT_EQ(text_of_paragraphs("5%%%%%%065"), "5%A\n");
+  EXPECT_EQ(text_of_paragraphs("5%%%%%065"), "5%A\n");
   EXPECT_EQ(text_of_paragraphs("{{open"), "open\n");
 }
 
