@@ -16,8 +16,11 @@ enum class Format : std::uint32_t {
 /// The first number of the formats that the format table lacks (unnumbered_formats.def).
 inline constexpr std::uint32_t first_unnumbered = 65536;
 
-/// The number that a host knows a format by; 0 for one that the table lacks.
+/// The number that a host knows a format by; 0 for one that the table lacks. A package of InDesign
+/// is the zip archive that it also is, whose members are listed; font metrics are text.
 constexpr std::uint32_t host_number(Format format) {
+  if (format == Format::idml) format = Format::zip;
+  if (format == Format::font_metrics) format = Format::text;
   const auto number = static_cast<std::uint32_t>(format);
   return number < first_unnumbered ? number : 0;
 }

@@ -68,6 +68,14 @@ Detection refine_id3(Content& content, Format format) {
   return found(format);
 }
 
+/// EBML (RFC 8794) names the type of the document in its header.
+Detection refine_matroska(Content& content, Format format) {
+  const std::string_view header = content.head().substr(0, 64);
+  return contains(header, "\x42\x82\x88matroska") || contains(header, "\x42\x82\x84webm")
+             ? found(format)
+             : nothing;
+}
+
 Detection refine_mpeg_audio(Content& content, Format format) {
   return has_mpeg_audio_frames(content, 0) ? found(format) : nothing;
 }

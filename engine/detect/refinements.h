@@ -43,6 +43,7 @@ Detection refine_cgm(Content& content, Format format);
 Detection refine_riff(Content& content, Format format);
 Detection refine_iff(Content& content, Format format);
 Detection refine_id3(Content& content, Format format);
+Detection refine_matroska(Content& content, Format format);
 Detection refine_mpeg_audio(Content& content, Format format);
 Detection refine_ac3(Content& content, Format format);
 Detection refine_asf(Content& content, Format format);

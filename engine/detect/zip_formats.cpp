@@ -33,6 +33,7 @@ constexpr std::array package_types{
     MediaType{"application/vnd.sun.xml.impress", Format::staroffice_presentation},
     MediaType{"application/vnd.sun.xml.draw", Format::odf_drawing},
     MediaType{"application/epub+zip", Format::epub},
+    MediaType{"application/vnd.adobe.indesign-idml-package", Format::idml},
 };
 
 // Content types of the main part. Macros make another format of it, templates do not.

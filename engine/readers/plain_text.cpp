@@ -8,6 +8,8 @@
 // Records of comma-separated values (RFC 4180) become rows, their fields cells; see
 // delimited_text.h.
 //
+// Font metrics (AFM) are text whose header says what the font is.
+//
 // A host that wants no conversion gets the document's bytes as they stand.
 //
 // Bounds: the document is read twice, in blocks; nothing is kept but a sample of its bytes.
@@ -22,6 +24,7 @@
 #include "engine/charset/text_decoder.h"
 #include "engine/core/reader.h"
 #include "engine/readers/plain_text_delimited.h"
+#include "engine/readers/plain_text_metrics.h"
 
 namespace trfilter {
 namespace {
@@ -57,9 +60,11 @@ class PlainTextReader : public Reader {
  public:
   explicit PlainTextReader(const ReaderContext& context)
       : document_(context.document),
+        options_(context.options),
         limits_(context.limits),
         cursor_(context.document),
         delimited_(context.detection.format == Format::csv),
+        metrics_(context.detection.format == Format::font_metrics),
         verbatim_(context.options.no_encoding_conversion) {
     if (verbatim_) return;
     const bool ebcdic = context.detection.format == ebcdic_format &&
@@ -101,6 +106,17 @@ class PlainTextReader : public Reader {
     return !last;
   }
 
+  /// Of text, only font metrics state anything.
+  void properties(Properties& properties) override {
+    if (!metrics_) return;
+    const DetectedCharset charset = detect_charset(document_, options_, limits_);
+    TextDecoder decoder(*charset.encoding);
+    std::string_view head = document_.head(Document::cache_block);
+    head.remove_prefix(std::min(charset.mark_length, head.size()));
+    LineEndings line_endings;
+    add_font_metrics(line_endings.normalize(decoder.decode(head, true)), properties);
+  }
+
  private:
   /// Adds text; form feeds end pages.
   static void emit(std::string_view text, TextSink& sink, bool clean) {
@@ -119,6 +135,7 @@ class PlainTextReader : public Reader {
   }
 
   Document& document_;
+  const Options& options_;
   Limits& limits_;
   DetectedCharset charset_;
   DocumentCursor cursor_;
@@ -126,6 +143,7 @@ class PlainTextReader : public Reader {
   LineEndings line_endings_;
   DelimitedText delimited_text_;
   bool delimited_;
+  bool metrics_;
   bool verbatim_;
   std::string block_;
 };

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Makes photo.jpg, tone.flac, tone.mp3 and letters.ttf: a picture with EXIF, sound with tags and covers, a
-font with names. The picture and the sound hold no more than a reader needs to find their metadata."""
+"""Makes photo.jpg, tone.flac, tone.mp3, letters.ttf, film.mkv and film.avi: a picture with EXIF, sound with
+tags and covers, a font with names, film with headers and tags. The picture and the sound hold no more than a reader needs to find their metadata."""
 
 import os
 import struct
@@ -117,9 +117,62 @@ def font():
     return directory + body
 
 
+def element(identifier, *content):
+    """An element of EBML, its length in eight bytes as most programs write it."""
+    body = b"".join(content)
+    return bytes.fromhex(identifier) + (len(body) | 1 << 56).to_bytes(8, "big") + body
+
+
+def film_mkv():
+    """Information, tracks, a cluster, and behind it the tags, which the list of places leads to."""
+    information = element("1549a966", element("2ad7b1", struct.pack(">I", 1000000)), element("4489", struct.pack(">d", 2500)),
+                          element("4461", struct.pack(">q", (1714979289 - 978307200) * 10**9)),
+                          element("7ba9", "Möwen am Strand".encode()), element("4d80", b"hand"),
+                          element("5741", b"by hand"))
+    tracks = element("1654ae6b",
+                     element("ae", element("d7", b"\1"), element("83", b"\1"), element("86", b"V_VP9"),
+                             element("23e383", struct.pack(">I", 40000000)),
+                             element("e0", element("b0", struct.pack(">H", 640)), element("ba", struct.pack(">H", 360)))),
+                     element("ae", element("d7", b"\2"), element("83", b"\2"), element("86", b"A_OPUS"),
+                             element("e1", element("b5", struct.pack(">f", 48000)), element("9f", b"\2"))))
+    tags = element("1254c367",
+                   element("7373", element("63c0"), element("67c8", element("45a3", b"ARTIST"), element("4487", b"The Beacons")),
+                           element("67c8", element("45a3", b"TITLE"), element("4487", "Möwen am Strand".encode()))),
+                   element("7373", element("63c0", element("63c5", b"\2")),
+                           element("67c8", element("45a3", b"COMMENT"), element("4487", b"of a track"))))
+    cluster = element("1f43b675", element("e7", b"\0"), element("a3", bytes(32)))
+
+    def places(tags_at):
+        return element("114d9b74", element("4dbb", element("53ab", bytes.fromhex("1254c367")),
+                                           element("53ac", struct.pack(">Q", tags_at))))
+
+    before = len(places(0)) + len(information) + len(tracks) + len(cluster)
+    header = element("1a45dfa3", b"\x42\x82\x88matroska")
+    return header + \
+        element("18538067", places(before), information, tracks, cluster, tags)
+
+
+def film_avi():
+    def chunk(name, body):
+        return name.encode() + struct.pack("<I", len(body)) + body + b"\0" * (len(body) % 2)
+
+    def group(kind, *chunks):
+        return chunk("LIST", kind.encode() + b"".join(chunks))
+
+    headers = group("hdrl", chunk("avih", struct.pack("<10I", 40000, 0, 0, 0, 50, 0, 2, 0, 320, 240) + bytes(16)),
+                    group("strl", chunk("strh", b"vidsXVID" + struct.pack("<7I", 0, 0, 0, 1, 25, 0, 50) + bytes(20)),
+                          chunk("strf", bytes(40))),
+                    group("strl", chunk("strh", b"auds" + bytes(44)),
+                          chunk("strf", struct.pack("<HHIIHH", 0x55, 2, 44100, 16000, 1, 0))))
+    texts = group("INFO", chunk("INAM", b"Low tide\0"), chunk("IART", b"The Beacons\0"), chunk("ICMT", b"caf\xe9\0"),
+                  chunk("ISFT", b"by hand\0"))
+    body = headers + group("movi", chunk("00dc", bytes(64))) + texts
+    return chunk("RIFF", b"AVI " + body)
+
+
 if __name__ == "__main__":
     folder = sys.argv[1] if len(sys.argv) > 1 else os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
     for name, content in (("photo.jpg", photo()), ("tone.flac", flac()), ("tone.mp3", mp3()),
-                          ("letters.ttf", font())):
+                          ("letters.ttf", font()), ("film.mkv", film_mkv()), ("film.avi", film_avi())):
         with open(os.path.join(folder, name), "wb") as file:
             file.write(content)

@@ -11,6 +11,7 @@ family below its floor. Without the folder there is nothing to measure, and the 
 
 import argparse
 import concurrent.futures
+import datetime
 import json
 import os
 import re
@@ -153,6 +154,19 @@ def minutes(text):
     return int(days * 1440 + hours * 60 + rest + seconds / 60)
 
 
+def iso_time(text):
+    """A time as C's asctime writes it or one with a zone, by ISO 8601 in UTC; empty for any other."""
+    for form in ("%a %b %d %H:%M:%S %Y", "%Y-%m-%dT%H:%M:%S%z"):
+        try:
+            time = datetime.datetime.strptime(text, form)
+        except ValueError:
+            continue
+        if time.tzinfo is not None:
+            time = time.astimezone(datetime.timezone.utc)
+        return time.strftime("%Y-%m-%dT%H:%M:%S")
+    return ""
+
+
 def is_stated(known, values, comparison):
     """Whether one of a property's values is what is known."""
     known = folded(str(known)).strip()
@@ -164,7 +178,9 @@ def is_stated(known, values, comparison):
             return True
         if comparison == "count" and text.split("/")[0] == known:  # 3 of 12
             return True
-        if comparison == "time" and text[:19] == known[:19]:
+        if comparison == "channels" and text == {"mono": "1", "stereo": "2"}.get(known.lower()):
+            return True
+        if comparison == "time" and text[:19] in (known[:19], iso_time(known)):
             return True
         if comparison in ("number", "minutes", "text"):
             try:

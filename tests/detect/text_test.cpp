@@ -197,6 +197,7 @@ INSTANTIATE_TEST_SUITE_P(
         Sample{"SYLK", "ID;PX\nP;F\nC;Y1;X1;K1\nE\n", Format::sylk},
         Sample{"DXF", "  0\nSECTION\n  2\nHEADER\n", Format::dxf},
         Sample{"DXF with a comment", "999\nmade by x\n  0\nSECTION\n  2\n", Format::dxf},
+        Sample{"font metrics", "StartFontMetrics 4.1\nFontName A\n", Format::font_metrics},
         Sample{"XPM", "/* XPM */\nstatic char *x[] = {\n", Format::xpm},
         Sample{"XBM", "#define a_width 8\n#define a_height 8\nstatic char a_bits[] = {0};\n",
                Format::xbm},

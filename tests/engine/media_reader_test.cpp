@@ -27,10 +27,10 @@ struct Media {
   Format format;
 };
 
-const std::vector<Media> all = {{"samples/photo.jpg", Format::jpeg},
-                                {"samples/tone.flac", Format::flac},
-                                {"samples/tone.mp3", Format::mpeg_audio},
-                                {"samples/letters.ttf", Format::truetype}};
+const std::vector<Media> all = {
+    {"samples/photo.jpg", Format::jpeg},      {"samples/tone.flac", Format::flac},
+    {"samples/tone.mp3", Format::mpeg_audio}, {"samples/letters.ttf", Format::truetype},
+    {"samples/film.mkv", Format::matroska},   {"samples/film.avi", Format::avi}};
 
 const PropertyValue* value_of(const Properties& properties, std::string_view name) {
   for (const auto& item : properties.items()) {
@@ -151,6 +151,49 @@ TEST(FontReader, GivesTheNamesOfAFont) {
   EXPECT_EQ(text_of(facts, property::copyright), "Public domain");
 }
 
+TEST(VideoReader, GivesHeadersAndTagsOfMatroska) {
+  const Properties facts = read_properties(source_file("samples/film.mkv"), Format::matroska);
+  EXPECT_EQ(text_of(facts, property::title), "Möwen am Strand");
+  EXPECT_EQ(text_of(facts, property::artist), "The Beacons");
+  EXPECT_EQ(text_of(facts, property::application), "by hand");
+  EXPECT_EQ(text_of(facts, property::producer), "hand");
+  EXPECT_EQ(text_of(facts, property::video_codec), "VP9");
+  EXPECT_EQ(text_of(facts, property::audio_codec), "OPUS");
+  EXPECT_DOUBLE_EQ(number_of(facts, property::duration), 2.5);
+  EXPECT_DOUBLE_EQ(number_of(facts, property::frame_rate), 25);
+  EXPECT_EQ(number_of(facts, property::width), 640);
+  EXPECT_EQ(number_of(facts, property::height), 360);
+  EXPECT_EQ(number_of(facts, property::sample_rate), 48000);
+  EXPECT_EQ(number_of(facts, property::channel_count), 2);
+  const auto* created = value_of(facts, property::created);
+  ASSERT_NE(created, nullptr);
+  EXPECT_EQ(std::get<FileTime>(*created).ticks, FileTime::from_unix_seconds(1'714'979'289).ticks);
+}
+
+TEST(VideoReader, StatesATitleOnceAndNothingOfASingleTrack) {
+  const Properties facts = read_properties(source_file("samples/film.mkv"), Format::matroska);
+  unsigned titles = 0;
+  for (const auto& item : facts.items()) titles += item.name == property::title ? 1 : 0;
+  EXPECT_EQ(titles, 1u);
+  EXPECT_EQ(value_of(facts, property::comments), nullptr);
+}
+
+TEST(VideoReader, GivesHeadersAndTextsOfAvi) {
+  const Properties facts = read_properties(source_file("samples/film.avi"), Format::avi);
+  EXPECT_EQ(text_of(facts, property::title), "Low tide");
+  EXPECT_EQ(text_of(facts, property::artist), "The Beacons");
+  EXPECT_EQ(text_of(facts, property::comments), "café");
+  EXPECT_EQ(text_of(facts, property::application), "by hand");
+  EXPECT_EQ(text_of(facts, property::video_codec), "XVID");
+  EXPECT_EQ(text_of(facts, property::audio_codec), "MP3");
+  EXPECT_DOUBLE_EQ(number_of(facts, property::duration), 2);
+  EXPECT_DOUBLE_EQ(number_of(facts, property::frame_rate), 25);
+  EXPECT_EQ(number_of(facts, property::width), 320);
+  EXPECT_EQ(number_of(facts, property::height), 240);
+  EXPECT_EQ(number_of(facts, property::sample_rate), 44100);
+  EXPECT_EQ(number_of(facts, property::channel_count), 2);
+}
+
 TEST(MediaReaders, HaveNoText) {
   for (const Media& media : all) {
     const auto reading = read_document(source_file(media.sample), media.format);
@@ -160,7 +203,7 @@ TEST(MediaReaders, HaveNoText) {
 }
 
 TEST(MediaReaders, StateNothingOfWhatIsNone) {
-  for (const Media& media : {all[0], all[1], all[3]}) {
+  for (const Media& media : {all[0], all[1], all[3], all[4], all[5]}) {
     try {
       read_properties("neither a picture nor sound nor a font", media.format);
       ADD_FAILURE() << media.sample;

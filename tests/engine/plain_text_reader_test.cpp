@@ -134,5 +134,34 @@ TEST(DelimitedText, TextWithoutSeparatorsIsLines) {
   EXPECT_EQ(table_of("one\ntwo\n"), "one\ntwo\n");
 }
 
+TEST(PlainTextReader, FontMetricsAreTextThatStatesWhatTheFontIs) {
+  const std::string metrics =
+      "StartFontMetrics 4.1\r\nComment Creation Date: Fri Jul 15 17:50:51 2011\r\n"
+      "FontName Pebble\r\nFullName Pebble Regular\r\nVersion 1.5\r\nNotice Public domain\r\n"
+      "StartCharMetrics 1\r\nFullName None\r\n";
+  const Properties facts = read_properties(metrics, Format::font_metrics);
+  ASSERT_EQ(facts.items().size(), 4u);
+  EXPECT_EQ(std::get<FileTime>(facts.items()[0].value).ticks,
+            FileTime::from_unix_seconds(1'310'752'251).ticks);
+  EXPECT_EQ(facts.items()[1].name, "Title");
+  EXPECT_EQ(std::get<std::string>(facts.items()[1].value), "Pebble Regular");
+  EXPECT_EQ(facts.items()[2].name, "Version");
+  EXPECT_EQ(facts.items()[3].name, "Copyright");
+  EXPECT_EQ(read_document(metrics, Format::font_metrics).code, 0);
+  EXPECT_TRUE(read_properties(metrics, Format::text).items().empty());
+}
+
+TEST(PlainTextReader, ATimeThatIsNoneIsNotStated) {
+  for (const char* time :
+       {"", "Fri", "31 Feb 2011", "Jul 15", "99999999999 Jul 2011", "Jul 15 25:61:61 2011 2011"}) {
+    const std::string metrics = "StartFontMetrics 4.1\nComment Creation Date: ";
+    read_properties(metrics + time, Format::font_metrics);
+  }
+  EXPECT_TRUE(read_properties("StartFontMetrics 4.1\nComment Creation Date: 31 Feb 2011\n",
+                              Format::font_metrics)
+                  .items()
+                  .empty());
+}
+
 }  // namespace
 }  // namespace trfilter::test
