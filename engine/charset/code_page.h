@@ -1,14 +1,15 @@
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 
-#include "engine/charset/converter.h"
+#include "engine/charset/byte_characters.h"
+#include "engine/charset/decoder_module.h"
 #include "engine/charset/encoding.h"
+#include "engine/charset/text_decoder.h"
 
 namespace trfilter {
 
@@ -22,7 +23,7 @@ class CodePage {
   CodePage& operator=(const CodePage&) = delete;
 
   /// Whether a character may take more than one byte.
-  bool multi_byte() const { return multi_byte_; }
+  bool multi_byte() const { return characters_ == nullptr; }
 
   /// Decodes bytes and appends them as UTF-8; what is no character becomes U+FFFD, but in
   /// multi-byte sets a lone bad byte is taken for the Western set's.
@@ -30,9 +31,9 @@ class CodePage {
   void decode(std::string_view bytes, std::string& out, bool last) const;
 
  private:
-  UniqueConverter converter_;  ///< of a multi-byte set
-  bool multi_byte_;
-  std::array<char16_t, 256> characters_{};  ///< of a single-byte set
+  std::unique_ptr<CharacterDecoder> decoder_;   ///< of a multi-byte set
+  std::unique_ptr<TextDecoder> utf8_;           ///< where the set is UTF-8
+  const ByteCharacters* characters_ = nullptr;  ///< of a single-byte set
 };
 
 /// The code pages of a document, each made when it is first asked for.

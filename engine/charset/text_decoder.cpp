@@ -1,14 +1,12 @@
 #include "engine/charset/text_decoder.h"
 
-#include <unicode/ucnv.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstring>
 
 #include "engine/charset/byte_characters.h"
-#include "engine/charset/converter.h"
+#include "engine/charset/decoder_module.h"
 #include "engine/charset/utf8_scan.h"
 #include "engine/core/utf8.h"
 
@@ -18,25 +16,7 @@ namespace {
 constexpr std::string_view replacement = "\xEF\xBF\xBD";
 constexpr char16_t next_line = 0x85;
 
-// Units between source and target of a conversion.
-constexpr std::size_t pivot_units = 4096;
-
 }  // namespace
-
-/// The state of a conversion between two blocks.
-struct TextDecoder::Converter {
-  explicit Converter(const Encoding& encoding)
-      : source(open_converter(encoding.converter)), target(open_converter("UTF-8")) {}
-
-  void convert(std::string_view bytes, bool last, std::string& out);
-
-  UniqueConverter source;
-  UniqueConverter target;
-  std::array<UChar, pivot_units> pivot{};
-  UChar* pivot_source = pivot.data();
-  UChar* pivot_target = pivot.data();
-  bool between_characters = true;  ///< nothing of a character or a shift is pending
-};
 
 /// What each byte of a single-byte set stands for, as UTF-8.
 struct TextDecoder::ByteTable {
@@ -52,7 +32,7 @@ struct TextDecoder::ByteTable {
 };
 
 TextDecoder::ByteTable::ByteTable(const Encoding& encoding) {
-  const std::array<char16_t, 256> units = byte_characters(encoding);
+  const ByteCharacters& units = byte_characters(encoding);
   for (unsigned byte = 0; byte < characters.size(); ++byte) {
     // Mainframes end lines with what ISO 6429 calls "next line".
     const bool line_end = encoding.kind == Encoding::Kind::ebcdic && units[byte] == next_line;
@@ -83,7 +63,7 @@ TextDecoder::TextDecoder(const Encoding& encoding) : encoding_(&encoding) {
       bytes_ = std::make_unique<ByteTable>(encoding);
       break;
     default:
-      converter_ = std::make_unique<Converter>(encoding);
+      decoder_ = open_character_decoder(encoding, BadBytes::replaced);
       break;
   }
 }
@@ -94,13 +74,13 @@ TextDecoder::~TextDecoder() = default;
 
 std::string_view TextDecoder::decode(std::string_view bytes, bool last) {
   if (encoding_->kind == Encoding::Kind::utf8) return decode_utf8(bytes, last);
-  const bool between_characters = !converter_ || converter_->between_characters;
+  const bool between_characters = !decoder_ || decoder_->between_characters();
   if (encoding_->is_ascii_superset() && between_characters && is_ascii(bytes)) return bytes;
   out_.clear();
   if (bytes_) {
     bytes_->convert(bytes, out_);
   } else {
-    converter_->convert(bytes, last, out_);
+    decoder_->decode(bytes, last, out_);
   }
   return out_;
 }
@@ -151,26 +131,6 @@ void TextDecoder::append_repaired(std::string_view bytes, bool last) {
     out_.append(replacement);
     bytes.remove_prefix(1);
   }
-}
-
-void TextDecoder::Converter::convert(std::string_view bytes, bool last, std::string& out) {
-  const char* from = bytes.data();
-  const char* const from_end = from + bytes.size();
-  UErrorCode status = U_BUFFER_OVERFLOW_ERROR;
-  while (status == U_BUFFER_OVERFLOW_ERROR) {
-    const std::size_t filled = out.size();
-    // Three bytes of UTF-8 stand for each byte of most sets that need more than one.
-    out.resize(filled + std::max<std::size_t>(static_cast<std::size_t>(from_end - from) * 3, 64));
-    char* to = out.data() + filled;
-    status = U_ZERO_ERROR;
-    ucnv_convertEx(target.get(), source.get(), &to, out.data() + out.size(), &from, from_end,
-                   pivot.data(), &pivot_source, &pivot_target, pivot.data() + pivot.size(), false,
-                   last, &status);
-    out.resize(static_cast<std::size_t>(to - out.data()));
-  }
-  status = U_ZERO_ERROR;
-  between_characters = ucnv_toUCountPending(source.get(), &status) == 0 && U_SUCCESS(status) &&
-                       pivot_source == pivot_target;
 }
 
 std::string_view LineEndings::normalize(std::string_view text) {

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "engine/charset/decoder_module.h"
 #include "engine/charset/encoding.h"
 
 namespace trfilter {
@@ -26,16 +27,15 @@ class TextDecoder {
   std::string_view decode(std::string_view bytes, bool last);
 
  private:
-  struct Converter;
   struct ByteTable;
 
   std::string_view decode_utf8(std::string_view bytes, bool last);
   void append_repaired(std::string_view bytes, bool last);
 
   const Encoding* encoding_;
-  std::unique_ptr<ByteTable> bytes_;      ///< for single-byte sets
-  std::unique_ptr<Converter> converter_;  ///< for what is neither these nor UTF-8
-  std::string carry_;                     ///< UTF-8: the begin of a character that goes on
+  std::unique_ptr<ByteTable> bytes_;           ///< for single-byte sets
+  std::unique_ptr<CharacterDecoder> decoder_;  ///< for what is neither these nor UTF-8
+  std::string carry_;                          ///< UTF-8: the begin of a character that goes on
   std::string out_;
 };
 

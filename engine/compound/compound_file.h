@@ -22,17 +22,20 @@ struct CompoundEntry {
 
   std::string name;  ///< UTF-8
   bool storage = false;
-  std::uint64_t size = 0;                    ///< bytes of a stream; 0 for a storage
+  std::uint64_t size = 0;  ///< bytes of a stream as stated, at most the file's; 0 for a storage
   std::array<unsigned char, 16> class_id{};  ///< of a storage, as it is stored
   std::uint32_t parent = root;               ///< the root's is the root
-  std::vector<std::uint32_t> children;       ///< of a storage, in the file's order
+  std::vector<std::uint32_t> children;       ///< of a storage, in the order of their tree
 };
 
 /// One open stream.
 class CompoundStream {
  public:
   virtual ~CompoundStream() = default;
+  /// As the directory states it, at most the file's.
   virtual std::uint64_t size() const = 0;
+  /// The bytes that can be read: fewer where the file is damaged.
+  virtual std::uint64_t stored_size() { return size(); }
   /// @return bytes copied; fewer than asked for at the end or where the file is damaged
   virtual std::size_t read_at(std::uint64_t offset, std::span<char> out) = 0;
 };
@@ -41,13 +44,14 @@ class CompoundStream {
 class CompoundFile {
  public:
   /// @param document  outlives the object
+  /// @param limits    outlives the object
   /// @throws EngineError code 4 for what is no compound file or too damaged to open
   CompoundFile(Document& document, const Limits& limits);
   CompoundFile(const CompoundFile&) = delete;
   CompoundFile& operator=(const CompoundFile&) = delete;
   ~CompoundFile();
 
-  /// All entries, parents before their children; number 0 is the root.
+  /// All entries that the root leads to, parents before their children; number 0 is the root.
   const std::vector<CompoundEntry>& entries() const { return entries_; }
 
   /// The child of a storage by its name, in any case ([MS-CFB] 2.6.4); none without it.
@@ -56,8 +60,8 @@ class CompoundFile {
   /// An entry by its path from the root, names separated by '/'; none without it.
   std::optional<std::uint32_t> find(std::string_view path) const;
 
-  /// Opens the stream of an entry.
-  /// @throws EngineError code 4 for a storage and for a stream that cannot be opened
+  /// Opens the stream of an entry. It may outlive this object, but not the document.
+  /// @throws EngineError code 4 for a storage
   std::unique_ptr<CompoundStream> open(std::uint32_t entry) const;
 
   /// All bytes of a stream, fewer where the file is damaged.
@@ -68,10 +72,11 @@ class CompoundFile {
   void extract(std::uint32_t storage, ByteOutput& output) const;
 
  private:
-  struct Handles;
+  struct Storage;
 
-  std::unique_ptr<Handles> handles_;
+  std::shared_ptr<Storage> storage_;
   std::vector<CompoundEntry> entries_;
+  std::vector<std::uint32_t> numbers_;  ///< of the entries in the directory
 };
 
 /// Adds the properties of the property sets ([MS-OLEPS]) "\5SummaryInformation" and

@@ -5,7 +5,7 @@
 #include <array>
 
 #include "engine/core/fields.h"
-#include "engine/detect/compound_directory.h"
+#include "engine/detect/compound_root.h"
 #include "engine/detect/families.h"
 
 namespace trfilter::detection {
@@ -14,7 +14,7 @@ namespace {
 constexpr std::uint64_t protected_by_rights = Detection::encrypted | Detection::windows_rms;
 
 /// [MS-DOC] 2.5.1 and its predecessors: the file information block. Versions are the application's.
-Detection identify_word(CompoundDirectory& directory, const CompoundEntry& stream) {
+Detection identify_word(CompoundRoot& directory, const CompoundRoot::Entry& stream) {
   constexpr std::uint32_t magic_6 = 0xA5DC;
   constexpr std::uint32_t encrypted_flag = 0x0100;
   constexpr std::size_t count_offset = 152;
@@ -46,7 +46,7 @@ Detection identify_word(CompoundDirectory& directory, const CompoundEntry& strea
 }
 
 /// [MS-XLS] 2.4.21 BOF and 2.4.117 FilePass.
-Detection identify_excel(CompoundDirectory& directory, const CompoundEntry& stream) {
+Detection identify_excel(CompoundRoot& directory, const CompoundRoot::Entry& stream) {
   constexpr std::uint32_t begin_of_file = 0x0809;
   constexpr std::uint32_t file_pass = 0x002F;
   const std::string begin = directory.read(stream, 0, 512);
@@ -67,22 +67,22 @@ Detection identify_excel(CompoundDirectory& directory, const CompoundEntry& stre
 }
 
 /// [MS-PPT] 2.3.2 CurrentUserAtom.
-Detection identify_powerpoint(CompoundDirectory& directory) {
+Detection identify_powerpoint(CompoundRoot& directory) {
   constexpr std::uint32_t encrypted_token = 0xF3D1C4DF;
   std::uint64_t attributes = 0;
-  if (const CompoundEntry* user = directory.find("current user"); user != nullptr) {
+  if (const CompoundRoot::Entry* user = directory.find("current user"); user != nullptr) {
     if (le32(directory.read(*user, 0, 16), 12) == encrypted_token)
       attributes = Detection::encrypted;
   }
   return found(Format::powerpoint_97, Detection::version_of(8), attributes);
 }
 
-Detection identify_visio(CompoundDirectory& directory, const CompoundEntry& stream) {
+Detection identify_visio(CompoundRoot& directory, const CompoundRoot::Entry& stream) {
   const std::string begin = directory.read(stream, 0, 0x1C);
   return found(Format::visio, Detection::version_of(byte_at(begin, 0x1A)));
 }
 
-Detection identify_hangul(CompoundDirectory& directory, const CompoundEntry& header) {
+Detection identify_hangul(CompoundRoot& directory, const CompoundRoot::Entry& header) {
   const std::string bytes = directory.read(header, 0, 40);
   if (!matches(bytes, 0, "HWP Document File")) return {};
   constexpr std::uint32_t password = 1u << 1;
@@ -92,7 +92,7 @@ Detection identify_hangul(CompoundDirectory& directory, const CompoundEntry& hea
                encrypted ? Detection::encrypted : 0);
 }
 
-Detection identify_corel(CompoundDirectory& directory, const CompoundEntry& stream) {
+Detection identify_corel(CompoundRoot& directory, const CompoundRoot::Entry& stream) {
   const std::string begin = directory.read(stream, 0, 16);
   if (!matches(begin, 0, literal("\xFFWPC"))) return found(Format::quattro_windows);
   const std::uint32_t type = byte_at(begin, 9);
@@ -100,14 +100,14 @@ Detection identify_corel(CompoundDirectory& directory, const CompoundEntry& stre
   return found(type == 0x0A ? Format::wordperfect : Format::corel_presentations, 0, attributes);
 }
 
-Detection identify_works(CompoundDirectory& directory, const CompoundEntry& contents) {
+Detection identify_works(CompoundRoot& directory, const CompoundRoot::Entry& contents) {
   if (!matches(directory.read(contents, 0, 7), 0, "CHNKWKS")) return {};
   return found(Format::works_windows_text, Detection::version_of(5));
 }
 
 /// A package that Office 2007 and later has encrypted ([MS-OFFCRYPTO]). What is inside is told by
 /// nothing outside, so it is the table's undecided "Office 2007 document".
-Detection identify_encrypted_package(const CompoundDirectory& directory) {
+Detection identify_encrypted_package(const CompoundRoot& directory) {
   const bool by_password = directory.find("encryptioninfo") != nullptr;
   return found(Format::office_2007, Detection::version_of(12),
                by_password ? Detection::encrypted : protected_by_rights);
@@ -183,7 +183,7 @@ Format format_of_class(std::string_view identifier) {
   return Format::none;
 }
 
-Detection identify_by_streams(CompoundDirectory& directory) {
+Detection identify_by_streams(CompoundRoot& directory) {
   if (directory.find("encryptedpackage") != nullptr) return identify_encrypted_package(directory);
   if (const auto* stream = directory.find("worddocument")) return identify_word(directory, *stream);
   if (directory.find("powerpoint document") != nullptr &&
@@ -206,7 +206,7 @@ Detection identify_by_streams(CompoundDirectory& directory) {
     return identify_corel(directory, *stream);
   }
   if (const auto* contents = directory.find("contents");
-      contents != nullptr && !contents->storage) {
+      contents != nullptr && !contents->storage()) {
     const Detection detection = identify_works(directory, *contents);
     if (detection.format != Format::none) return detection;
   }
@@ -217,7 +217,7 @@ Detection identify_by_streams(CompoundDirectory& directory) {
 }  // namespace
 
 Detection identify_compound(Content& content) {
-  CompoundDirectory directory(content);
+  CompoundRoot directory(content);
   Detection detection = identify_by_streams(directory);
   // Rights management leaves a document that says so in the place of the real one.
   if (directory.find("\tdrmcontent") != nullptr) detection.attributes |= protected_by_rights;

@@ -10,8 +10,8 @@
 #include <unordered_map>
 
 #include "engine/charset/byte_characters.h"
-#include "engine/charset/converter.h"
 #include "engine/charset/encoding.h"
+#include "engine/charset/icu/converter.h"
 #include "engine/charset/text_decoder.h"
 #include "engine/core/utf8.h"
 
@@ -95,7 +95,7 @@ class ConvertingEncoder : public TextEncoder {
 class TableEncoder : public TextEncoder {
  public:
   explicit TableEncoder(const Encoding& encoding) : repair_(utf8_encoding()) {
-    const std::array<char16_t, 256> characters = byte_characters(encoding);
+    const ByteCharacters& characters = byte_characters(encoding);
     for (unsigned byte = 0; byte < characters.size(); ++byte) {
       bytes_.emplace(characters[byte], static_cast<char>(byte));
     }

@@ -1,4 +1,4 @@
-#include "engine/charset/language_letters.h"
+#include "engine/charset/decoder/language_letters.h"
 
 #include <array>
 

@@ -1,4 +1,4 @@
-#include "engine/charset/converter.h"
+#include "engine/charset/icu/converter.h"
 
 #include <unicode/ucnv.h>
 
