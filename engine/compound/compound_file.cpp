@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <exception>
 #include <utility>
 
 #include "engine/compound/directory_depth.h"
@@ -92,28 +93,64 @@ class Stream final : public CompoundStream {
 /// A file without a name that the library writes to.
 class ScratchFile {
  public:
-  explicit ScratchFile(const std::string& directory)
-      : file_(::fdopen(open_temporary_file(directory), "w+b")) {
-    if (file_ == nullptr) throw EngineError(Code::temporary_file, "cannot use a temporary file");
+  explicit ScratchFile(const std::string& directory) : file_(directory) {
+    constexpr cookie_io_functions_t functions{nullptr, write, seek, nullptr};
+    stream_ = ::fopencookie(this, "w", functions);
+    if (stream_ == nullptr) throw EngineError(Code::out_of_memory, "no memory for a stream");
   }
   ScratchFile(const ScratchFile&) = delete;
   ScratchFile& operator=(const ScratchFile&) = delete;
-  ~ScratchFile() { std::fclose(file_); }
+  ~ScratchFile() { std::fclose(stream_); }
 
-  FILE* get() const { return file_; }
+  FILE* get() const { return stream_; }
+
+  /// Tells of what could not be written.
+  void check() const {
+    if (error_) std::rethrow_exception(error_);
+  }
 
   void copy_to(ByteOutput& output) const {
-    if (std::fflush(file_) != 0 || std::fseek(file_, 0, SEEK_SET) != 0) {
-      throw EngineError(Code::temporary_file, "cannot write the temporary file");
-    }
+    const bool written = std::fflush(stream_) == 0;
+    check();
+    if (!written) throw EngineError(Code::temporary_file, "cannot write the temporary file");
     std::string block(copy_block, '\0');
-    while (const std::size_t count = std::fread(block.data(), 1, block.size(), file_)) {
+    for (std::uint64_t offset = 0; offset < file_.size();) {
+      const std::size_t count = file_.read_at(offset, block);
+      if (count == 0) break;
       output.write(std::string_view(block).substr(0, count));
+      offset += count;
     }
   }
 
  private:
-  FILE* file_;
+  static ssize_t write(void* self, const char* bytes, std::size_t count) {
+    auto& scratch = *static_cast<ScratchFile*>(self);
+    if (scratch.error_) return 0;
+    try {
+      scratch.file_.write_at(scratch.offset_, {bytes, count});
+    } catch (...) {
+      scratch.error_ = std::current_exception();
+      return 0;
+    }
+    scratch.offset_ += count;
+    return static_cast<ssize_t>(count);
+  }
+
+  static int seek(void* self, off64_t* offset, int whence) {
+    auto& scratch = *static_cast<ScratchFile*>(self);
+    off64_t from = 0;
+    if (whence == SEEK_CUR) from = static_cast<off64_t>(scratch.offset_);
+    if (whence == SEEK_END) from = static_cast<off64_t>(scratch.file_.size());
+    if (*offset < -from) return -1;
+    *offset += from;
+    scratch.offset_ = static_cast<std::uint64_t>(*offset);
+    return 0;
+  }
+
+  TemporaryFile file_;
+  std::uint64_t offset_ = 0;
+  std::exception_ptr error_;  ///< it must not pass through C
+  FILE* stream_ = nullptr;
 };
 
 char ascii_lower(char c) {
@@ -269,6 +306,7 @@ void CompoundFile::extract(std::uint32_t storage, ByteOutput& output) const {
       const std::size_t count = stream->read_at(offset, block);
       if (count == 0) break;
       gsf_output_write(child.get(), count, reinterpret_cast<const guint8*>(block.data()));
+      scratch.check();
       offset += count;
     }
     gsf_output_close(child.get());
