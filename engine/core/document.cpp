@@ -1,10 +1,7 @@
 #include "engine/core/document.h"
 
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
+#include <optional>
 #include <utility>
 
 #include "engine/core/engine_error.h"
@@ -25,48 +22,26 @@ std::size_t read_fully(ByteSource& source, std::uint64_t offset, std::span<char>
   return filled;
 }
 
-void write_all(int file, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(file, bytes.data(), bytes.size());
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      throw EngineError(Code::temporary_file, "cannot write the temporary file");
-    }
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
-}
-
 }  // namespace
 
 /// The whole of a large document in an unlinked file, mapped for reading.
 class Document::Mapping {
  public:
-  Mapping(ByteSource& source, std::uint64_t size, const std::string& directory) : size_(size) {
-    struct File {
-      int descriptor;
-      ~File() { ::close(descriptor); }
-    } file{open_temporary_file(directory)};
+  Mapping(ByteSource& source, std::uint64_t size, const std::string& directory) : file_(directory) {
     std::string block(std::size_t{1} << 20, '\0');
-    for (std::uint64_t offset = 0; offset < size;) {
-      const std::size_t count = source.read_at(offset, block);
+    while (file_.size() < size) {
+      const std::size_t count = source.read_at(file_.size(), block);
       if (count == 0) throw EngineError(Code::open_stream_failed, "the input ended early");
-      write_all(file.descriptor, std::string_view(block).substr(0, count));
-      offset += count;
+      file_.append(std::string_view(block).substr(0, count));
     }
-    address_ = ::mmap(nullptr, size_, PROT_READ, MAP_PRIVATE, file.descriptor, 0);
-    if (address_ == MAP_FAILED) {
-      throw EngineError(Code::temporary_file, "cannot map the temporary file");
-    }
+    mapped_.emplace(file_);
   }
-  ~Mapping() { ::munmap(address_, size_); }
-  Mapping(const Mapping&) = delete;
-  Mapping& operator=(const Mapping&) = delete;
 
-  std::string_view bytes() const { return {static_cast<const char*>(address_), size_}; }
+  std::string_view bytes() const { return mapped_->bytes(); }
 
  private:
-  void* address_ = nullptr;
-  std::size_t size_;
+  TemporaryFile file_;
+  std::optional<TemporaryMapping> mapped_;
 };
 
 Document::Document(std::unique_ptr<ByteSource> source, std::string temporary_directory)

@@ -20,6 +20,9 @@ class Limits {
     std::uint64_t member_floor = std::uint64_t{32}
                                  << 20;  ///< bytes of one member that are always fine; what comes
                                          ///< after them keeps `expansion_ratio` to what was read
+    std::uint64_t kept_bytes = std::uint64_t{1}
+                               << 30;    ///< unpacked bytes of one stream that are kept to be read
+                                         ///< again; what comes after them is unpacked again
     std::uint64_t members = 10'000'000;  ///< of one container; code 21
     std::uint64_t directory_bytes = std::uint64_t{96}
                                     << 20;    ///< memory of a container's list of members; code 21

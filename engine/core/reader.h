@@ -50,6 +50,9 @@ class Reader {
   virtual std::unique_ptr<Subfiles> subfiles() { return nullptr; }
 };
 
+/// Lets the module that calls it share what is counted for the whole process.
+void enter_module(const ReaderContext& context);
+
 }  // namespace trfilter
 
 /// Exports a reader class from its module under the name that its row in readers.def has. The class
@@ -57,5 +60,6 @@ class Reader {
 #define TRFILTER_READER(name, ReaderClass)                                           \
   extern "C" __attribute__((visibility("default")))                                  \
   trfilter::Reader* trfilter_reader_##name(const trfilter::ReaderContext& context) { \
+    trfilter::enter_module(context);                                                 \
     return new ReaderClass(context);                                                 \
   }

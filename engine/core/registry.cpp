@@ -41,6 +41,10 @@ std::unique_ptr<Reader> ReaderModules::open(const ReaderContext& context) const 
   return std::unique_ptr<Reader>(factory(context));
 }
 
+void enter_module(const ReaderContext& context) {
+  TemporarySpace::share(context.modules.temporary_space());
+}
+
 void* ReaderModules::function(std::string_view module, const std::string& symbol) const {
   const std::string path = directory_ + "/" + std::string(module) + ".so";
   // The loader finds a module that is loaded already; it stays loaded, as its libraries keep state.

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "engine/core/reader.h"
+#include "engine/core/temporary_file.h"
 
 namespace trfilter {
 
@@ -27,7 +28,8 @@ class ReaderModules {
  public:
   /// @param engine_directory  the folder that holds trfilter-readers/
   explicit ReaderModules(std::string engine_directory)
-      : directory_(std::move(engine_directory) + "/trfilter-readers") {}
+      : directory_(std::move(engine_directory) + "/trfilter-readers"),
+        temporary_space_(&TemporarySpace::of_process()) {}
 
   /// Makes the reader for the context's format.
   /// @throws EngineError code 7 when no row reads the format, code 13 when its module or a library
@@ -38,8 +40,12 @@ class ReaderModules {
   /// @throws EngineError code 13 as `open`
   void* function(std::string_view module, const std::string& symbol) const;
 
+  /// What temporary files of all modules count in.
+  TemporarySpace& temporary_space() const { return *temporary_space_; }
+
  private:
   std::string directory_;
+  TemporarySpace* temporary_space_;
 };
 
 }  // namespace trfilter

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 
+#include "engine/core/kept_bytes.h"
 #include "engine/core/limits.h"
 #include "engine/core/subfiles.h"
 
@@ -13,15 +13,10 @@ namespace trfilter::mapi {
 /// Bytes that are written once and given several times: a few in memory, many in a temporary file.
 class SpooledBytes : public ByteOutput {
  public:
-  static constexpr std::size_t most_in_memory = std::size_t{1} << 20;
-
   /// @param limits     outlives the object; what the file takes is charged as unpacked bytes
   /// @param directory  of the temporary file; empty: the system's
   SpooledBytes(Limits& limits, std::string directory)
-      : limits_(&limits), directory_(std::move(directory)) {}
-  SpooledBytes(const SpooledBytes&) = delete;
-  SpooledBytes& operator=(const SpooledBytes&) = delete;
-  ~SpooledBytes() override;
+      : limits_(&limits), bytes_(std::move(directory)) {}
 
   /// @throws EngineError code 15 when there is no room for the file
   void write(std::string_view bytes) override;
@@ -30,12 +25,8 @@ class SpooledBytes : public ByteOutput {
   void copy_to(ByteOutput& output) const;
 
  private:
-  void write_file(std::string_view bytes);
-
   Limits* limits_;
-  std::string directory_;
-  std::string memory_;  ///< what comes before the file's bytes
-  int file_ = -1;
+  KeptBytes bytes_;
 };
 
 }  // namespace trfilter::mapi

@@ -12,6 +12,7 @@
 #include "engine/readers/archive_listed.h"
 #include "engine/readers/archive_stream.h"
 #include "engine/readers/archive_subfiles.h"
+#include "engine/readers/archive_unpacked.h"
 #include "engine/readers/archive_warc.h"
 
 namespace trfilter {
@@ -84,19 +85,23 @@ class SingleFile final : public Subfiles {
 
 std::unique_ptr<Subfiles> open_compressed_stream(const ReaderContext& context) {
   const Format format = context.detection.format;
-  auto meter = std::make_shared<ExpansionMeter>(context.limits);
+  const auto meter = std::make_shared<ExpansionMeter>(context.limits);
+  const auto unpacked = std::make_shared<UnpackedBytes>(
+      [&document = context.document, &limits = context.limits, format, meter] {
+        return open_compressed(document, format, limits, *meter);
+      },
+      context.limits, context.options.temporary_directory);
   std::string head(tar_block, '\0');
   try {
-    const auto stream = open_compressed(context.document, format, context.limits, *meter);
-    head.resize(stream->read(head));
+    head.resize(UnpackedStream(unpacked, 0).read(head));
   } catch (const EngineError& error) {
     if (error.code() != Code::corrupt) throw;
     throw EngineError(Code::archive_broken, error.what());
   }
   ArchiveSource source;
-  source.open = [&document = context.document, &limits = context.limits, format,
-                 meter](std::uint64_t /*offset*/) {
-    return open_compressed(document, format, limits, *meter);
+  source.counts_unpacked = true;
+  source.open = [unpacked](std::uint64_t offset) {
+    return std::make_unique<UnpackedStream>(unpacked, offset);
   };
   if (is_tar_header(head)) {
     return list_archive(context, LibraryArchive::Kind::tar, std::move(source));

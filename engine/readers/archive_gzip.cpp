@@ -1,8 +1,10 @@
 #include "engine/readers/archive_gzip.h"
 
-#include <zlib.h>
+#include <isa-l/igzip_lib.h>
 
 #include <array>
+#include <cstdint>
+#include <cstring>
 #include <string_view>
 
 #include "engine/core/engine_error.h"
@@ -10,27 +12,25 @@
 namespace trfilter {
 namespace {
 
-constexpr std::size_t input_buffer = std::size_t{32} << 10;
-/// Asks zlib for the gzip format, header and trailer included.
-constexpr int gzip_window = MAX_WBITS + 16;
+constexpr std::size_t input_buffer = std::size_t{64} << 10;
+/// More than the bytes that the library's bit buffer holds.
+constexpr std::size_t given_back = 16;
 
 class GzipStream final : public ByteStream {
  public:
   GzipStream(std::unique_ptr<ByteStream> packed, ExpansionMeter& meter)
       : packed_(std::move(packed)), meter_(&meter) {
-    if (inflateInit2(&stream_, gzip_window) != Z_OK) {
-      throw EngineError(Code::out_of_memory, "no memory to unpack a gzip file");
-    }
+    isal_inflate_init(&state_);
+    state_.crc_flag = ISAL_GZIP;
+    state_.next_in = input_.data() + given_back;
+    state_.avail_in = 0;
   }
-  GzipStream(const GzipStream&) = delete;
-  GzipStream& operator=(const GzipStream&) = delete;
-  ~GzipStream() override { inflateEnd(&stream_); }
 
   std::size_t read(std::span<char> out) override {
-    stream_.next_out = reinterpret_cast<Bytef*>(out.data());
-    stream_.avail_out = static_cast<uInt>(out.size());
-    while (stream_.avail_out != 0 && !ended_ && error_ == nullptr) unpack();
-    const std::size_t count = out.size() - stream_.avail_out;
+    state_.next_out = reinterpret_cast<std::uint8_t*>(out.data());
+    state_.avail_out = static_cast<std::uint32_t>(out.size());
+    while (state_.avail_out != 0 && !ended_ && error_ == nullptr) unpack();
+    const std::size_t count = out.size() - state_.avail_out;
     meter_->add_unpacked(count);
     if (count == 0 && error_ != nullptr) throw EngineError(Code::corrupt, error_);
     return count;
@@ -38,43 +38,45 @@ class GzipStream final : public ByteStream {
 
  private:
   void unpack() {
-    if (stream_.avail_in == 0) fill();
-    const bool no_input = stream_.avail_in == 0;
-    const int status = inflate(&stream_, Z_NO_FLUSH);
-    if (status == Z_STREAM_END) {
-      begin_next_member();
-    } else if (status == Z_MEM_ERROR) {
-      throw EngineError(Code::out_of_memory, "no memory to unpack a gzip file");
-    } else if (status == Z_BUF_ERROR && no_input) {
-      error_ = "a gzip file is cut short";
-    } else if (status != Z_OK && status != Z_BUF_ERROR) {
+    if (state_.avail_in == 0) fill();
+    const bool no_input = state_.avail_in == 0;
+    const std::uint32_t room = state_.avail_out;
+    const int status = isal_inflate(&state_);
+    if (status < ISAL_DECOMP_OK || status == ISAL_NEED_DICT) {
       error_ = "damaged data in a gzip file";
+    } else if (state_.block_state == ISAL_BLOCK_FINISH) {
+      begin_next_member();
+    } else if (no_input && state_.avail_out == room) {
+      error_ = "a gzip file is cut short";
     }
   }
 
   /// Goes on with the member that follows, if one does: padding and other data may, too.
   void begin_next_member() {
-    if (stream_.avail_in < 2) fill();
+    if (state_.avail_in < 2) fill();
     const bool another =
-        stream_.avail_in >= 2 && stream_.next_in[0] == 0x1F && stream_.next_in[1] == 0x8B;
+        state_.avail_in >= 2 && state_.next_in[0] == 0x1F && state_.next_in[1] == 0x8B;
     ended_ = !another;
-    if (another) inflateReset(&stream_);
+    if (another) isal_inflate_reset(&state_);
   }
 
-  /// Reads on behind what is left of the input.
+  /// Reads on behind what is left of the input. What stood before that stays there: at a member's
+  /// end the library gives back whole bytes of the bits that it has taken, those of an earlier
+  /// block among them.
   void fill() {
-    std::size_t kept = stream_.avail_in;
-    for (std::size_t i = 0; i < kept; ++i) input_[i] = static_cast<char>(stream_.next_in[i]);
-    const std::size_t count = packed_->read(std::span(input_).subspan(kept));
+    const std::size_t kept = given_back + state_.avail_in;
+    std::memmove(input_.data(), state_.next_in - given_back, kept);
+    const std::size_t count = packed_->read(
+        std::span(reinterpret_cast<char*>(input_.data()), input_.size()).subspan(kept));
     meter_->add_packed(count);
-    stream_.next_in = reinterpret_cast<Bytef*>(input_.data());
-    stream_.avail_in = static_cast<uInt>(kept + count);
+    state_.next_in = input_.data() + given_back;
+    state_.avail_in += static_cast<std::uint32_t>(count);
   }
 
   std::unique_ptr<ByteStream> packed_;
   ExpansionMeter* meter_;
-  z_stream stream_{};
-  std::array<char, input_buffer> input_;
+  inflate_state state_;
+  std::array<std::uint8_t, input_buffer> input_{};
   bool ended_ = false;
   const char* error_ = nullptr;
 };

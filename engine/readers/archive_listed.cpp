@@ -1,6 +1,6 @@
 // Archives that libarchive walks through. One pass lists the members; another extracts them, as
-// long as they are asked for in their order. Going back begins again, but for tar and cpio files
-// that are not compressed: those are entered at any member's header.
+// long as they are asked for in their order. Going back begins again, but for tar and cpio files:
+// those are entered at any member's header.
 
 #include "engine/readers/archive_listed.h"
 
@@ -31,7 +31,7 @@ class ListedArchive final : public Subfiles {
         source_(std::move(source)),
         meter_(context.limits),
         list_(context.options, context.limits) {
-    enters_anywhere_ = source_.seekable && (kind == Kind::tar || kind == Kind::cpio);
+    enters_anywhere_ = kind == Kind::tar || kind == Kind::cpio;
     try {
       begin_pass(0, 0);
       while (advance()) add_member();
@@ -108,7 +108,8 @@ class ListedArchive final : public Subfiles {
     if (header.type == Header::Type::file) {
       facts.size = header.size;
       if (enters_anywhere_ && !header.sparse) {
-        const std::uint64_t left = source_.size - std::min(source_.size, header.data_position);
+        const std::uint64_t left =
+            source_.most_bytes - std::min(source_.most_bytes, header.data_position);
         facts.size = static_cast<std::int64_t>(
             std::min(static_cast<std::uint64_t>(std::max<std::int64_t>(0, facts.size)), left));
       }
@@ -150,8 +151,7 @@ class ListedArchive final : public Subfiles {
     std::uint64_t offset = 0;
     while (archive_->read_block(block, offset)) {
       if (header.sparse) write_hole(offset);
-      // A compressed stream has counted its bytes already.
-      if (source_.seekable) meter_.add_unpacked(block.size());
+      if (!source_.counts_unpacked) meter_.add_unpacked(block.size());
       output.write(block);
       written += block.size();
       context_.limits.check_time();
@@ -202,8 +202,7 @@ std::unique_ptr<Subfiles> list_archive(const ReaderContext& context, Kind kind,
 
 ArchiveSource document_source(const ReaderContext& context) {
   ArchiveSource source;
-  source.seekable = true;
-  source.size = context.document.size();
+  source.most_bytes = context.document.size();
   source.open = [&document = context.document, &limits = context.limits](std::uint64_t offset) {
     return std::make_unique<DocumentStream>(document, limits, offset);
   };

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
+#include <limits>
 #include <memory>
 
 #include "engine/core/reader.h"
@@ -11,10 +13,12 @@ namespace trfilter {
 
 /// Where an archive's bytes are, for as many passes as it takes.
 struct ArchiveSource {
-  /// A new pass; from an offset only where `seekable`.
+  /// A new pass from an offset; from 0 only, where the format cannot be entered elsewhere.
   std::function<std::unique_ptr<ByteStream>(std::uint64_t offset)> open;
-  bool seekable = false;
-  std::uint64_t size = 0;  ///< of a seekable one
+  /// What is read of it has been counted as unpacked already.
+  bool counts_unpacked = false;
+  /// There are not more bytes than that.
+  std::uint64_t most_bytes = std::numeric_limits<std::uint64_t>::max();
 };
 
 /// The document itself.

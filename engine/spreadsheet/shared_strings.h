@@ -1,9 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "engine/core/temporary_file.h"
 
 namespace trfilter {
 
@@ -18,7 +21,6 @@ class SharedStrings {
   explicit SharedStrings(std::string temporary_directory);
   SharedStrings(const SharedStrings&) = delete;
   SharedStrings& operator=(const SharedStrings&) = delete;
-  ~SharedStrings();
 
   /// Adds the next string.
   /// @throws EngineError code 4 beyond `most_bytes`, code 15 when the file cannot be written
@@ -40,9 +42,8 @@ class SharedStrings {
   std::string temporary_directory_;
   std::string bytes_;  ///< those not in the file
   std::vector<std::uint32_t> ends_;
-  int file_ = -1;
-  std::uint64_t file_size_ = 0;
-  const char* mapped_ = nullptr;
+  std::optional<TemporaryFile> file_;
+  std::optional<TemporaryMapping> mapped_;
 };
 
 }  // namespace trfilter

@@ -2,8 +2,9 @@
 """Reads a corpus of documents with `tarnis` and scores the results against what is known of them.
 
 The corpus is a folder with files/ and facts.json, a map from a file's name to its facts; `contains`
-lists strings that the text must hold, `embedded` says what members there are. Of containers the text is
-that of all members. A table shows, for each family of formats, how many of them do. With --metadata it
+lists strings that the text must hold, `embedded` says what members there are and what text lies in them. Of
+containers the text is that of all members. One table shows, for each family of formats, how many strings are
+found; another, how much of what is known of members is. With --metadata it
 shows the same for `metadata`, what `tarnis metadata` must print: metadata_keys.tsv tells by which names.
 Any document that ends the program by a signal, a sanitizer or the clock fails the run, and so does a
 family below its floor. Without the folder there is nothing to measure, and the run passes.
@@ -25,7 +26,7 @@ import unicodedata
 class Family(typing.NamedTuple):
     extensions: tuple
     floor: float = 0.90  # the share of known strings and members that must be found
-    container: bool = False  # the text is that of the members, and what is known of these counts
+    container: bool = False  # the text is that of the members
 
 
 FAMILIES = {
@@ -48,6 +49,9 @@ FAMILIES = {
     "archives": Family(("zip", "kmz", "jar", "7z", "rar", "tar", "tgz", "gz", "bz2", "xz", "lz4", "zst", "z",
                         "ar", "cpio", "iso", "lha", "lzh", "warc", "cab", "chm"), container=True),
 }
+
+# The share of what is known of the members of all families together.
+MEMBERS_FLOOR = 0.90
 
 SECONDS_A_DOCUMENT = 60
 # Address space in bytes; a sanitized program reserves far more than it uses.
@@ -285,19 +289,34 @@ def main():
 
     def one(name):
         path = os.path.join(arguments.corpus, "files", name)
-        family = FAMILIES.get(family_of(name))
         how = (path, facts[name].get("password"), arguments.sanitized)
-        if family is None or not family.container:
-            return name, read(arguments.tarnis, "text", *how), None
-        result = read(arguments.tarnis, "container", *how)
-        listing, _, failure = read(arguments.tarnis, "list", *how)
-        return name, (*result[:2], result[2] or failure), listing
+        family = FAMILIES.get(family_of(name))
+        container = family is not None and family.container
+        if not container:
+            result = read(arguments.tarnis, "text", *how)
+        checks = []
+        if container or facts[name].get("embedded"):
+            whole = read(arguments.tarnis, "container", *how)
+            listing, _, listing_failure = read(arguments.tarnis, "list", *how)
+            if container:
+                result = whole
+            result = (*result[:2], result[2] or whole[2] or listing_failure)
+            checks = list(known_members(facts[name].get("embedded") or {}, whole[0], listing))
+        return name, result, checks
 
-    table = {family: {"files": 0, "known": 0, "found": 0, "status": {}} for family in
-             [*FAMILIES, "others"]}
+    def check(row, name, word, checks):
+        for known, found in checks:
+            row["known"] += 1
+            row["found"] += found
+            if not found and arguments.misses:
+                print(f"miss: {name} [{word}]: {known!r}")
+
+    families = [*FAMILIES, "others"]
+    table = {family: {"files": 0, "known": 0, "found": 0, "status": {}} for family in families}
+    members = {family: {"files": 0, "known": 0, "found": 0} for family in families}
     failures = []
     with concurrent.futures.ThreadPoolExecutor(max_workers=os.cpu_count()) as pool:
-        for name, (text, status, failure), listing in pool.map(one, names):
+        for name, (text, status, failure), known in pool.map(one, names):
             row = table[family_of(name)]
             row["files"] += 1
             word = EXIT_STATUS.get(status, str(status))
@@ -306,29 +325,33 @@ def main():
                 failures.append(f"{name}: {failure}")
             if arguments.empty and status == 0 and not text.strip():
                 print(f"empty: {name}")
-            checks = []
-            if listing is not None:
-                checks += known_members(facts[name].get("embedded") or {}, text, listing)
+            if known:
+                members[family_of(name)]["files"] += 1
+                check(members[family_of(name)], name, word, known)
             text = folded(text)
-            checks += [(known, folded(known).strip() in text)
-                       for known in facts[name].get("contains") or []]
-            for known, found in checks:
-                row["known"] += 1
-                if found:
-                    row["found"] += 1
-                elif arguments.misses:
-                    print(f"miss: {name} [{word}]: {known!r}")
+            check(row, name, word, [(known, folded(known).strip() in text)
+                                    for known in facts[name].get("contains") or []])
+
+    def share(row):
+        return f"{row['found'] / row['known']:7.1%}" if row["known"] else "      -"
 
     print(f"{'family':10} {'files':>5} {'known':>6} {'found':>6} {'share':>7}  outcomes")
     for family, row in table.items():
         if not row["files"]:
             continue
-        share = f"{row['found'] / row['known']:7.1%}" if row["known"] else "      -"
         outcomes = ", ".join(f"{count} {word}" for word, count in sorted(row["status"].items()))
-        print(f"{family:10} {row['files']:5} {row['known']:6} {row['found']:6} {share}  {outcomes}")
+        print(f"{family:10} {row['files']:5} {row['known']:6} {row['found']:6} {share(row)}  {outcomes}")
         floor = FAMILIES[family].floor if family in FAMILIES else 0
-        if row["known"] and row["found"] < floor * row["known"]:
+        if row["found"] < floor * row["known"]:
             failures.append(f"family {family} is below {floor:.0%}")
+
+    print(f"\n{'members of':10} {'files':>5} {'known':>6} {'found':>6} {'share':>7}")
+    total = {key: sum(row[key] for row in members.values()) for key in ("files", "known", "found")}
+    for family, row in [*members.items(), ("all", total)]:
+        if row["known"]:
+            print(f"{family:10} {row['files']:5} {row['known']:6} {row['found']:6} {share(row)}")
+    if total["found"] < MEMBERS_FLOOR * total["known"]:
+        failures.append(f"of what is known of members less than {MEMBERS_FLOOR:.0%} is found")
     for failure in failures:
         print(failure, file=sys.stderr)
     return 1 if failures else 0

@@ -14,7 +14,9 @@ std::string write_archive(const char* format, const char* filter,
   // Names are UTF-8, whatever the tests' own locale is.
   static locale_t utf8 = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
   const locale_t before = ::uselocale(utf8);
-  std::string bytes(std::size_t{4} << 20, '\0');
+  std::size_t room = std::size_t{4} << 20;
+  for (const ArchiveMember& member : members) room += 2 * member.content.size();
+  std::string bytes(room, '\0');
   std::size_t used = 0;
   archive* out = archive_write_new();
   EXPECT_EQ(archive_write_set_format_by_name(out, format), ARCHIVE_OK) << format;
