@@ -23,6 +23,9 @@ constexpr std::string_view header_end = "</header>";
 constexpr std::string_view footer_begin = "<footer>";
 constexpr std::string_view footer_end = "</footer>";
 
+// Text of one step; beyond that it waits in a file.
+constexpr std::size_t most_in_memory = std::size_t{4} << 20;
+
 }  // namespace
 
 TextSink::TextSink(const Options& options, Limits& limits) : options_(&options), limits_(&limits) {
@@ -225,6 +228,7 @@ void TextSink::write(std::string_view kept) {
 
 void TextSink::put(std::string_view bytes) {
   out_.append(bytes);
+  if (out_.size() > most_in_memory) spill();
   line_empty_ = bytes.back() == '\n';
   has_text_ = true;
 }
@@ -233,17 +237,49 @@ void TextSink::finish() {
   tabs_due_ = 0;
   page_due_ = false;
   newline_due_ = Newline::none;
-  if (has_text_ && !line_empty_) put("\n");
+  if (!has_text_ || line_empty_) return;
+  // Past every bound, as reading may have failed at one.
+  out_.push_back('\n');
+  line_empty_ = true;
+}
+
+void TextSink::spill() {
+  limits_->charge_output(out_.size());
+  if (!spool_) spool_.emplace(options_->temporary_directory);
+  spool_->append(out_);
+  spooled_.push_back(out_.size());
+  out_.clear();
 }
 
 void TextSink::take(std::string& into) {
-  limits_->charge_output(out_.size());
+  if (!spool_) limits_->charge_output(out_.size());
   take_remainder(into);
 }
 
 void TextSink::take_remainder(std::string& into) {
-  into.clear();
-  into.swap(out_);
+  if (!spool_) {
+    into.clear();
+    into.swap(out_);
+    return;
+  }
+  // Piece by piece as it went there: each ends with a whole character.
+  into.resize(spooled_.front());
+  spool_->read_at(spool_read_, into);
+  spool_read_ += into.size();
+  spooled_.pop_front();
+  if (!spooled_.empty()) return;
+  spool_.reset();
+  spool_read_ = 0;
+}
+
+std::string TextSink::take_all() {
+  std::string all;
+  std::string piece;
+  while (size() > 0) {
+    take(piece);
+    all += piece;
+  }
+  return all;
 }
 
 }  // namespace trfilter

@@ -1,11 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "engine/core/limits.h"
 #include "engine/core/options.h"
+#include "engine/core/temporary_file.h"
 
 namespace trfilter {
 
@@ -37,8 +40,9 @@ enum class Region : std::uint8_t {
 /// between cells, a form feed between pages, a line feed at the end.
 ///
 /// Invalid UTF-8 becomes U+FFFD a bad byte; NUL characters, carriage returns and, by the options,
-/// soft hyphens are dropped. Text of which nothing is left is no text. One document has one sink;
-/// it is used by one thread.
+/// soft hyphens are dropped. Text of which nothing is left is no text. Text that waits to be taken
+/// goes to a temporary file beyond a few megabytes. One document has one sink; it is used by one
+/// thread.
 class TextSink {
  public:
   /// Text is handed over once this much is there; readers keep a step's text near it.
@@ -85,17 +89,22 @@ class TextSink {
   bool has_text() const { return has_text_; }
 
   /// Bytes that wait to be taken.
-  std::size_t size() const { return out_.size(); }
+  std::uint64_t size() const { return out_.size() + (spool_ ? spool_->size() - spool_read_ : 0); }
 
   /// Writes what is due at the document's end: the last line's end.
   void finish();
 
-  /// Hands over the text so far; `into` is replaced, its capacity reused.
+  /// Hands over the text so far, or the next piece of much; `into` is replaced, its capacity
+  /// reused.
   /// @throws EngineError code 16 beyond the bound of output, code 19 after the deadline
   void take(std::string& into);
 
   /// The same after reading has failed: past every bound, nothing more is counted.
   void take_remainder(std::string& into);
+
+  /// Hands over all text at once, where it is known to be little.
+  /// @throws as `take`
+  std::string take_all();
 
  private:
   bool is_shown(Region region) const;
@@ -103,11 +112,15 @@ class TextSink {
   void append(std::string_view clean);
   void write(std::string_view kept);
   void put(std::string_view bytes);
+  void spill();
   void end_mark(std::string_view begin, std::string_view end);
 
   const Options* options_;
   Limits* limits_;
   std::string out_;
+  std::optional<TemporaryFile> spool_;  ///< what comes before `out_`; counted as output already
+  std::deque<std::size_t> spooled_;     ///< bytes of its pieces that wait
+  std::uint64_t spool_read_ = 0;        ///< bytes of it that have been taken
   unsigned suppressed_ = 0;
 
   // The break to write before the next text.

@@ -136,10 +136,12 @@ void write_as_text(const ReaderContext& outer, const MailBody& body, ByteOutput&
   std::string chunk;
   std::string escaped;
   const auto hand_over = [&] {
-    sink.take(chunk);
-    escaped.clear();
-    append_escaped_html(escaped, chunk);
-    output.write(escaped);
+    while (sink.size() > 0) {
+      sink.take(chunk);
+      escaped.clear();
+      append_escaped_html(escaped, chunk);
+      output.write(escaped);
+    }
   };
   while (text.step(sink)) {
     if (sink.size() >= TextSink::chunk_size) hand_over();

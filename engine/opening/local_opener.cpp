@@ -82,13 +82,15 @@ class LocalDocument : public OpenedDocument {
 
   std::string_view next_text() override {
     if (!sink_) throw EngineError(Code::invalid_argument, "not opened for its text");
-    if (failure_) throw EngineError(*failure_);
     std::string_view text;
     // A set with shifts may keep back all of a short text.
-    do {
+    bool more = true;
+    while (text.empty() && more) {
+      if (failure_ && sink_->size() == 0) throw EngineError(*failure_);
       fill();
-      text = target_->encode(chunk_, !more_);
-    } while (text.empty() && more_);
+      more = more_ || sink_->size() > 0;
+      text = target_->encode(chunk_, !more);
+    }
     if (text.empty() && failure_) throw EngineError(*failure_);
     return text;
   }
@@ -126,6 +128,10 @@ class LocalDocument : public OpenedDocument {
 
   /// Pulls the reader's steps until a chunk is full.
   void fill() {
+    if (failure_) {
+      sink_->take_remainder(chunk_);
+      return;
+    }
     try {
       while (more_ && sink_->size() < TextSink::chunk_size) {
         more_ = reader_->step(*sink_);

@@ -715,9 +715,7 @@ void Story::deferred_part(Show show) {
   options.byte_order_mark = false;
   TextSink sink(options, context_.package.limits());
   show(sink);
-  std::string text;
-  sink.take(text);
-  deferred_lines(text);
+  deferred_lines(sink.take_all());
 }
 
 }  // namespace trfilter::docx

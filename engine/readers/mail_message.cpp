@@ -278,9 +278,7 @@ std::string Message::shown_text(std::int32_t number) {
       read_content(document_, context_.limits, body_of(form), form.encoding, most_compared_page),
       true);
   sink.finish();
-  std::string text;
-  sink.take(text);
-  return text;
+  return sink.take_all();
 }
 
 /// The page of a body that is shown as plain text says the same, as a rule. One that does not is

@@ -200,6 +200,30 @@ class Bounds(unittest.TestCase):
         outcome = self.tarnis("container", "zips.zip", content)
         self.assertIn(4, outcome.codes(), outcome.messages[-1000:])
 
+    def test_ends_a_workbook_that_repeats_a_long_text(self):
+        main = "http://schemas.openxmlformats.org/spreadsheetml/2006/main"
+        links = "http://schemas.openxmlformats.org/package/2006/relationships"
+        kinds = "http://schemas.openxmlformats.org/officeDocument/2006/relationships"
+        relationship = '<Relationship Id="%s" Type="' + kinds + '/%s" Target="%s"/>'
+        cell = '<row><c t="s"><v>0</v></c></row>'
+        content = zip_of(
+            ("[Content_Types].xml", '<Types xmlns="http://schemas.openxmlformats.org/package/2006/'
+             'content-types"><Override PartName="/xl/workbook.xml" ContentType="application/vnd.'
+             'openxmlformats-officedocument.spreadsheetml.sheet.main+xml"/></Types>'),
+            ("_rels/.rels", f'<Relationships xmlns="{links}">' +
+             relationship % ("1", "officeDocument", "xl/workbook.xml") + "</Relationships>"),
+            ("xl/_rels/workbook.xml.rels", f'<Relationships xmlns="{links}">' +
+             relationship % ("1", "worksheet", "sheet.xml") +
+             relationship % ("2", "sharedStrings", "strings.xml") + "</Relationships>"),
+            ("xl/workbook.xml", f'<workbook xmlns="{main}" xmlns:r="{kinds}"><sheets>'
+             '<sheet name="S" r:id="1"/></sheets></workbook>'),
+            ("xl/strings.xml", f'<sst xmlns="{main}"><si><t>{"text " * 200_000}</t></si></sst>'),
+            ("xl/sheet.xml", f'<worksheet xmlns="{main}"><sheetData>{cell * 30_000}</sheetData>'
+             '</worksheet>'))
+        outcome = self.tarnis("text", "repeats.xlsx", content)
+        self.assertEqual(outcome.codes(), {16}, outcome.messages)
+        self.assertIn("text text", outcome.output)
+
     # ---- nesting
 
     def test_ends_archives_in_each_other(self):

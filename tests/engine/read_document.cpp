@@ -74,11 +74,7 @@ Reading read_document(std::string bytes, Format format, const Options& options) 
     const ReaderContext context{document, options, limits, detection, modules()};
     const auto reader = modules().open(context);
     TextSink sink(options, limits);
-    std::string chunk;
-    const auto collect = [&] {
-      sink.take(chunk);
-      reading.text += chunk;
-    };
+    const auto collect = [&] { reading.text += sink.take_all(); };
     try {
       while (reader->step(sink)) {
         if (sink.size() >= TextSink::chunk_size) collect();

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "engine/core/engine_error.h"
+#include "engine/core/utf8.h"
 
 namespace trfilter {
 namespace {
@@ -360,6 +361,56 @@ TEST(TextSink, HandsTextOverInPieces) {
   sink.finish();
   sink.take(text);
   EXPECT_EQ(text, "\n");
+}
+
+TEST(TextSink, KeepsMuchTextInAFileUntilItIsTaken) {
+  Limits limits;
+  const Options options;
+  TextSink sink(options, limits);
+  std::string expected;
+  for (int i = 0; i < 2'000'000; ++i) {
+    const std::string word = "\xC3\xA4" + std::to_string(i);
+    sink.text(word);
+    sink.paragraph();
+    expected += word + "\n";
+  }
+  sink.finish();
+  EXPECT_EQ(sink.size(), expected.size());
+  std::string text;
+  std::string piece;
+  while (sink.size() > 0) {
+    sink.take(piece);
+    EXPECT_TRUE(is_valid_utf8(piece));
+    EXPECT_LT(piece.size(), std::size_t{5} << 20);
+    text += piece;
+  }
+  EXPECT_TRUE(text == expected);
+  sink.text("more");
+  sink.take(piece);
+  EXPECT_EQ(piece, "more");
+}
+
+TEST(TextSink, BoundsTextBeforeItIsTaken) {
+  Limits::Bounds bounds;
+  bounds.output_bytes = std::uint64_t{10} << 20;
+  Limits limits(bounds);
+  const Options options;
+  TextSink sink(options, limits);
+  const std::string line(std::size_t{1} << 20, 'x');
+  const auto fill = [&] {
+    for (int i = 0; i < 100; ++i) sink.text(line);
+  };
+  EXPECT_THROW(fill(), EngineError);
+  sink.finish();
+  std::string text;
+  std::string piece;
+  while (sink.size() > 0) {
+    sink.take_remainder(piece);
+    text += piece;
+  }
+  EXPECT_GE(text.size(), bounds.output_bytes);
+  EXPECT_LT(text.size(), 2 * bounds.output_bytes);
+  EXPECT_EQ(text.back(), '\n');
 }
 
 TEST(TextSink, BoundsWhatItHandsOver) {

@@ -46,7 +46,7 @@ void read_text(Reader& reader, const Options& options, Limits& limits) {
   for (bool more = true; more;) {
     more = reader.step(sink);
     if (!more) sink.finish();
-    if (sink.size() >= TextSink::chunk_size || !more) sink.take(chunk);
+    while (sink.size() >= TextSink::chunk_size || (!more && sink.size() > 0)) sink.take(chunk);
   }
 }
 
