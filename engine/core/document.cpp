@@ -75,6 +75,8 @@ Document::Document(std::unique_ptr<ByteSource> source, std::string temporary_dir
       size_(source_->size()),
       in_memory_(size_ <= block_in_memory) {
   if (!in_memory_) return;
+  in_place_ = source_->in_place();
+  if (in_place_ != nullptr) return;
   memory_.resize(static_cast<std::size_t>(size_));
   memory_.resize(read_fully(*source_, 0, memory_));
   size_ = memory_.size();
@@ -93,7 +95,7 @@ Document::~Document() = default;
 
 std::size_t Document::read_at(std::uint64_t offset, std::span<char> out) {
   if (offset >= size_) return 0;
-  if (in_memory_) return memory_.copy(out.data(), out.size(), static_cast<std::size_t>(offset));
+  if (in_memory_) return in_memory(offset, out.size()).copy(out.data(), out.size());
   if (mapping_) {
     return mapping_->bytes().copy(out.data(), out.size(), static_cast<std::size_t>(offset));
   }
@@ -113,7 +115,7 @@ std::size_t Document::read_at(std::uint64_t offset, std::span<char> out) {
 }
 
 std::string_view Document::head(std::size_t count) {
-  if (in_memory_) return std::string_view(memory_).substr(0, std::min(count, cache_block));
+  if (in_memory_) return in_memory(0, std::min(count, cache_block));
   if (head_.empty()) {
     head_.resize(cache_block);
     head_.resize(read_fully(*source_, 0, head_));
@@ -122,9 +124,18 @@ std::string_view Document::head(std::size_t count) {
 }
 
 std::string_view Document::bytes() {
-  if (in_memory_) return memory_;
+  if (in_memory_) return in_memory(0, size_);
   if (!mapping_) mapping_ = std::make_unique<Mapping>(*source_, size_, temporary_directory_);
   return mapping_->bytes();
+}
+
+/// Up to `count` bytes from `offset` on, which is no larger than the size.
+std::string_view Document::in_memory(std::uint64_t offset, std::uint64_t count) {
+  const auto begin = static_cast<std::size_t>(offset);
+  const std::uint64_t end = offset + std::min(count, size_ - offset);
+  if (in_place_ == nullptr) return std::string_view(memory_).substr(begin, end - offset);
+  if (end > arrived_) arrived_ = source_->await(end);
+  return {in_place_ + begin, static_cast<std::size_t>(end - offset)};
 }
 
 const std::string& Document::cached_block(std::uint64_t number) {

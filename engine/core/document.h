@@ -23,9 +23,18 @@ class ByteSource {
   /// Copies bytes from `offset` into `out`.
   /// @return bytes copied; 0 only at the end
   virtual std::size_t read_at(std::uint64_t offset, std::span<char> out) = 0;
+
+  /// All bytes where they lie in memory, for as long as the source lives; null when they do not.
+  /// `await` tells which are there already.
+  virtual const char* in_place() const { return nullptr; }
+
+  /// Waits until the first `end` bytes lie in place.
+  /// @return how many do
+  virtual std::uint64_t await([[maybe_unused]] std::uint64_t end) { return size(); }
 };
 
-/// Random access to one input. Up to `block_in_memory` bytes are read once and kept; more are read
+/// Random access to one input. Up to `block_in_memory` bytes are read once and kept, or stay where
+/// their source has them; more are read
 /// in blocks through a bounded cache, so that only what a reader touches is ever read.
 class Document {
  public:
@@ -67,13 +76,16 @@ class Document {
   class Mapping;
   explicit Document(std::string bytes);
   const std::string& cached_block(std::uint64_t number);
+  std::string_view in_memory(std::uint64_t offset, std::uint64_t count);
 
   std::unique_ptr<ByteSource> source_;  ///< null when all bytes came with the document
   std::string temporary_directory_;
   std::uint64_t size_ = 0;
   bool in_memory_ = false;
-  std::string memory_;  ///< the whole of a document in memory, or nothing
-  std::string head_;    ///< the first block of a large one, once asked for
+  std::string memory_;  ///< the whole of a document in memory that does not lie in its source
+  const char* in_place_ = nullptr;  ///< where it lies in its source
+  std::uint64_t arrived_ = 0;       ///< bytes of it that do already
+  std::string head_;                ///< the first block of a large one, once asked for
   std::unique_ptr<Mapping> mapping_;
 
   struct CachedBlock {

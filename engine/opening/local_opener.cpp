@@ -30,6 +30,14 @@ class PartSource : public ByteSource {
     return whole_->read_at(offset_ + offset, out.first(static_cast<std::size_t>(count)));
   }
 
+  const char* in_place() const override {
+    const char* const whole = whole_->in_place();
+    return whole == nullptr ? nullptr : whole + offset_;
+  }
+  std::uint64_t await(std::uint64_t end) override {
+    return std::min(size_, whole_->await(offset_ + end) - offset_);
+  }
+
  private:
   ByteSource* whole_;
   std::uint64_t offset_;

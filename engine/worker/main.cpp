@@ -51,7 +51,7 @@ std::string join(const std::vector<std::string>& names) {
 int serve() {
   Channel channel(worker_socket);
   Frame frame;
-  if (channel.receive(frame) != Channel::Received::frame) return 0;
+  if (channel.receive_packet(frame, Deadline::max()) != Channel::Received::frame) return 0;
   const auto greeting = value_of<Greeting>(frame.payload());
   if (greeting.signature != Greeting::host_signature ||
       greeting.version != Greeting::current_version) {
@@ -75,12 +75,11 @@ int serve() {
   reply.text = join(lock_down(reach));
   FrameHeader header;
   header.kind = FrameKind::hello;
-  channel.send(header, payload_of(reply));
+  channel.attach(static_cast<char*>(outlet), static_cast<const char*>(window));
+  channel.send_packet(header, payload_of(reply), Deadline::max());
 
   LocalOpener opener(reach.engine_directory);
-  Service(channel, static_cast<const char*>(window), static_cast<char*>(outlet), opener,
-          reach.temporary_directory)
-      .run();
+  Service(channel, static_cast<const char*>(window), opener, reach.temporary_directory).run();
   return 0;
 }
 

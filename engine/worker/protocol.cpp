@@ -163,6 +163,7 @@ void write_fields(FieldWriter& out, const OpenRequest& request) {
   for_each_setting(request.options, SettingWriter{&out});
   out.number(static_cast<std::uint32_t>(request.purpose));
   out.number(request.size);
+  out.number<std::uint8_t>(request.in_place ? 1 : 0);
 }
 
 void read_fields(FieldReader& in, OpenRequest& request) {
@@ -171,6 +172,7 @@ void read_fields(FieldReader& in, OpenRequest& request) {
   if (purpose > static_cast<std::uint32_t>(Purpose::members)) protocol_broken("no known purpose");
   request.purpose = static_cast<Purpose>(purpose);
   request.size = in.number<std::uint64_t>();
+  request.in_place = in.boolean();
 }
 
 void write_fields(FieldWriter& out, const OpenedReply& reply) {
@@ -212,19 +214,6 @@ void read_fields(FieldReader& in, BlockReply& reply) {
   reply.code = in.number<std::int32_t>();
   reply.count = in.number<std::uint32_t>();
   reply.block = in.number<std::uint32_t>();
-}
-
-void write_fields(FieldWriter& out, const OutletPiece& piece) {
-  out.number(piece.slot);
-  out.number(piece.length);
-}
-
-void read_fields(FieldReader& in, OutletPiece& piece) {
-  piece.slot = in.number<std::uint32_t>();
-  piece.length = in.number<std::uint32_t>();
-  if (piece.slot >= outlet_slots || piece.length == 0 || piece.length > outlet_slot_size) {
-    protocol_broken("a piece that is not in the outlet");
-  }
 }
 
 void write_fields(FieldWriter& out, const TextRequest& request) {

@@ -14,8 +14,8 @@
 #include "engine/core/subfiles.h"
 #include "engine/opening/opened_document.h"
 
-// What host and worker say to each other: frames, one packet each, on a socket pair. Both sides are
-// of one build and one machine, so numbers go over as they lie in memory; still each field is
+// What host and worker say to each other: frames, in rings of shared memory (channel.h). Both sides
+// are of one build and one machine, so numbers go over as they lie in memory; still each field is
 // checked when it is read. docs/security.md describes the exchange.
 
 namespace trfilter {
@@ -46,7 +46,6 @@ enum class FrameKind : std::uint32_t {
   // Of the worker.
   need,    ///< asks for bytes of a document: a BlockRequest
   data,    ///< a part of an answer
-  piece,   ///< a part of an answer, of text, that lies in the outlet: an OutletPiece
   done,    ///< the rest of an answer, and its end
   failed,  ///< an answer that is a code
 };
@@ -63,22 +62,41 @@ static_assert(sizeof(FrameHeader) == 24);
 
 constexpr std::size_t largest_payload = std::size_t{128} << 10;
 
-/// The window: memory of the host's that a worker reads documents from. A document of up to
-/// `Document::block_in_memory` bytes lies at its begin while it is being opened; a larger one comes
-/// in blocks behind that.
-constexpr std::size_t window_block_offset = Document::block_in_memory;
+/// Text goes in frames of this size: the host copies and checks one while the worker writes the
+/// next.
+constexpr std::size_t largest_text_piece = std::size_t{32} << 10;
+
+/// Pieces of text that one answer holds at the most.
+constexpr std::uint32_t pieces_at_once = 32;
+
+/// What a side tells the other one, at the begin of the memory that it alone writes to. Each number
+/// is read and written as an atomic one.
+struct SideState {
+  alignas(64) std::uint64_t sent;      ///< bytes of frames in its ring, from the begin on
+  alignas(64) std::uint64_t taken;     ///< bytes that it has taken from the other side's ring
+  alignas(64) std::uint32_t sleeping;  ///< what it waits for, and a count of its sleeps
+  std::uint32_t processor;             ///< that it ran on when it began or ended to wait, from 1 on
+  alignas(64) std::uint64_t shown;     ///< host: bytes of the newest document in the window
+  std::int32_t show_failure;           ///< host: the code of what kept the rest from it
+};
+
+constexpr std::size_t state_size = 4096;
+constexpr std::size_t ring_size = std::size_t{512} << 10;
+static_assert(sizeof(SideState) <= state_size && ring_size >= 3 * largest_payload);
+
+/// The window: memory of the host's that the worker reads from. Behind the host's state and ring
+/// lie two places for documents of up to `Document::block_in_memory` bytes: one whose document is
+/// read where it lies for as long as it is open, and one whose document the worker copies while it
+/// is being opened. Larger documents come in blocks behind that.
+constexpr std::size_t place_size = Document::block_in_memory + 4096;
+constexpr std::size_t window_place_offset = state_size + ring_size;
+constexpr std::size_t window_block_offset = window_place_offset + 2 * place_size;
 constexpr std::size_t largest_block = std::size_t{1} << 20;
 constexpr std::size_t window_blocks = 2;  ///< the worker reads one while the host fills the other
-constexpr std::size_t window_count_offset = window_block_offset + window_blocks * largest_block;
-constexpr std::size_t window_size = window_count_offset + 4096;
+constexpr std::size_t window_size = window_block_offset + window_blocks * largest_block;
 
-/// The outlet: memory that the worker writes large pieces of text to, and the host copies them from
-/// before it looks at them. Slots are used in turn; the host counts in the window those that it has
-/// copied, and a piece that finds no slot free goes over the socket.
-constexpr std::size_t outlet_slots = 8;
-constexpr std::size_t outlet_slot_size = largest_payload;
-constexpr std::size_t outlet_size = outlet_slots * outlet_slot_size;
-constexpr std::size_t smallest_in_outlet = std::size_t{4} << 10;
+/// The outlet: memory that the worker alone writes to, its state and its ring.
+constexpr std::size_t outlet_size = state_size + ring_size;
 
 /// Appends fields to a payload.
 class FieldWriter {
@@ -131,7 +149,7 @@ class FieldReader {
 struct Greeting {
   static constexpr std::uint64_t host_signature = 0x31304B52574C4654;    // "TFLWRK01"
   static constexpr std::uint64_t worker_signature = 0x31304B5257464C54;  // "TLFWRK01"
-  static constexpr std::uint32_t current_version = 1;
+  static constexpr std::uint32_t current_version = 2;
 
   std::uint64_t signature = 0;
   std::uint32_t version = 0;
@@ -142,6 +160,7 @@ struct OpenRequest {
   Options options;
   Purpose purpose = Purpose::text;
   std::uint64_t size = 0;  ///< of the document
+  bool in_place = false;   ///< it stays in the window until it is closed
 };
 
 /// A document, and of one that was opened for its text the begin: the whole of a small document is
@@ -149,7 +168,7 @@ struct OpenRequest {
 struct OpenedReply {
   Format format = Format::none;
   std::uint64_t members = 0;
-  std::string text;       ///< less than `smallest_in_outlet`; more comes in pieces before
+  std::string text;       ///< a short one; a longer one comes in pieces before
   bool ended = false;     ///< there is no more text, and the worker has closed the document
   std::int32_t code = 0;  ///< of what ended it, 0 for its end
 };
@@ -165,12 +184,7 @@ struct BlockReply {
   std::uint32_t block = 0;  ///< which of the window's blocks holds them
 };
 
-struct OutletPiece {
-  std::uint32_t slot = 0;
-  std::uint32_t length = 0;
-};
-
-/// Asks for the next pieces of text, some at once, so that the worker can read on.
+/// Asks for the next pieces of text, `pieces_at_once` at the most, so that the worker can read on.
 struct TextRequest {
   std::uint32_t pieces = 0;
 };
@@ -195,7 +209,6 @@ void write_fields(FieldWriter& out, const OpenRequest& request);
 void write_fields(FieldWriter& out, const OpenedReply& reply);
 void write_fields(FieldWriter& out, const BlockRequest& request);
 void write_fields(FieldWriter& out, const BlockReply& reply);
-void write_fields(FieldWriter& out, const OutletPiece& piece);
 void write_fields(FieldWriter& out, const TextRequest& request);
 void write_fields(FieldWriter& out, const TextEnd& end);
 void write_fields(FieldWriter& out, const MemberRequest& request);
@@ -210,7 +223,6 @@ void read_fields(FieldReader& in, OpenRequest& request);
 void read_fields(FieldReader& in, OpenedReply& reply);
 void read_fields(FieldReader& in, BlockRequest& request);
 void read_fields(FieldReader& in, BlockReply& reply);
-void read_fields(FieldReader& in, OutletPiece& piece);
 void read_fields(FieldReader& in, TextRequest& request);
 void read_fields(FieldReader& in, TextEnd& end);
 void read_fields(FieldReader& in, MemberRequest& request);

@@ -21,10 +21,6 @@ using std::chrono::steady_clock;
 // so far; one that is stuck in a library is killed after this.
 constexpr auto grace = std::chrono::milliseconds(30);
 
-// Pieces of text that are asked for at once, and before they are wanted: the worker reads on while
-// the host works with what it has.
-constexpr std::uint32_t pieces_at_once = 8;
-
 // A document of up to so many bytes is expected to give all of its text with the answer to its
 // opening; of a larger one text is asked for before that answer is here.
 constexpr std::uint64_t answered_at_once = std::uint64_t{64} << 10;
@@ -114,7 +110,7 @@ class MemberAnswer : public AnswerTaker {
 /// A document that the worker knows, from its number on: closed with the object.
 class KnownDocument {
  public:
-  KnownDocument(std::shared_ptr<Worker> worker, std::unique_ptr<ByteSource> source)
+  KnownDocument(std::shared_ptr<Worker> worker, std::shared_ptr<ByteSource> source)
       : worker_(std::move(worker)), source_(std::move(source)), number_(worker_->add(*source_)) {}
   KnownDocument(const KnownDocument&) = delete;
   KnownDocument& operator=(const KnownDocument&) = delete;
@@ -133,14 +129,14 @@ class KnownDocument {
     OpenRequest request;
     request.options = options;
     request.purpose = purpose;
-    request.size = source_->size();
-    if (request.size <= Document::block_in_memory) worker_->show(*source_);
-    return worker_->request(kind, number_, payload_of(request), answer, deadline);
+    // A container stays open while others are read.
+    const bool stays = purpose != Purpose::members;
+    return worker_->introduce(kind, number_, std::move(request), stays, answer, deadline);
   }
 
  private:
   std::shared_ptr<Worker> worker_;
-  std::unique_ptr<ByteSource> source_;
+  std::shared_ptr<ByteSource> source_;
   std::uint32_t number_;
   bool is_open_ = true;
 };
@@ -196,9 +192,10 @@ std::string_view job_of(Purpose purpose) {
 
 class RemoteDocument : public OpenedDocument, private AnswerTaker {
  public:
-  RemoteDocument(std::shared_ptr<Worker> worker, std::unique_ptr<ByteSource> source,
-                 const Options& options, Purpose purpose, WorkerLog& log, std::uint64_t number)
-      : deadline_(deadline_after(options.timeout_seconds)),
+  RemoteDocument(std::shared_ptr<Worker> worker, std::shared_ptr<ByteSource> source,
+                 const Options& options, Purpose purpose, Deadline deadline, WorkerLog& log,
+                 std::uint64_t number)
+      : deadline_(deadline),
         timeout_seconds_(options.timeout_seconds),
         extraction_timeout_seconds_(options.extraction_timeout_seconds),
         purpose_(purpose),
@@ -323,6 +320,7 @@ class RemoteDocument : public OpenedDocument, private AnswerTaker {
     for (const Properties::Item& item : from.items()) to.add(item.name, item.value);
   }
 
+  /// Asks before text is wanted: the worker reads on while the host works with what it has.
   void ask_for_text() {
     constexpr std::size_t requests_at_once = 2;
     TextRequest request;
@@ -411,28 +409,48 @@ RemoteOpener::RemoteOpener(std::string engine_directory)
   }
 }
 
+/// Introduces a document, a second time when its worker died without its fault.
+template <typename Job>
+auto RemoteOpener::with_worker(const Options& options, Job job) {
+  for (bool again = true;; again = false) {
+    const std::shared_ptr<Worker> worker = ready_worker(options);
+    try {
+      auto result = job(worker);
+      log_readiness(*worker);
+      return result;
+    } catch (const EngineError&) {
+      if (!again || !worker->died_without_fault()) throw;
+    }
+  }
+}
+
 Detection RemoteOpener::detect(std::unique_ptr<ByteSource> source, const Options& options) {
+  const std::shared_ptr<ByteSource> shared = std::move(source);
   const Deadline deadline = deadline_after(options.timeout_seconds);
-  const auto worker = ready_worker(options);
-  LogEntry entry(log_, worker, ++documents_, "detect");
-  return entry.noting([&] {
-    KnownDocument document(worker, std::move(source));
-    WholeAnswer answer;
-    worker->await(document.introduce(FrameKind::detect, options, Purpose::text, answer, deadline));
-    const auto detection = value_from<Detection>(*worker, answer);
-    entry.format(detection.format);
-    log_readiness(*worker);
-    return detection;
+  ++documents_;
+  return with_worker(options, [&](const std::shared_ptr<Worker>& worker) {
+    LogEntry entry(log_, worker, documents_, "detect");
+    return entry.noting([&] {
+      KnownDocument document(worker, shared);
+      WholeAnswer answer;
+      worker->await(
+          document.introduce(FrameKind::detect, options, Purpose::text, answer, deadline));
+      const auto detection = value_from<Detection>(*worker, answer);
+      entry.format(detection.format);
+      return detection;
+    });
   });
 }
 
 std::unique_ptr<OpenedDocument> RemoteOpener::open(std::unique_ptr<ByteSource> source,
                                                    const Options& options, Purpose purpose) {
-  const auto worker = ready_worker(options);
-  auto document = std::make_unique<RemoteDocument>(worker, std::move(source), options, purpose,
-                                                   log_, ++documents_);
-  log_readiness(*worker);
-  return document;
+  const std::shared_ptr<ByteSource> shared = std::move(source);
+  const Deadline deadline = deadline_after(options.timeout_seconds);
+  ++documents_;
+  return with_worker(options, [&](const std::shared_ptr<Worker>& worker) {
+    return std::make_unique<RemoteDocument>(worker, shared, options, purpose, deadline, log_,
+                                            documents_);
+  });
 }
 
 /// The session's worker, or a new one in its place.

@@ -22,6 +22,8 @@ class RemoteOpener : public DocumentOpener {
                                        Purpose purpose) override;
 
  private:
+  template <typename Job>
+  auto with_worker(const Options& options, Job job);
   std::shared_ptr<Worker> ready_worker(const Options& options);
   void log_readiness(const Worker& worker);
   void start(const std::string& temporary_parent);

@@ -15,11 +15,14 @@ namespace {
 // Processor time beyond a time-out, in seconds: the clock on the wall comes first.
 constexpr std::int64_t processor_slack = 2;
 
+// Text shorter than this goes with the answer to its document's opening.
+constexpr std::size_t shortest_piece = std::size_t{4} << 10;
+
 /// How much of `text` goes into one frame: characters stay whole.
 std::size_t frame_of_text(std::string_view text) {
-  if (text.size() <= largest_payload) return text.size();
-  std::size_t length = largest_payload;
-  while (length > largest_payload - 4 &&
+  if (text.size() <= largest_text_piece) return text.size();
+  std::size_t length = largest_text_piece;
+  while (length > largest_text_piece - 4 &&
          (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80) {
     --length;
   }
@@ -28,21 +31,35 @@ std::size_t frame_of_text(std::string_view text) {
 
 }  // namespace
 
-/// The bytes of a small document, while it is being opened: nothing reads them again later.
+/// The bytes of a small document, in the window while the host still fills it. What does not stay
+/// there is copied while the document is being opened: nothing reads it again later.
 class Service::WindowSource : public ByteSource {
  public:
-  WindowSource(const char* bytes, std::uint64_t size) : bytes_(bytes), size_(size) {}
+  WindowSource(Channel& channel, const char* bytes, std::uint64_t size, bool in_place)
+      : channel_(&channel), bytes_(bytes), size_(size), in_place_(in_place) {}
 
   std::uint64_t size() const override { return size_; }
   std::size_t read_at(std::uint64_t offset, std::span<char> out) override {
     if (offset >= size_) return 0;
-    const auto rest = static_cast<std::size_t>(size_ - offset);
-    return std::string_view(bytes_ + offset, rest).copy(out.data(), out.size());
+    const std::uint64_t end = offset + std::min<std::uint64_t>(out.size(), size_ - offset);
+    const std::uint64_t there = std::min(end, await(std::min(end, offset + copied_at_once)));
+    const auto count = static_cast<std::size_t>(there - offset);
+    return std::string_view(bytes_ + offset, count).copy(out.data(), out.size());
+  }
+  const char* in_place() const override { return in_place_ ? bytes_ : nullptr; }
+  std::uint64_t await(std::uint64_t end) override {
+    while (shown_ < end) shown_ = std::min(size_, channel_->await_shown(shown_));
+    return shown_;
   }
 
  private:
+  static constexpr std::uint64_t copied_at_once = std::uint64_t{64} << 10;
+
+  Channel* channel_;
   const char* bytes_;
   std::uint64_t size_;
+  std::uint64_t shown_ = 0;
+  bool in_place_;
 };
 
 /// The bytes of a large document, asked for in blocks that grow while reading goes on in order.
@@ -126,11 +143,10 @@ class Service::MemberOutput : public ByteOutput {
   std::string buffer_;
 };
 
-Service::Service(Channel& channel, const char* window, char* outlet, DocumentOpener& opener,
+Service::Service(Channel& channel, const char* window, DocumentOpener& opener,
                  std::string temporary_directory)
     : channel_(&channel),
       window_(window),
-      outlet_(outlet),
       opener_(&opener),
       temporary_directory_(std::move(temporary_directory)) {}
 
@@ -149,6 +165,8 @@ void Service::run() {
 std::unique_ptr<Frame> Service::receive() {
   std::unique_ptr<Frame> frame = spare_ ? std::move(spare_) : std::make_unique<Frame>();
   if (channel_->receive(*frame) == Channel::Received::closed) throw Gone{};
+  frame->payload();
+  channel_->give_back();
   return frame;
 }
 
@@ -218,7 +236,9 @@ void Service::introduce(const Frame& frame) {
   const std::uint32_t number = frame.header.document;
   std::unique_ptr<ByteSource> source;
   if (request.size <= Document::block_in_memory) {
-    source = std::make_unique<WindowSource>(window_, request.size);
+    const std::size_t place = window_place_offset + (request.in_place ? 0 : place_size);
+    source =
+        std::make_unique<WindowSource>(*channel_, window_ + place, request.size, request.in_place);
   } else {
     source = std::make_unique<BlockSource>(*this, number, request.size);
   }
@@ -244,10 +264,9 @@ void Service::begin_text(const Frame& frame, Open& open, OpenedReply& reply) {
   try {
     open.unsent = open.document->next_text();
     const std::size_t size = open.unsent.size();
-    if (size < smallest_in_outlet) {
-      reply.text = std::exchange(open.unsent, {});
-    } else {
-      send_unsent(frame, open);
+    if (size < shortest_piece) reply.text = std::exchange(open.unsent, {});
+    for (std::uint32_t piece = 0; piece < pieces_at_once && !open.unsent.empty(); ++piece) {
+      send_piece(frame, open);
     }
     if (size >= (open.in_utf8 ? TextSink::chunk_size : TextSink::chunk_size / 4)) return;
     if (size != 0) open.unsent = open.document->next_text();
@@ -319,33 +338,26 @@ void Service::send_text(const Frame& frame) {
       throw;
     }
     end.ended = open.unsent.empty();
-    send_unsent(frame, open);
+    if (!end.ended) send_piece(frame, open);
   }
   if (end.ended) documents_.erase(frame.header.document);
   send(FrameKind::done, frame, payload_of(end));
 }
 
-void Service::send_unsent(const Frame& request, Open& open) {
-  while (!open.unsent.empty()) {
-    const std::size_t length = frame_of_text(open.unsent);
-    send_piece(request, open.unsent.substr(0, length));
-    open.unsent.remove_prefix(length);
-  }
+void Service::send_piece(const Frame& request, Open& open) {
+  const std::size_t length = frame_of_text(open.unsent);
+  send(FrameKind::data, request, open.unsent.substr(0, length));
+  open.unsent.remove_prefix(length);
 }
 
-/// Sends text through the outlet when it is worth it and the host has copied what lay there.
-void Service::send_piece(const Frame& request, std::string_view text) {
-  const auto* const count = reinterpret_cast<const std::uint32_t*>(window_ + window_count_offset);
-  const std::uint32_t copied = __atomic_load_n(count, __ATOMIC_ACQUIRE);
-  if (text.size() < smallest_in_outlet || outlet_pieces_ - copied >= outlet_slots) {
-    send(FrameKind::data, request, text);
-    return;
-  }
-  OutletPiece piece;
-  piece.slot = outlet_pieces_++ % outlet_slots;
-  piece.length = static_cast<std::uint32_t>(text.size());
-  text.copy(outlet_ + piece.slot * outlet_slot_size, text.size());
-  send(FrameKind::piece, request, payload_of(piece));
+/// What the process has used: asked for now and then alone, as the system takes as long for it as
+/// reading a short text does.
+void Service::note_usage() {
+  constexpr auto often_enough = std::chrono::microseconds(200);
+  const auto now = std::chrono::steady_clock::now();
+  if (now - usage_time_ < often_enough) return;
+  usage_time_ = now;
+  ::getrusage(RUSAGE_SELF, &usage_);
 }
 
 void Service::send(FrameKind kind, const Frame& request, std::string_view payload) {
@@ -353,7 +365,7 @@ void Service::send(FrameKind kind, const Frame& request, std::string_view payloa
   header.kind = kind;
   header.request = request.header.request;
   header.document = request.header.document;
-  if (kind != FrameKind::data && kind != FrameKind::piece) ::getrusage(RUSAGE_SELF, &usage_);
+  if (kind != FrameKind::data) note_usage();
   header.peak_memory = static_cast<std::uint32_t>(usage_.ru_maxrss);
   if (channel_->send(header, payload) != Channel::Received::frame) throw Gone{};
 }
@@ -404,6 +416,8 @@ bool Service::cancelled(std::uint32_t document) {
       spare_ = std::move(frame);
       return false;
     }
+    frame->payload();
+    channel_->give_back();
     if (frame->header.kind == FrameKind::cancel && frame->header.document == document) return true;
     waiting_.push_back(std::move(frame));
   }

@@ -2,6 +2,7 @@
 
 #include <sys/resource.h>
 
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -18,9 +19,8 @@ namespace trfilter {
 class Service {
  public:
   /// @param window               the host's, `window_size` bytes
-  /// @param outlet               what the host reads text from, `outlet_size` bytes
   /// @param temporary_directory  the only place that can be written to; may be empty
-  Service(Channel& channel, const char* window, char* outlet, DocumentOpener& opener,
+  Service(Channel& channel, const char* window, DocumentOpener& opener,
           std::string temporary_directory);
   Service(const Service&) = delete;
   Service& operator=(const Service&) = delete;
@@ -41,7 +41,6 @@ class Service {
   void describe(const Frame& frame);
   void extract(const Frame& frame);
   void send_text(const Frame& frame);
-  void send_piece(const Frame& request, std::string_view text);
   void send(FrameKind kind, const Frame& request, std::string_view payload);
   void send_whole(const Frame& request, std::string_view payload);
   /// A document, and what it has given as text and has not been sent.
@@ -51,7 +50,8 @@ class Service {
     bool in_utf8 = true;
   };
   void begin_text(const Frame& frame, Open& open, OpenedReply& reply);
-  void send_unsent(const Frame& request, Open& open);
+  void send_piece(const Frame& request, Open& open);
+  void note_usage();
   Open& open_of(const Frame& frame);
   OpenedDocument& document_of(const Frame& frame) { return *open_of(frame).document; }
   void bound_processor(const Options& options);
@@ -60,14 +60,13 @@ class Service {
 
   Channel* channel_;
   const char* window_;
-  char* outlet_;
-  std::uint32_t outlet_pieces_ = 0;  ///< written to the outlet so far
   DocumentOpener* opener_;
   std::string temporary_directory_;
   std::unordered_map<std::uint32_t, Open> documents_;
   std::deque<std::unique_ptr<Frame>> waiting_;  ///< received while something else was waited for
   std::unique_ptr<Frame> spare_;
-  rusage usage_{};                            ///< as of the last answer
+  rusage usage_{};  ///< as of a moment ago
+  std::chrono::steady_clock::time_point usage_time_{};
   std::int64_t processor_bound_ = 0;          ///< in seconds, that was set last
   const BlockSource* block_owner_ = nullptr;  ///< whose bytes lie in the window's block
 };

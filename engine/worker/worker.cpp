@@ -3,7 +3,6 @@
 #include <signal.h>
 
 #include <algorithm>
-#include <atomic>
 #include <span>
 #include <utility>
 
@@ -62,13 +61,12 @@ Worker::Worker(const std::string& engine_directory, const std::string& temporary
   greeting.text = process_.temporary_directory();
   FrameHeader header;
   header.kind = FrameKind::hello;
-  process_.channel().send(header, payload_of(greeting), steady_clock::now());
+  process_.channel().send_packet(header, payload_of(greeting), steady_clock::now());
 }
 
 bool Worker::ready() {
   if (death_ || working_) return false;
   try {
-    if (!process_.running()) ended();
     if (sources_.empty()) {
       const Deadline soon = steady_clock::now() + abandoned_time;
       for (Pending& pending : pending_) pending.deadline = std::min(pending.deadline, soon);
@@ -87,6 +85,7 @@ std::uint32_t Worker::add(ByteSource& source) {
 
 void Worker::remove(std::uint32_t document, bool is_open) {
   sources_.erase(document);
+  if (in_place_ == document) in_place_ = 0;
   for (Pending& pending : pending_) {
     if (pending.document == document) pending.taker = nullptr;
   }
@@ -98,13 +97,36 @@ void Worker::remove(std::uint32_t document, bool is_open) {
   process_.channel().send(header, {}, steady_clock::now());
 }
 
-void Worker::show(ByteSource& source) {
-  const std::span<char> room(process_.window(), static_cast<std::size_t>(source.size()));
+std::uint64_t Worker::introduce(FrameKind kind, std::uint32_t document, OpenRequest request,
+                                bool stays, AnswerTaker& taker, Deadline deadline) {
+  ByteSource& source = *sources_.at(document);
+  request.size = source.size();
+  const bool is_small = request.size <= Document::block_in_memory;
+  request.in_place = is_small && stays && in_place_ == 0;
+  if (request.in_place) in_place_ = document;
+  if (is_small) process_.channel().show_nothing();
+  introduced_at_ = process_.channel().sent();
+  const std::uint64_t number = this->request(kind, document, payload_of(request), taker, deadline);
+  if (is_small) fill_place(source, request.in_place);
+  return number;
+}
+
+/// Reads a small document into its place in the window, and tells the worker of each part.
+void Worker::fill_place(ByteSource& source, bool in_place) {
+  constexpr std::size_t part = std::size_t{32} << 10;
+  char* const begin = process_.window() + window_place_offset + (in_place ? 0 : place_size);
+  const std::span<char> room(begin, static_cast<std::size_t>(source.size()));
   const Raised working(working_);
-  for (std::size_t filled = 0; filled < room.size();) {
-    const std::size_t count = source.read_at(filled, room.subspan(filled));
-    if (count == 0) throw EngineError(Code::open_stream_failed, "the input ended early");
-    filled += count;
+  try {
+    for (std::size_t filled = 0; filled < room.size();) {
+      const std::size_t wanted = std::min(part, room.size() - filled);
+      const std::size_t count = source.read_at(filled, room.subspan(filled, wanted));
+      if (count == 0) throw EngineError(Code::open_stream_failed, "the input ended early");
+      filled += count;
+      process_.channel().show(filled);
+    }
+  } catch (...) {
+    process_.channel().show_failure(code_of_current_exception());  // and the worker's answer is it
   }
 }
 
@@ -116,8 +138,9 @@ std::uint64_t Worker::request(FrameKind kind, std::uint32_t document, std::strin
   header.kind = kind;
   header.request = ++last_request_;
   header.document = document;
+  late_bytes_ = 0;
   send(header, payload, deadline);
-  pending_.push_back({header.request, document, kind, &taker, deadline});
+  pending_.push_back({header.request, document, kind, &taker, deadline, 0});
   return header.request;
 }
 
@@ -180,7 +203,7 @@ void Worker::send(const FrameHeader& header, std::string_view payload, Deadline 
 void Worker::greet(Deadline deadline) {
   if (greeted_) return;
   try {
-    switch (process_.channel().receive(frame_, std::min(deadline, greeting_deadline_))) {
+    switch (process_.channel().receive_packet(frame_, std::min(deadline, greeting_deadline_))) {
       case Channel::Received::frame:
         break;
       case Channel::Received::nothing:
@@ -190,6 +213,7 @@ void Worker::greet(Deadline deadline) {
         const bool refused = end.how == WorkerProcess::End::How::exited &&
                              end.value == static_cast<int>(WorkerExit::wrong_host);
         death_ = refused ? Code::wrong_host_signature : Code::worker_not_started;
+        note_death(end);
         throw EngineError(*death_, "the worker ended before its first answer");
       }
     }
@@ -211,8 +235,10 @@ void Worker::greet(Deadline deadline) {
 void Worker::step() {
   const Raised working(working_);
   try {
-    switch (process_.channel().receive(frame_, next_deadline())) {
+    const Deadline deadline = next_deadline();
+    switch (process_.channel().receive(frame_, deadline)) {
       case Channel::Received::frame:
+        bound_lateness(deadline);
         handle(frame_);
         return;
       case Channel::Received::nothing:
@@ -226,6 +252,13 @@ void Worker::step() {
   }
 }
 
+/// What a worker has sent in time may be taken late; it does not go on for ever.
+void Worker::bound_lateness(Deadline deadline) {
+  if (deadline == Deadline::max() || steady_clock::now() < deadline) return;
+  late_bytes_ += sizeof(FrameHeader) + frame_.header.length;
+  if (late_bytes_ > ring_size) die(Code::timed_out);
+}
+
 /// Whatever it throws is the worker's fault: the host's callbacks are guarded where they are
 /// called.
 void Worker::handle(const Frame& frame) {
@@ -235,28 +268,28 @@ void Worker::handle(const Frame& frame) {
     return;
   }
   if (pending_.empty()) protocol_broken("an answer without a request");
-  const Pending front = pending_.front();
+  Pending& front = pending_.front();
   if (header.request != front.request || header.document != front.document) {
     protocol_broken("an answer to another request");
   }
   peak_memory_ = header.peak_memory;
   switch (header.kind) {
     case FrameKind::data:
-      if (front.taker != nullptr) front.taker->take(frame.payload(), false);
+      take_part(frame, front);
       return;
-    case FrameKind::piece:
-      take_from_outlet(frame, front);
-      return;
-    case FrameKind::done:
+    case FrameKind::done: {
+      AnswerTaker* const taker = front.taker;
       pending_.pop_front();
-      if (front.taker != nullptr) front.taker->take(frame.payload(), true);
+      if (taker != nullptr) taker->take(frame.payload(), true);
       return;
+    }
     case FrameKind::failed: {
       FieldReader in(frame.payload());
       const Code code = code_of_number(in.number<std::int32_t>());
       in.finish();
+      AnswerTaker* const taker = front.taker;
       pending_.pop_front();
-      if (front.taker != nullptr) front.taker->fail(code);
+      if (taker != nullptr) taker->fail(code);
       return;
     }
     default:
@@ -334,17 +367,12 @@ void Worker::read_ahead(std::uint32_t document, ByteSource& source, std::uint64_
   }
 }
 
-/// Hands on a piece of text from the outlet, and gives its slot back.
-void Worker::take_from_outlet(const Frame& frame, const Pending& pending) {
+/// Hands on a part of an answer.
+void Worker::take_part(const Frame& frame, Pending& pending) {
   const bool is_text = pending.kind == FrameKind::text || pending.kind == FrameKind::open;
-  if (!is_text) protocol_broken("a piece of no text");
-  const auto piece = value_of<OutletPiece>(frame.payload());
-  if (pending.taker != nullptr) {
-    const char* const begin = process_.outlet() + piece.slot * outlet_slot_size;
-    pending.taker->take({begin, piece.length}, false);
-  }
-  auto* const count = reinterpret_cast<std::uint32_t*>(process_.window() + window_count_offset);
-  std::atomic_ref(*count).store(++copied_pieces_, std::memory_order_release);
+  if (is_text && ++pending.pieces > pieces_at_once) protocol_broken("more text than was asked for");
+  if (pending.taker == nullptr) return;
+  pending.taker->take(is_text ? frame.shared() : frame.payload(), false);
 }
 
 Deadline Worker::next_deadline() const {
@@ -353,9 +381,19 @@ Deadline Worker::next_deadline() const {
   return next;
 }
 
-void Worker::die(Code code) {
-  const WorkerProcess::End end = process_.kill();
+bool Worker::died_without_fault() const {
+  return death_ && (killed_outside_ || (greeted_ && !took_introduced_));
+}
+
+void Worker::note_death(const WorkerProcess::End& end) {
+  using How = WorkerProcess::End::How;
   if (end.peak_memory != 0) peak_memory_ = end.peak_memory;
+  killed_outside_ = end.how == How::signalled && end.value == SIGKILL;
+  took_introduced_ = process_.channel().taken_by_other() > introduced_at_;
+}
+
+void Worker::die(Code code) {
+  note_death(process_.kill());
   death_ = code;
   for (const Pending& pending : std::exchange(pending_, {})) {
     if (pending.taker != nullptr) pending.taker->fail(code);
@@ -365,7 +403,7 @@ void Worker::die(Code code) {
 
 void Worker::ended() {
   const WorkerProcess::End end = process_.end();
-  if (end.peak_memory != 0) peak_memory_ = end.peak_memory;
+  note_death(end);
   death_ = code_of(end);
   for (const Pending& pending : std::exchange(pending_, {})) {
     if (pending.taker != nullptr) pending.taker->fail(*death_);

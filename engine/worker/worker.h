@@ -19,7 +19,7 @@ namespace trfilter {
 class AnswerTaker {
  public:
   virtual ~AnswerTaker() = default;
-  /// A piece of the answer; `last`: there are no more. A piece of text may lie in memory that the
+  /// A piece of the answer; `last`: there are no more. A piece of text lies in memory that the
   /// worker can write to: what is checked is a copy.
   virtual void take(std::string_view piece, bool last) = 0;
   /// Instead of more pieces.
@@ -41,6 +41,9 @@ class Worker {
 
   const std::string& temporary_parent() const { return temporary_parent_; }
   bool alive() const { return !death_; }
+  /// Whether it has died without fault of its newest document: before it took the request that
+  /// introduces it, or because something outside killed it.
+  bool died_without_fault() const;
   /// Whether one of the host's callbacks is being called on its behalf.
   bool busy() const { return working_; }
   /// Whether a document can be opened: its process runs, and it has answered, or is answering, all
@@ -62,8 +65,11 @@ class Worker {
   /// @param is_open  whether the worker has to be told: it has not closed the document itself
   void remove(std::uint32_t document, bool is_open);
 
-  /// Makes the whole of a small document visible to the worker.
-  void show(ByteSource& source);
+  /// Sends the request that introduces a document, which has no other request before it. A small
+  /// document is shown in the window, as its bytes come from its source.
+  /// @param stays  a small document may be read where it lies, until it is removed
+  std::uint64_t introduce(FrameKind kind, std::uint32_t document, OpenRequest request, bool stays,
+                          AnswerTaker& taker, Deadline deadline);
 
   /// Sends a request. `taker` lives until it has its answer or the document is removed.
   /// @param deadline  when a worker without an answer is killed, with code 19
@@ -93,6 +99,7 @@ class Worker {
     FrameKind kind;
     AnswerTaker* taker;  ///< null: nobody wants it any more
     Deadline deadline;
+    std::uint32_t pieces;  ///< of text, that have come
   };
 
   void check_usable() const;
@@ -101,11 +108,14 @@ class Worker {
   void step();
   void handle(const Frame& frame);
   void serve(const Frame& frame);
-  void take_from_outlet(const Frame& frame, const Pending& pending);
+  void take_part(const Frame& frame, Pending& pending);
+  void fill_place(ByteSource& source, bool in_place);
   std::uint32_t read_block(ByteSource& source, const BlockRequest& wanted, std::uint32_t block);
   void read_ahead(std::uint32_t document, ByteSource& source, std::uint64_t offset,
                   std::uint32_t last_count);
   Deadline next_deadline() const;
+  void bound_lateness(Deadline deadline);
+  void note_death(const WorkerProcess::End& end);
   [[noreturn]] void die(Code code);
   [[noreturn]] void ended();
 
@@ -123,7 +133,12 @@ class Worker {
   std::unordered_map<std::uint32_t, ByteSource*> sources_;
   std::deque<Pending> pending_;
   std::vector<std::string> spare_texts_;
-  std::uint32_t copied_pieces_ = 0;  ///< from the outlet
+  std::uint32_t in_place_ = 0;       ///< the document that is read in the window; 0: none
+  std::uint64_t late_bytes_ = 0;     ///< of frames that came after a deadline
+  std::uint64_t introduced_at_ = 0;  ///< where the newest document's request begins in all that was
+                                     ///< sent
+  bool took_introduced_ = true;      ///< whether the worker, which is dead, had taken that
+  bool killed_outside_ = false;
 
   /// What lies in one of the window's blocks.
   struct Block {

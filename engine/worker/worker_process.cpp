@@ -170,9 +170,6 @@ WorkerProcess::Sockets::Sockets() {
   host = Descriptor(raised(pair[0]));
   worker = Descriptor(raised(pair[1]));
   if (host.get() < 0 || worker.get() < 0) not_started("no room for a socket pair");
-  // As much as the system lets: it is how far a worker can run ahead of its host.
-  constexpr int wanted = 1 << 20;
-  ::setsockopt(worker.get(), SOL_SOCKET, SO_SNDBUF, &wanted, sizeof wanted);
 }
 
 WorkerProcess::WorkerProcess(const std::string& engine_directory,
@@ -182,6 +179,7 @@ WorkerProcess::WorkerProcess(const std::string& engine_directory,
 WorkerProcess::WorkerProcess(const std::string& engine_directory,
                              const std::string& temporary_parent, Sockets sockets)
     : channel_(sockets.host.release()), directory_(temporary_parent) {
+  channel_.attach(window_.data(), outlet_.data());
   start(engine_directory, sockets.worker.get());
 }
 
@@ -212,13 +210,6 @@ WorkerProcess::~WorkerProcess() {
     ::shutdown(channel_.descriptor(), SHUT_RDWR);  // tells it to stop
     end();
   }
-}
-
-bool WorkerProcess::running() const {
-  if (id_ <= 0) return false;
-  if (handle_.get() < 0) return ::kill(id_, 0) == 0;
-  pollfd polled{handle_.get(), POLLIN, 0};
-  return ::poll(&polled, 1, 0) == 0;
 }
 
 WorkerProcess::End WorkerProcess::end() {

@@ -79,12 +79,8 @@ class WorkerProcess {
 
   Channel& channel() { return channel_; }
   char* window() const { return window_.data(); }
-  const char* outlet() const { return outlet_.data(); }
   const std::string& temporary_directory() const { return directory_.path(); }
   pid_t id() const { return id_; }
-
-  /// Whether it has not ended yet.
-  bool running() const;
 
   /// How it ended.
   struct End {
