@@ -281,6 +281,11 @@ std::uint64_t Channel::available() const {
   return bytes;
 }
 
+bool Channel::has_frame() {
+  give_back();
+  return available() != 0;
+}
+
 void Channel::give_back() {
   if (held_ == 0) return;
   taken_ += std::exchange(held_, 0);

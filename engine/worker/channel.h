@@ -75,6 +75,8 @@ class Channel {
   /// Receives one frame, and gives back the room of the one before.
   /// @throws EngineError code 37 for what is no frame
   Received receive(Frame& frame, Deadline deadline = Deadline::max());
+  /// Whether a frame waits to be received.
+  bool has_frame();
   /// Gives back the room of the last frame at once, when its payload has been copied.
   void give_back();
 

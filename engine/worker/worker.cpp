@@ -72,6 +72,7 @@ bool Worker::ready() {
       for (Pending& pending : pending_) pending.deadline = std::min(pending.deadline, soon);
     }
     while (!pending_.empty()) step();
+    if (process_.channel().has_frame()) reject();  // an answer that nobody has asked for
   } catch (const EngineError&) {
     return false;  // those whose it was have been told
   }
@@ -388,8 +389,10 @@ bool Worker::died_without_fault() const {
 void Worker::note_death(const WorkerProcess::End& end) {
   using How = WorkerProcess::End::How;
   if (end.peak_memory != 0) peak_memory_ = end.peak_memory;
+  // What this side has killed was at fault.
+  const bool by_itself = end.how != How::killed;
   killed_outside_ = end.how == How::signalled && end.value == SIGKILL;
-  took_introduced_ = process_.channel().taken_by_other() > introduced_at_;
+  took_introduced_ = !by_itself || process_.channel().taken_by_other() > introduced_at_;
 }
 
 void Worker::die(Code code) {

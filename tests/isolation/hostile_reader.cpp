@@ -33,25 +33,6 @@ namespace {
 
 constexpr int worker_socket = 3;
 
-/// A frame as the worker sends them.
-struct RawHeader {
-  std::uint32_t kind;
-  std::uint32_t document;
-  std::uint64_t request;
-  std::uint32_t length;
-  std::uint32_t peak_memory;
-};
-constexpr std::uint32_t kind_need = 12;
-constexpr std::uint32_t kind_data = 13;
-constexpr std::uint32_t kind_done = 14;
-constexpr std::uint32_t kind_failed = 15;
-
-void send_raw(const RawHeader& header, std::string_view payload) {
-  std::string packet(reinterpret_cast<const char*>(&header), sizeof header);
-  packet += payload;
-  [[maybe_unused]] const ssize_t sent = ::write(worker_socket, packet.data(), packet.size());
-}
-
 std::string outcome(bool done) {
   return done ? "done" : "denied: " + std::string(std::strerror(errno));
 }
@@ -138,12 +119,6 @@ std::string flood() {
   return "done";
 }
 
-/// Raw frames in the place of the answer to come; the process waits for its end then.
-[[noreturn]] void lie(const RawHeader& header, std::string_view payload) {
-  send_raw(header, payload);
-  for (;;) ::usleep(100'000);
-}
-
 using Deed = std::function<std::string(const std::string& argument, const Options& options)>;
 
 const std::map<std::string, Deed>& deeds() {
@@ -203,36 +178,6 @@ const std::map<std::string, Deed>& deeds() {
       {"close-socket",
        [](Argument, Settings) -> std::string {
          ::close(worker_socket);
-         for (;;) ::usleep(100'000);
-       }},
-      {"lie-length",
-       [](Argument, Settings) -> std::string {
-         lie({kind_data, 1, 1, 1u << 30, 0}, "short");
-       }},
-      {"lie-document",
-       [](Argument, Settings) -> std::string {
-         lie({kind_data, 77, 1, 5, 0}, "wrong");
-       }},
-      {"lie-request",
-       [](Argument, Settings) -> std::string {
-         lie({kind_done, 1, 99, 5, 0}, "wrong");
-       }},
-      {"lie-kind",
-       [](Argument, Settings) -> std::string {
-         lie({4711, 1, 1, 0, 0}, "");
-       }},
-      {"lie-code",
-       [](Argument, Settings) -> std::string {
-         lie({kind_failed, 1, 1, 4, 0}, std::string_view("\0\0\0\0", 4));
-       }},
-      {"lie-block",
-       [](Argument, Settings) -> std::string {
-         const std::string all_ones(12, '\xFF');
-         lie({kind_need, 1, 0, 12, 0}, all_ones);
-       }},
-      {"lie-short",
-       [](Argument, Settings) -> std::string {
-         [[maybe_unused]] const ssize_t sent = ::write(worker_socket, "x", 1);
          for (;;) ::usleep(100'000);
        }},
   };

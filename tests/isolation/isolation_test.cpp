@@ -171,11 +171,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Row{"hostile text stall\n", 19}, Row{"hostile open stall\n", 19},
                     Row{"hostile text sleep\n", 19}, Row{"hostile text grow\n", 2},
                     Row{"hostile text terminate-for-memory\n", 2},
-                    Row{"hostile text close-socket\n", 37}, Row{"hostile open lie-length\n", 37},
-                    Row{"hostile open lie-document\n", 37}, Row{"hostile open lie-request\n", 37},
-                    Row{"hostile open lie-kind\n", 37}, Row{"hostile open lie-code\n", 37},
-                    Row{"hostile open lie-block\n", 37}, Row{"hostile open lie-short\n", 37},
-                    Row{"hostile text flood\n", 0}, Row{"hostile text thread\n", 0}),
+                    Row{"hostile text close-socket\n", 37}, Row{"hostile text flood\n", 0},
+                    Row{"hostile text thread\n", 0}),
     [](const auto& row) {
       std::string name = row.param.document;
       name.pop_back();
@@ -281,6 +278,71 @@ TEST(WorkerProgram, RefusesAHostOfAnotherVersion) {
   ::close(sockets[1]);
 }
 
+// ---- Workers that have been taken over ----------------------------------------------------------
+
+class Forgeries : public Isolation, public testing::WithParamInterface<Row> {};
+
+TEST_P(Forgeries, EndInTheirCodeAndTheNextDocumentIsWell) {
+  const bool in_time = GetParam().code != 19;
+  const Session live = session(Configuration().timeout(in_time ? 60 : 1), "forger");
+  const std::size_t descriptors = open_descriptors();
+  expect_the_next_document_is_well(live);
+  const Outcome outcome = filter(live, "forge " + std::string(GetParam().document) + "\n");
+  EXPECT_EQ(outcome.code, GetParam().code);
+  EXPECT_TRUE(outcome.text.empty() || outcome.text == "well" ||
+              outcome.text.find_first_not_of('x') == std::string::npos);
+  EXPECT_LE(outcome.text.size(), std::size_t{1} << 20);
+  for (int next = 0; next < 3; ++next) expect_the_next_document_is_well(live);
+  EXPECT_EQ(open_descriptors(), descriptors);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Worker, Forgeries,
+    testing::Values(Row{"length", 37}, Row{"length-of-all-ones", 37},
+                    Row{"length-beyond-what-was-sent", 37}, Row{"half-a-header", 37},
+                    Row{"ring-too-long", 37}, Row{"ring-backwards", 37},
+                    Row{"nothing-behind-the-end", 37}, Row{"end-twice", 37}, Row{"kind", 37},
+                    Row{"request", 37}, Row{"another-document", 37}, Row{"code-of-none", 37},
+                    Row{"code-too-large", 37}, Row{"need", 37}, Row{"needs-without-end", 19},
+                    Row{"wakes-without-end", 19}, Row{"text-that-is-no-utf-8", 37},
+                    Row{"short-text-that-is-no-utf-8", 37}, Row{"empty-text", 37},
+                    Row{"text-without-end", 37}, Row{"text-count-overflows", 37},
+                    Row{"members-overflow", 37}, Row{"format", 37},
+                    Row{"error-that-ends-nothing", 37}, Row{"more-after-the-end", 0},
+                    Row{"answers-twice", 0}, Row{"taken-what-was-never-sent", 0},
+                    Row{"text-after-the-end", 0}, Row{"text-for-an-answer-of-another", 37}),
+    [](const auto& row) {
+      std::string name = row.param.document;
+      std::replace(name.begin(), name.end(), '-', '_');
+      return name;
+    });
+
+TEST_F(Isolation, PropertiesThatCannotBeEndTheWorker) {
+  const Session live = session({}, "forger");
+  for (const char* lie : {"forge count-overflows\n", "forge without-end\n"}) {
+    io::InMemoryFile document = file_of(lie);
+    EXPECT_EQ(code_of([&] {
+                internal::get_summary_information(live.implementation(),
+                                                  generic_io::Input(document));
+              }),
+              37)
+        << lie;
+    expect_the_next_document_is_well(live);
+  }
+}
+
+TEST_F(Isolation, TextThatChangesWhileItIsReadIsCheckedAsItIsGiven) {
+  const Session live = session({}, "forger");
+  for (const char* lie : {"forge changing-text\n", "forge changing-length\n"}) {
+    for (int round = 0; round < 100; ++round) {
+      const Outcome outcome = filter(live, lie);
+      EXPECT_TRUE(outcome.code == 0 || outcome.code == 37) << outcome.code;
+      EXPECT_EQ(outcome.text.find_first_not_of('x'), std::string::npos);
+      expect_the_next_document_is_well(live);
+    }
+  }
+}
+
 // ---- What a reader cannot do --------------------------------------------------------------------
 
 struct Deed {
@@ -363,6 +425,37 @@ TEST_F(Isolation, GoesOnAfterAWorkerWasKilledBetweenTwoDocuments) {
     ::waitid(P_PID, static_cast<id_t>(child), &end, WEXITED | WNOWAIT);
   }
   expect_the_next_document_is_well(live);
+}
+
+TEST_F(Isolation, NoticesNothingOfAWorkerThatIsKilledInTheInstantBeforeADocument) {
+  const auto others = children();
+  const Session live = session();
+  const int rounds = under_sanitizer ? 100 : 1000;
+  int lost = 0;
+  for (int round = 0; round < rounds; ++round) {
+    const Outcome before = filter(live, well);
+    for (const pid_t child : children()) {
+      if (others.count(child) == 0) ::kill(child, SIGKILL);
+    }
+    const Outcome after = filter(live, well);
+    lost += before.code == 0 && after.code == 0 && after.text == well ? 0 : 1;
+  }
+  EXPECT_EQ(lost, 0);
+}
+
+TEST_F(Isolation, ADocumentThatKillsItsWorkerIsTriedTwiceAndNotOnAndOn) {
+  {
+    const Session live = session(Configuration().out_of_process_log(true));
+    EXPECT_EQ(filter(live, "hostile text kill\n").code, 28);
+    expect_the_next_document_is_well(live);
+  }
+  const fs::path path = fs::directory_iterator(folder_)->path();
+  std::ifstream file(path);
+  int starts = 0;
+  for (std::string line; std::getline(file, line);) {
+    starts += line.find(" worker-start ") != std::string::npos ? 1 : 0;
+  }
+  EXPECT_EQ(starts, 3) << "for the first try, for the second, and for the next document";
 }
 
 TEST_F(Isolation, GoesOnWhenTheThreadThatStartedTheSessionHasEnded) {

@@ -96,7 +96,6 @@ TEST(Protocol, RefusesWhatIsDamaged) {
   damage(Greeting{1, 2, "text"});
   damage(BlockRequest{1, 2});
   damage(BlockReply{1, 2, 1});
-  damage(OutletPiece{1, 2});
   damage(MemberRequest{1, 2, true});
   damage(MemberList{{some_subfile(), some_subfile()}});
   damage(TextEnd{true});
@@ -110,15 +109,6 @@ TEST(Protocol, RefusesAnErrorThatIsNoneOrEndsNothing) {
   for (const std::int32_t code : {-1, 48, std::numeric_limits<std::int32_t>::max()}) {
     EXPECT_TRUE(refused<OpenedReply>(payload_of(OpenedReply{Format::none, 0, "", true, code})));
   }
-}
-
-TEST(Protocol, RefusesPiecesOutsideOfTheOutlet) {
-  constexpr auto slots = static_cast<std::uint32_t>(outlet_slots);
-  constexpr auto size = static_cast<std::uint32_t>(outlet_slot_size);
-  EXPECT_FALSE(refused<OutletPiece>(payload_of(OutletPiece{slots - 1, size})));
-  EXPECT_TRUE(refused<OutletPiece>(payload_of(OutletPiece{slots, size})));
-  EXPECT_TRUE(refused<OutletPiece>(payload_of(OutletPiece{0, size + 1})));
-  EXPECT_TRUE(refused<OutletPiece>(payload_of(OutletPiece{0, 0})));
 }
 
 TEST(Protocol, RefusesCountsBeyondThePayload) {
