@@ -9,6 +9,7 @@
 #include <sys/mount.h>
 #include <sys/ptrace.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -134,8 +135,8 @@ int run_trial(const Place& place) {
   reach.host = ::getppid();
   Trial trial(lock_down(reach));
 
-  trial.needed("write to its temporary directory",
-               opens(place.root / "own" / "new", O_WRONLY | O_CREAT));
+  trial.needed("keep a file in its temporary directory",
+               opens(place.root / "own", O_TMPFILE | O_RDWR));
   trial.needed("read the engine's folder", opens(engine / "trfilter-readers", O_RDONLY));
 
   trial.denied("read a file of the user", "landlock", opens(file, O_RDONLY));
@@ -149,6 +150,8 @@ int run_trial(const Place& place) {
   trial.denied("make a file in shared memory", "landlock",
                opens("/dev/shm/trfilter-test", O_WRONLY | O_CREAT));
   trial.denied("remove a file of the user", "landlock", ::unlink(file.c_str()) == 0);
+  trial.denied("make a directory elsewhere", "landlock",
+               ::mkdir((place.root / "other" / "directory").c_str(), 0700) == 0);
   trial.denied("write to the engine's folder", "landlock",
                opens(engine / "trfilter-test", O_WRONLY | O_CREAT));
 

@@ -69,10 +69,6 @@ constexpr int free_calls[] = {
     SYS_getcwd,
     SYS_fstatfs,
     SYS_statfs,
-    SYS_unlinkat,
-    SYS_mkdirat,
-    SYS_renameat,
-    SYS_renameat2,
     SYS_umask,
     // memory
     SYS_mmap,
@@ -88,6 +84,7 @@ constexpr int free_calls[] = {
     SYS_set_tid_address,
     SYS_rseq,
     SYS_sched_yield,
+    SYS_getcpu,
     SYS_sched_getaffinity,
     SYS_rt_sigaction,
     SYS_rt_sigprocmask,
@@ -124,12 +121,16 @@ constexpr int free_calls[] = {
     SYS_access,
     SYS_readlink,
     SYS_getdents,
-    SYS_unlink,
-    SYS_mkdir,
-    SYS_rmdir,
-    SYS_rename,
     SYS_time,
     SYS_arch_prctl,
+#endif
+};
+
+// Change what directories hold: only where Landlock tells which directories those are.
+constexpr int directory_calls[] = {
+    SYS_unlinkat, SYS_mkdirat, SYS_renameat, SYS_renameat2,
+#if defined(__x86_64__)
+    SYS_unlink,   SYS_mkdir,   SYS_rmdir,    SYS_rename,
 #endif
 };
 
@@ -212,6 +213,14 @@ bool filter_system_calls(bool confined_files) {
   for (const int call : free_calls) {
     program.skip_unless(static_cast<std::uint32_t>(call), 1);
     program.allow();
+  }
+  for (const int call : directory_calls) {
+    program.skip_unless(static_cast<std::uint32_t>(call), 1);
+    if (confined_files) {
+      program.allow();
+    } else {
+      program.refuse(EACCES);
+    }
   }
   program.opening(SYS_openat, 2, confined_files);
 #if defined(__x86_64__)

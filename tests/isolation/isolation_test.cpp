@@ -1,6 +1,10 @@
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -8,6 +12,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstddef>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -500,6 +506,135 @@ TEST_F(Isolation, TheWorkerDiesWithItsHost) {
   ::close(tell[0]);
   ::close(tell[1]);
 }
+
+// ---- Kernels that give less ---------------------------------------------------------------------
+
+struct Refused {
+  int call;
+  int error;
+};
+
+/// Makes the kernel answer some calls, of this process and all that it starts, as one would that
+/// does not know them.
+bool refuse_calls(const std::vector<Refused>& calls) {
+  std::vector<sock_filter> program{BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr))};
+  for (const Refused& refused : calls) {
+    program.push_back(
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<std::uint32_t>(refused.call), 0, 1));
+    program.push_back(
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | static_cast<std::uint32_t>(refused.error)));
+  }
+  program.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW));
+  const sock_fprog filter{static_cast<unsigned short>(program.size()), program.data()};
+  return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+         ::syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, 0, &filter) == 0;
+}
+
+/// Runs a job in a process of its own. @return whether all that it expected held
+bool holds_apart(const std::function<void()>& job) {
+  const pid_t process = ::fork();
+  if (process == 0) {
+    job();
+    ::_exit(testing::Test::HasFailure() ? 1 : 0);
+  }
+  int status = 0;
+  return process > 0 && ::waitpid(process, &status, 0) == process && WIFEXITED(status) &&
+         WEXITSTATUS(status) == 0;
+}
+
+std::size_t occurrences(const std::string& text, const std::string& what) {
+  std::size_t count = 0;
+  for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) {
+    ++count;
+  }
+  return count;
+}
+
+struct Kernel {
+  const char* name;
+  std::vector<Refused> refused;
+  std::vector<std::string> lacks;
+  std::vector<std::string> still_denied;
+};
+
+class Kernels : public Isolation, public testing::WithParamInterface<Kernel> {};
+
+TEST_P(Kernels, LeaveTheOtherProtectionsAndWhatIsLackingIsToldOnce) {
+  if (under_sanitizer) GTEST_SKIP() << "builds under a sanitizer lack most protections";
+  const fs::path outside = folder_ / "outside";
+  fs::create_directory(outside);
+  std::ofstream(outside / "secret") << "the user's";
+  EXPECT_TRUE(holds_apart([&] {
+    ASSERT_TRUE(refuse_calls(GetParam().refused));
+    {
+      const Session live = session(Configuration().out_of_process_log(true));
+      expect_the_next_document_is_well(live);
+      for (const std::string& deed : GetParam().still_denied) {
+        const bool new_file = deed == "exec" || deed == "write";
+        const fs::path path = outside / (new_file ? "marker" : "secret");
+        const Outcome outcome = filter(live, "hostile text " + deed + " " + path.string() + "\n");
+        EXPECT_EQ(outcome.text.substr(0, 7), "denied:") << deed << ": " << outcome.text;
+      }
+      expect_the_next_document_is_well(live);
+    }
+    std::string log;
+    for (const auto& entry : fs::directory_iterator(folder_)) {
+      if (entry.path().extension() != ".log") continue;
+      std::ifstream file(entry.path());
+      log.append(std::istreambuf_iterator<char>(file), {});
+    }
+    EXPECT_EQ(occurrences(log, " lacks="), 1U) << log;
+    for (const std::string& lacking : GetParam().lacks) {
+      EXPECT_EQ(occurrences(log, lacking), 1U) << lacking << ": " << log;
+    }
+  }));
+  EXPECT_FALSE(fs::exists(outside / "marker"));
+  EXPECT_TRUE(fs::exists(outside / "secret"));
+}
+
+TEST_P(Kernels, AreSeenThroughByTheSandboxTest) {
+  if (under_sanitizer) GTEST_SKIP() << "builds under a sanitizer lack most protections";
+  const fs::path report = folder_ / "report";
+  EXPECT_TRUE(holds_apart([&] {
+    ASSERT_TRUE(refuse_calls(GetParam().refused));
+    const std::string command =
+        engine("hostile") + "/trfilter-worker --sandbox-test >" + report.string();
+    EXPECT_EQ(std::system(command.c_str()), 0);
+  }));
+  std::ifstream file(report);
+  const std::string text((std::istreambuf_iterator<char>(file)), {});
+  for (const std::string& lacking : GetParam().lacks) {
+    EXPECT_NE(text.find(lacking), std::string::npos) << lacking << ": " << text;
+  }
+  EXPECT_EQ(text.find("ALLOWED"), std::string::npos) << text;
+  EXPECT_EQ(text.find("FAILS"), std::string::npos) << text;
+  EXPECT_NE(text.find("lacking"), std::string::npos) << text;
+}
+
+const std::vector<std::string> deeds_that_seccomp_denies = {"fork",  "exec",      "connect-tcp",
+                                                            "trace", "kill-host", "connect-local"};
+
+std::vector<std::string> and_also(std::vector<std::string> deeds,
+                                  const std::vector<std::string>& more) {
+  deeds.insert(deeds.end(), more.begin(), more.end());
+  return deeds;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Worker, Kernels,
+    testing::Values(Kernel{"WithoutLandlock",
+                           {{SYS_landlock_create_ruleset, ENOSYS}},
+                           {"landlock"},
+                           and_also(deeds_that_seccomp_denies, {"write", "remove"})},
+                    Kernel{"WithoutNamespaces",
+                           {{SYS_unshare, EPERM}},
+                           {"namespaces"},
+                           and_also(deeds_that_seccomp_denies, {"read", "write", "remove"})},
+                    Kernel{"WithoutLandlockAndNamespaces",
+                           {{SYS_landlock_create_ruleset, ENOSYS}, {SYS_unshare, EPERM}},
+                           {"landlock", "namespaces"},
+                           and_also(deeds_that_seccomp_denies, {"write", "remove"})}),
+    [](const auto& kernel) { return std::string(kernel.param.name); });
 
 // ---- Containers ---------------------------------------------------------------------------------
 
