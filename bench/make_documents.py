@@ -137,6 +137,10 @@ DOCUMENTS = {
     "small.pdf": maker("make_pdf.py", "--pages", "2"),
     "large.pdf": maker("make_pdf.py", "--pages", "300"),
     "large.xlsx": maker("make_xlsx.py", "105000"),
+    "small.doc": maker("make_office_97.py", "doc", "5000"),
+    "large.doc": maker("make_office_97.py", "doc", "3000000"),
+    "small.xls": maker("make_office_97.py", "xls", "40"),
+    "large.xls": maker("make_office_97.py", "xls", "30000"),
     "million.xlsx": maker("make_xlsx.py", "1000000", "strings"),
 }
 

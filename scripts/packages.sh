@@ -5,7 +5,7 @@ build_packages=(
   g++ cmake ninja-build pkg-config
   libxml2-dev libuchardet-dev libicu-dev libminizip-dev zlib1g-dev
   libpoppler-dev libpoppler-private-dev poppler-data libmagic-dev
-  libarchive-dev libisal-dev libgsf-1-dev nettle-dev libmspack-dev libpff-dev libbfio-dev
+  libarchive-dev libisal-dev nettle-dev libmspack-dev libpff-dev libbfio-dev
   libexiv2-dev libtag1-dev libfreetype-dev
 )
 test_packages=(

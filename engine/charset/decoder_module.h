@@ -43,9 +43,6 @@ enum class Guess : std::uint8_t { legacy, utf16, ebcdic };
 /// @throws EngineError code 13 as above
 std::uint32_t guess_by_tables(Guess guess, std::string_view sample);
 
-/// Where the module lies for code that is in no module itself; its own folder otherwise. For tests.
-void set_decoder_directory(std::string directory);
-
 /// The module's functions `trfilter_character_decoder` and `trfilter_guess_encoding`.
 using MakeCharacterDecoder = CharacterDecoder*(const Encoding& encoding, BadBytes bad_bytes);
 using GuessEncoding = std::uint32_t(Guess guess, std::string_view sample);

@@ -8,6 +8,7 @@
 #include "engine/core/engine_error.h"
 #include "engine/core/fields.h"
 #include "engine/office_crypt/crypto_api_header.h"
+#include "engine/office_crypt/digest.h"
 
 namespace trfilter {
 namespace {
@@ -66,8 +67,6 @@ Rc4Decryption::Rc4Decryption(std::string_view header, std::string_view password)
   if (!opened) refuse_password(password);
 }
 
-Rc4Decryption::Rc4Decryption(Rc4Decryption&&) noexcept = default;
-Rc4Decryption& Rc4Decryption::operator=(Rc4Decryption&&) noexcept = default;
 Rc4Decryption::~Rc4Decryption() = default;
 
 bool Rc4Decryption::verify(std::string verifier, std::string verifier_hash) {

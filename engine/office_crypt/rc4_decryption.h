@@ -6,36 +6,23 @@
 #include <string>
 #include <string_view>
 
-#include "engine/office_crypt/digest.h"
+#include "engine/office_crypt/stream_cipher.h"
 
 struct arcfour_ctx;
 
 namespace trfilter {
 
-/// RC4 as the binary Office formats use it: Office binary document RC4 encryption
-/// ([MS-OFFCRYPTO] 2.3.6) and RC4 CryptoAPI encryption (2.3.5). Each block of a stream, of a size
-/// that the format fixes, or each object has a key of its own, derived from its number.
-class Rc4Decryption {
+/// Office binary document RC4 encryption ([MS-OFFCRYPTO] 2.3.6) and RC4 CryptoAPI encryption
+/// (2.3.5).
+class Rc4Decryption final : public StreamCipher {
  public:
-  /// Derives the key and verifies the password.
-  /// @param header    from EncryptionVersionInfo on; what lies behind it does not matter
-  /// @param password  UTF-8; empty where the host has given none
-  /// @throws EngineError code 8 for a password that is missing or wrong, and for an encryption of
-  ///         another kind; code 4 for a header that is cut
+  /// As `open_stream_cipher`.
   Rc4Decryption(std::string_view header, std::string_view password);
-  Rc4Decryption(Rc4Decryption&&) noexcept;
-  Rc4Decryption& operator=(Rc4Decryption&&) noexcept;
-  ~Rc4Decryption();
+  ~Rc4Decryption() override;
 
-  /// Sets the key of a block or object: its first byte comes next.
-  void start_block(std::uint32_t number);
-
-  /// Decrypts the next bytes of the block in place.
-  void decrypt(std::span<char> bytes);
-
-  /// Decrypts bytes in place that stand at `offset` of a stream whose blocks have `block_size`
-  /// bytes: 512 in Word documents, 1,024 in Excel workbooks.
-  void decrypt_at(std::uint64_t offset, std::span<char> bytes, std::uint32_t block_size);
+  void start_block(std::uint32_t number) override;
+  void decrypt(std::span<char> bytes) override;
+  void decrypt_at(std::uint64_t offset, std::span<char> bytes, std::uint32_t block_size) override;
 
  private:
   bool verify(std::string verifier, std::string verifier_hash);

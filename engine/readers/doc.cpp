@@ -25,7 +25,7 @@
 #include "engine/compound/stream_source.h"
 #include "engine/core/fields.h"
 #include "engine/core/reader.h"
-#include "engine/office_crypt/rc4_decryption.h"
+#include "engine/office_crypt/stream_cipher.h"
 #include "engine/office_crypt/xor_obfuscation.h"
 #include "engine/readers/doc_anchors.h"
 #include "engine/readers/doc_headers.h"
@@ -142,7 +142,7 @@ class DocReader final : public Reader, private SectionListener {
       };
     } else {
       plain_table = fib.key;
-      auto cipher = std::make_shared<Rc4Decryption>(
+      const std::shared_ptr<StreamCipher> cipher = open_stream_cipher(
           table_.read(0, std::min<std::uint64_t>(fib.key, most_header_bytes)), password);
       undo = [cipher](std::uint64_t offset, std::span<char> bytes) {
         cipher->decrypt_at(offset, bytes, cipher_block);

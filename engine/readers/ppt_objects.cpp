@@ -103,12 +103,12 @@ void PersistObjects::unlock(std::uint32_t session, const std::string& password) 
     throw EngineError(Code::password_protected, "the presentation is encrypted in no known way");
   }
   try {
-    cipher_.emplace(record.data, default_password);
+    cipher_ = open_stream_cipher(record.data, default_password);
     return;
   } catch (const EngineError& error) {
     if (error.code() != Code::password_protected) throw;
   }
-  cipher_.emplace(record.data, password);
+  cipher_ = open_stream_cipher(record.data, password);
 }
 
 std::optional<std::uint64_t> PersistObjects::offset(std::uint32_t identifier) const {

@@ -9,7 +9,7 @@
 
 #include "engine/compound/compound_file.h"
 #include "engine/office_art/art_records.h"
-#include "engine/office_crypt/rc4_decryption.h"
+#include "engine/office_crypt/stream_cipher.h"
 
 namespace trfilter::ppt {
 
@@ -44,7 +44,7 @@ class PersistObjects {
   /// @return an empty text at the end
   std::string read_next(std::uint64_t& offset);
 
-  bool encrypted() const { return cipher_.has_value(); }
+  bool encrypted() const { return cipher_ != nullptr; }
 
  private:
   std::uint64_t last_edit() const;
@@ -60,7 +60,7 @@ class PersistObjects {
   std::unique_ptr<CompoundStream> stream_;
   std::unordered_map<std::uint32_t, std::uint32_t> offsets_;
   std::optional<std::uint32_t> document_;
-  std::optional<Rc4Decryption> cipher_;
+  std::unique_ptr<StreamCipher> cipher_;
 };
 
 }  // namespace trfilter::ppt

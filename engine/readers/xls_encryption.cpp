@@ -5,7 +5,7 @@
 
 #include "engine/core/byte_cursor.h"
 #include "engine/core/engine_error.h"
-#include "engine/office_crypt/rc4_decryption.h"
+#include "engine/office_crypt/stream_cipher.h"
 #include "engine/office_crypt/xor_obfuscation.h"
 
 namespace trfilter::xls {
@@ -51,7 +51,7 @@ RecordReader::Decryption undo_xor(std::uint16_t key, std::uint16_t verifier,
 }
 
 RecordReader::Decryption undo_rc4(std::string_view header, std::string_view password) {
-  auto cipher = std::make_shared<Rc4Decryption>(header, password);
+  const std::shared_ptr<StreamCipher> cipher = open_stream_cipher(header, password);
   return [cipher](std::uint64_t offset, std::uint16_t type, std::span<char> data) {
     const std::size_t clear = clear_bytes(type, data.size());
     cipher->decrypt_at(offset + clear, data.subspan(clear), block_size);
