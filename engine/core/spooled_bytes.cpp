@@ -1,4 +1,4 @@
-#include "engine/mapi/spooled_bytes.h"
+#include "engine/core/spooled_bytes.h"
 
 #include <unistd.h>
 
@@ -7,7 +7,7 @@
 #include "engine/core/engine_error.h"
 #include "engine/core/temporary_file.h"
 
-namespace trfilter::mapi {
+namespace trfilter {
 
 SpooledBytes::~SpooledBytes() {
   if (file_ >= 0) ::close(file_);
@@ -30,22 +30,33 @@ void SpooledBytes::write_file(std::string_view bytes) {
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0) throw EngineError(Code::temporary_file, "cannot write the temporary file");
     bytes.remove_prefix(static_cast<std::size_t>(count));
+    file_size_ += static_cast<std::uint64_t>(count);
+  }
+}
+
+std::size_t SpooledBytes::read_at(std::uint64_t offset, std::span<char> out) const {
+  if (offset < memory_.size()) {
+    return memory_.copy(out.data(), out.size(), static_cast<std::size_t>(offset));
+  }
+  if (file_ < 0 || offset >= size()) return 0;
+  while (true) {
+    const ssize_t count =
+        ::pread(file_, out.data(), out.size(), static_cast<off_t>(offset - memory_.size()));
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) throw EngineError(Code::temporary_file, "cannot read the temporary file");
+    return static_cast<std::size_t>(count);
   }
 }
 
 void SpooledBytes::copy_to(ByteOutput& output) const {
-  output.write(memory_);
-  if (file_ < 0) return;
   std::string block(std::size_t{64} << 10, '\0');
-  for (off_t offset = 0;;) {
+  for (std::uint64_t offset = 0; offset < size();) {
     limits_->check_time();
-    const ssize_t count = ::pread(file_, block.data(), block.size(), offset);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) throw EngineError(Code::temporary_file, "cannot read the temporary file");
+    const std::size_t count = read_at(offset, block);
     if (count == 0) return;
-    output.write(std::string_view(block).substr(0, static_cast<std::size_t>(count)));
+    output.write(std::string_view(block).substr(0, count));
     offset += count;
   }
 }
 
-}  // namespace trfilter::mapi
+}  // namespace trfilter
