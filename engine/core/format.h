@@ -18,6 +18,7 @@ inline constexpr std::uint32_t first_unnumbered = 65536;
 
 /// The number that a host knows a format by; 0 for one that the table lacks.
 constexpr std::uint32_t host_number(Format format) {
+  if (format == Format::staroffice_binary) format = Format::compound_document;
   const auto number = static_cast<std::uint32_t>(format);
   return number < first_unnumbered ? number : 0;
 }
