@@ -28,6 +28,7 @@
 #include "engine/core/embedded_files.h"
 #include "engine/core/reader.h"
 #include "engine/opc/opc_package.h"
+#include "engine/readers/revenge_damage.h"
 #include "engine/readers/revenge_iwork.h"
 #include "engine/readers/revenge_library.h"
 #include "engine/readers/revenge_packed.h"
@@ -170,6 +171,10 @@ class RevengeReader final : public Reader {
 void RevengeReader::read() {
   if (!outcome_) {
     outcome_ = Outcome::damaged;
+    if (!compound_ &&
+        revenge::is_cut_short(context_.document, context_.detection.format, context_.limits)) {
+      state_.note_damage();
+    }
     const SilentXml silent;
     revenge::InputStream input(context_.document, state_);
     try {
@@ -192,7 +197,8 @@ void RevengeReader::read() {
   state_.rethrow();
   switch (*outcome_) {
     case Outcome::complete:
-      return;
+      if (!state_.damaged()) return;
+      [[fallthrough]];
     case Outcome::damaged:
       throw EngineError(Code::corrupt, "nothing of the document can be read");
     case Outcome::unsupported:

@@ -221,7 +221,7 @@ void salvage_iwork_text(ZipPackage& package, Limits& limits, TextSink& sink) {
   parse_index(package, limits, handler);
 }
 
-void mend_iwork_index(std::string& index) {
+bool mend_iwork_index(std::string& index) {
   constexpr std::string_view begin = "<sf:page-";
   constexpr std::string_view attribute = "sf:value=\"";
   for (std::size_t at = index.find(begin); at != std::string::npos;
@@ -233,6 +233,12 @@ void mend_iwork_index(std::string& index) {
       if (index[value] < '0' || index[value] > '9') index[value] = '1';
     }
   }
+  const std::string_view rest =
+      std::string_view(index).substr(0, index.find_last_not_of(" \r\n") + 1);
+  const std::size_t last = rest.rfind("</");
+  if (last == std::string_view::npos) return false;
+  const std::string_view root = rest.substr(last);
+  return root.ends_with(":document>") || root.ends_with(":presentation>");
 }
 
 std::unique_ptr<Subfiles> iwork_files(ZipPackage& package) {

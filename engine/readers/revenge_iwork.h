@@ -18,7 +18,8 @@ void add_iwork_properties(ZipPackage& package, Limits& limits, Properties& prope
 /// Mends what makes the library give the document up: results of page number fields that are no
 /// decimal numbers.
 /// @param index  the index of a document of 2005 to 2009
-void mend_iwork_index(std::string& index);
+/// @return whether it ends with its root element; the library does not mind one that is cut short
+bool mend_iwork_index(std::string& index);
 
 /// Shows the paragraphs and cells of a document of 2005 to 2009 as they come in its index, for one
 /// that the library has given up.

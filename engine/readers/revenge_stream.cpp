@@ -162,7 +162,8 @@ std::string InputStream::Content::unpack_part(const Entry& entry, ParseState& st
     if (error.code() != Code::corrupt) throw;
     state.note_damage();
   }
-  if (entry.part == "index.xml" || entry.part == "index.apxl") mend_iwork_index(part_bytes);
+  const bool iwork_index = entry.part == "index.xml" || entry.part == "index.apxl";
+  if (iwork_index && !mend_iwork_index(part_bytes)) state.note_damage();
   return part_bytes;
 }
 
