@@ -7,6 +7,8 @@ build_packages=(
   libpoppler-dev libpoppler-private-dev poppler-data libmagic-dev
   libarchive-dev libisal-dev nettle-dev libmspack-dev libpff-dev libbfio-dev
   libexiv2-dev libtag1-dev libfreetype-dev
+  librevenge-dev libwpd-dev libwpg-dev libwps-dev libvisio-dev libmspub-dev libcdr-dev
+  libpagemaker-dev libqxp-dev libfreehand-dev libetonyek-dev libstaroffice-dev libmwaw-dev
 )
 test_packages=(
   libgtest-dev libbenchmark-dev python3 binutils clang-format

@@ -21,6 +21,7 @@ inline constexpr std::uint32_t first_unnumbered = 65536;
 constexpr std::uint32_t host_number(Format format) {
   if (format == Format::idml) format = Format::zip;
   if (format == Format::font_metrics) format = Format::text;
+  if (format == Format::staroffice_binary) format = Format::compound_document;
   const auto number = static_cast<std::uint32_t>(format);
   return number < first_unnumbered ? number : 0;
 }

@@ -9,7 +9,7 @@
 #include "engine/core/engine_error.h"
 #include "engine/core/property_names.h"
 #include "engine/mapi/property_ids.h"
-#include "engine/mapi/spooled_bytes.h"
+#include "engine/core/spooled_bytes.h"
 
 namespace trfilter::mapi {
 namespace {

@@ -46,10 +46,18 @@ INSTANTIATE_TEST_SUITE_P(
         NamedStream{"Quill", Format::publisher_98}, NamedStream{"Props9", Format::project_2000},
         NamedStream{"Props14", Format::project_2007},
         NamedStream{"MatOST", Format::works_windows_text},
+        NamedStream{"StarWriterDocument", Format::staroffice_binary},
+        NamedStream{"StarCalcDocument", Format::staroffice_binary},
+        NamedStream{"StarDrawDocument3", Format::staroffice_binary},
         NamedStream{"swXmlContents", Format::solidworks}, NamedStream{"Dgn~H", Format::dgn_v8},
         NamedStream{"JSRV_SegmentInformation", Format::ichitaro},
         NamedStream{"NativeContent_MAIN", Format::quattro_9},
         NamedStream{"Catalog", Format::compound_document}));
+
+TEST(CompoundFile, OfStarOfficeIsACompoundDocumentToTheHost) {
+  EXPECT_EQ(host_number(Format::staroffice_binary),
+            static_cast<std::uint32_t>(Format::compound_document));
+}
 
 TEST(CompoundFile, OfWordHasTheVersionOfWhatWroteItLast) {
   const auto detect_word = [](std::string block) {

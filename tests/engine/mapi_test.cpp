@@ -9,7 +9,7 @@
 #include "engine/mapi/compressed_rtf.h"
 #include "engine/mapi/encapsulated_text.h"
 #include "engine/mapi/mapi_message.h"
-#include "engine/mapi/spooled_bytes.h"
+#include "engine/core/spooled_bytes.h"
 #include "tests/engine/mapi_documents.h"
 
 namespace trfilter::mapi {

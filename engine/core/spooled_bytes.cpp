@@ -1,6 +1,6 @@
-#include "engine/mapi/spooled_bytes.h"
+#include "engine/core/spooled_bytes.h"
 
-namespace trfilter::mapi {
+namespace trfilter {
 
 void SpooledBytes::write(std::string_view bytes) {
   limits_->check_time();
@@ -19,4 +19,4 @@ void SpooledBytes::copy_to(ByteOutput& output) const {
   }
 }
 
-}  // namespace trfilter::mapi
+}  // namespace trfilter

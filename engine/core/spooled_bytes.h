@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -8,9 +11,10 @@
 #include "engine/core/limits.h"
 #include "engine/core/subfiles.h"
 
-namespace trfilter::mapi {
+namespace trfilter {
 
-/// Bytes that are written once and given several times: a few in memory, many in a temporary file.
+/// Bytes that are written once and given several times, as `KeptBytes`; what a document's data make
+/// of it counts as unpacked bytes.
 class SpooledBytes : public ByteOutput {
  public:
   /// @param limits     outlives the object; what the file takes is charged as unpacked bytes
@@ -21,6 +25,14 @@ class SpooledBytes : public ByteOutput {
   /// @throws EngineError code 15 when there is no room for the file
   void write(std::string_view bytes) override;
 
+  /// Bytes that have been written.
+  std::uint64_t size() const { return bytes_.size(); }
+
+  /// As `KeptBytes::read_at`.
+  std::size_t read_at(std::uint64_t offset, std::span<char> out) const {
+    return bytes_.read_at(offset, out);
+  }
+
   /// Gives all bytes, those in memory and those in the file.
   void copy_to(ByteOutput& output) const;
 
@@ -29,4 +41,4 @@ class SpooledBytes : public ByteOutput {
   KeptBytes bytes_;
 };
 
-}  // namespace trfilter::mapi
+}  // namespace trfilter
