@@ -7,9 +7,9 @@
 //
 // Not handled: releases before 13, and drawings under a password.
 
+#include "engine/cad/drawing_strings.h"
 #include "engine/core/reader.h"
 #include "engine/readers/dwg_file.h"
-#include "engine/readers/dwg_strings.h"
 #include "engine/readers/dwg_summary.h"
 #include "engine/readers/dwg_texts.h"
 
@@ -45,8 +45,8 @@ class DwgReader final : public Reader {
     constexpr std::size_t most_bytes = std::size_t{1} << 20;
     const auto section = sections_->open("SummaryInfo");
     if (!section) return;
-    dwg::Strings strings(header_.release >= dwg::Release::r2007,
-                         dwg::code_page_of(header_.code_page));
+    cad::Strings strings(header_.release >= dwg::Release::r2007,
+                         cad::code_page_of(header_.code_page));
     dwg::add_summary(section->read(0, most_bytes), strings, properties);
   }
 

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "engine/cad/drawing_strings.h"
 #include "engine/core/limits.h"
 #include "engine/readers/dwg_bits.h"
 #include "engine/readers/dwg_file.h"
-#include "engine/readers/dwg_strings.h"
 
 namespace trfilter::dwg {
 
@@ -69,7 +69,7 @@ class ObjectReader {
   ObjectReader(Section& section, const Header& header)
       : section_(section),
         release_(header.release),
-        strings_(header.release >= Release::r2007, code_page_of(header.code_page)) {}
+        strings_(header.release >= Release::r2007, cad::code_page_of(header.code_page)) {}
 
   Release release() const { return release_; }
 
@@ -97,7 +97,7 @@ class ObjectReader {
 
   Section& section_;
   Release release_;
-  Strings strings_;
+  cad::Strings strings_;
 };
 
 }  // namespace trfilter::dwg

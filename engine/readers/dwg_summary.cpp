@@ -3,6 +3,7 @@
 #include <array>
 #include <limits>
 
+#include "engine/cad/julian_day.h"
 #include "engine/core/byte_cursor.h"
 #include "engine/core/property_names.h"
 
@@ -13,30 +14,20 @@ constexpr auto names = std::to_array<std::string_view>(
     {property::title, property::subject, property::author, property::keywords, property::comments,
      property::last_author, property::revision, property::hyperlink_base});
 
-constexpr std::uint32_t milliseconds_of_day = 86'400'000;
-
-std::string take_string(ByteCursor& cursor, Strings& strings) {
+std::string take_string(ByteCursor& cursor, cad::Strings& strings) {
   const std::size_t length = cursor.u16();
   return strings.utf8(cursor.bytes(strings.unicode() ? length * 2 : length));
 }
 
 void add_time(std::string_view name, std::uint32_t day, std::uint32_t milliseconds,
               Properties& properties) {
-  const FileTime time = time_of_julian_day(day, milliseconds);
+  const FileTime time = cad::time_of_julian_day(day, milliseconds);
   if (time.ticks != 0) properties.add(name, time);
 }
 
 }  // namespace
 
-FileTime time_of_julian_day(std::uint32_t day, std::uint32_t milliseconds) {
-  constexpr std::int64_t day_of_1601 = 2'305'814;
-  constexpr std::int64_t day_of_3000 = 2'816'788;
-  constexpr std::int64_t ticks_of_millisecond = 10'000;
-  if (day < day_of_1601 || day > day_of_3000 || milliseconds >= milliseconds_of_day) return {};
-  return {((day - day_of_1601) * milliseconds_of_day + milliseconds) * ticks_of_millisecond};
-}
-
-bool add_summary(std::string_view section, Strings& strings, Properties& properties) {
+bool add_summary(std::string_view section, cad::Strings& strings, Properties& properties) {
   ByteCursor cursor(section);
   for (const std::string_view name : names) properties.add(name, take_string(cursor, strings));
   const std::uint32_t days = cursor.u32();
@@ -44,7 +35,7 @@ bool add_summary(std::string_view section, Strings& strings, Properties& propert
   constexpr std::uint32_t milliseconds_of_minute = 60'000;
   constexpr std::uint32_t minutes_of_day = 24 * 60;
   constexpr std::uint32_t most_days = std::numeric_limits<std::int32_t>::max() / minutes_of_day - 1;
-  const std::uint32_t minutes = days < most_days && rest < milliseconds_of_day
+  const std::uint32_t minutes = days < most_days && rest < cad::milliseconds_of_day
                                     ? days * minutes_of_day + rest / milliseconds_of_minute
                                     : 0;
   if (minutes != 0) properties.add(property::edit_time, static_cast<std::int32_t>(minutes));

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "engine/cad/drawing_text.h"
 #include "engine/core/engine_error.h"
-#include "engine/readers/dwg_text_codes.h"
 
 namespace trfilter::dwg {
 namespace {
@@ -158,17 +158,17 @@ std::string Texts::text_of(Object& object) {
       return attribute_text(object);
     case object_type::text:
       if (inline_strings) skip_to_line(bits);
-      return plain_line(reader_.next_string(object));
+      return cad::plain_line(reader_.next_string(object));
     case object_type::paragraphs:
       if (inline_strings) skip_to_paragraphs(bits);
-      return plain_paragraphs(reader_.next_string(object));
+      return cad::plain_paragraphs(reader_.next_string(object));
     case object_type::tolerance:
       if (r13) {
         bits.bs();
         bits.skip_bd(2);
       }
       if (inline_strings) bits.skip_bd(9);
-      return plain_paragraphs(reader_.next_string(object));
+      return cad::plain_paragraphs(reader_.next_string(object));
     default:
       break;
   }
@@ -179,12 +179,12 @@ std::string Texts::text_of(Object& object) {
       bits.bd();
       bits.rc();
     }
-    return plain_paragraphs(reader_.next_string(object));
+    return cad::plain_paragraphs(reader_.next_string(object));
   }
   // A leader: its text, or those of the block at its end.
   std::string text;
   while (object.has_strings && object.strings.end() - object.strings.position() > 8) {
-    const std::string next = plain_paragraphs(reader_.next_string(object));
+    const std::string next = cad::plain_paragraphs(reader_.next_string(object));
     if (!text.empty() && !next.empty()) text += '\n';
     text += next;
     if (object.strings.failed()) break;
@@ -195,7 +195,7 @@ std::string Texts::text_of(Object& object) {
 /// Of release 2010 and later an attribute may have paragraphs, which stand behind an empty line.
 std::string Texts::attribute_text(Object& object) {
   if (reader_.release() < Release::r2007) skip_to_line(object.data);
-  std::string text = plain_line(reader_.next_string(object));
+  std::string text = cad::plain_line(reader_.next_string(object));
   if (!text.empty() || reader_.release() < Release::r2010) return text;
   std::vector<std::string> more;
   constexpr std::size_t most = 8;
@@ -204,7 +204,7 @@ std::string Texts::attribute_text(Object& object) {
   }
   // Behind them come the tag, of a definition a prompt too, and one attempt too much.
   const std::size_t others = object.type == object_type::attribute ? 2 : 3;
-  return more.size() > others ? plain_paragraphs(more.front()) : "";
+  return more.size() > others ? cad::plain_paragraphs(more.front()) : "";
 }
 
 /// Skips a text's data before its string.

@@ -13,13 +13,13 @@
 #include <optional>
 #include <string>
 
+#include "engine/cad/drawing_strings.h"
+#include "engine/cad/drawing_text.h"
+#include "engine/cad/julian_day.h"
 #include "engine/charset/charset_detector.h"
 #include "engine/charset/encoding.h"
 #include "engine/core/property_names.h"
 #include "engine/core/reader.h"
-#include "engine/readers/dwg_strings.h"
-#include "engine/readers/dwg_summary.h"
-#include "engine/readers/dwg_text_codes.h"
 #include "engine/readers/dxf_groups.h"
 
 namespace trfilter {
@@ -165,7 +165,7 @@ class DxfReader final : public Reader {
     if (!(day > 0 && day < most_days)) return;
     const double whole = std::floor(day);
     const FileTime time =
-        dwg::time_of_julian_day(static_cast<std::uint32_t>(whole),
+        cad::time_of_julian_day(static_cast<std::uint32_t>(whole),
                                 static_cast<std::uint32_t>((day - whole) * milliseconds));
     if (time.ticks != 0) properties.add(name, time);
   }
@@ -255,7 +255,7 @@ class DxfReader final : public Reader {
     if (style_ != Style::none && !has_block_) {
       const std::string all = strings_->utf8(parts_ + last_);
       const std::string text =
-          style_ == Style::line ? dwg::plain_line(all) : dwg::plain_paragraphs(all);
+          style_ == Style::line ? cad::plain_line(all) : cad::plain_paragraphs(all);
       if (invisible_) sink.begin(Region::hidden);
       sink.text(text);
       if (invisible_) sink.end(Region::hidden);
@@ -285,7 +285,7 @@ class DxfReader final : public Reader {
 
   const ReaderContext context_;
   dxf::Groups groups_;
-  std::optional<dwg::Strings> strings_;
+  std::optional<cad::Strings> strings_;
 
   std::string section_;
   bool section_name_due_ = false;

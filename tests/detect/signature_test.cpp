@@ -125,6 +125,11 @@ INSTANTIATE_TEST_SUITE_P(
         Signed{"AVI", "RIFF" + le32(0) + "AVI LIST", Format::avi, Category::movie},
         Signed{"WebP", padded("RIFF" + le32(0) + "WEBPVP8 ", 64), Format::webp,
                Category::raster_image},
+        Signed{"SAS data",
+               padded(std::string(12, '\0') + "\xC2\xEA\x81\x60\xB3\x14\x11\xCF\xBD\x92\x08" +
+                          std::string(1, '\0') + "\x09\xC7\x31\x8C\x18\x1F\x10\x11",
+                      64),
+               Format::sas_data, Category::database},
         Signed{"Matroska", padded("\x1A\x45\xDF\xA3\x8B\x42\x82\x88matroska", 64), Format::matroska,
                Category::movie},
         Signed{"WebM", padded("\x1A\x45\xDF\xA3\x87\x42\x82\x84webm", 64), Format::matroska,

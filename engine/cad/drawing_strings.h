@@ -6,7 +6,7 @@
 
 #include "engine/charset/code_page.h"
 
-namespace trfilter::dwg {
+namespace trfilter::cad {
 
 /// The code page of Windows or DOS that a drawing's own number stands for; 1252 for one that is not
 /// known.
@@ -32,4 +32,4 @@ class Strings {
 /// Replaces each \U+XXXX by its character, and each \M+nXXXX by the one of a double-byte set.
 std::string without_escapes(std::string text, CodePages& pages);
 
-}  // namespace trfilter::dwg
+}  // namespace trfilter::cad

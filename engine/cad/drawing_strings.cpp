@@ -1,4 +1,4 @@
-#include "engine/readers/dwg_strings.h"
+#include "engine/cad/drawing_strings.h"
 
 #include <algorithm>
 #include <array>
@@ -7,7 +7,7 @@
 #include "engine/core/fields.h"
 #include "engine/core/utf8.h"
 
-namespace trfilter::dwg {
+namespace trfilter::cad {
 namespace {
 
 constexpr std::int32_t western = 1252;
@@ -96,4 +96,4 @@ std::string without_escapes(std::string text, CodePages& pages) {
   }
 }
 
-}  // namespace trfilter::dwg
+}  // namespace trfilter::cad

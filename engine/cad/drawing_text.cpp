@@ -1,11 +1,11 @@
-#include "engine/readers/dwg_text_codes.h"
+#include "engine/cad/drawing_text.h"
 
 #include <algorithm>
 
 #include "engine/core/fields.h"
 #include "engine/core/utf8.h"
 
-namespace trfilter::dwg {
+namespace trfilter::cad {
 namespace {
 
 constexpr char32_t no_break_space = 0xA0;
@@ -162,7 +162,7 @@ class Paragraphs {
   std::string_view argument() {
     rest_.remove_prefix(2);
     std::size_t end = 0;
-    while (end < rest_.size() && rest_[end] != ';') end += rest_[end] == '\\' ? 2 : 1;
+    while (end < rest_.size() && rest_[end] != ';') end += rest_[end] == '\\' ? 2u : 1u;
     if (end >= rest_.size()) return {};
     const std::string_view argument = take(end);
     rest_.remove_prefix(1);
@@ -246,4 +246,4 @@ std::string plain_paragraphs(std::string_view text) {
   return Paragraphs(text).run();
 }
 
-}  // namespace trfilter::dwg
+}  // namespace trfilter::cad

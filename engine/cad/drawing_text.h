@@ -4,7 +4,7 @@
 #include <string_view>
 
 /// The codes within the texts of drawings, the same in DWG and DXF.
-namespace trfilter::dwg {
+namespace trfilter::cad {
 
 /// A line of text without its codes: %%c is a diameter, %%176 the character of this number;
 /// underlining and the like leave nothing.
@@ -14,4 +14,4 @@ std::string plain_line(std::string_view text);
 /// 1/2, paragraphs end with a line feed.
 std::string plain_paragraphs(std::string_view text);
 
-}  // namespace trfilter::dwg
+}  // namespace trfilter::cad
