@@ -1,15 +1,19 @@
 // Archives that libarchive walks through. One pass lists the members; another extracts them, as
 // long as they are asked for in their order. Going back begins again, but for tar and cpio files:
-// those are entered at any member's header.
+// those are entered at any member's header. In 7z and rar archives members lie compressed together:
+// when somebody goes back, those that are passed over on the new way are kept.
 
 #include "engine/readers/archive_listed.h"
 
 #include <algorithm>
 #include <array>
+#include <span>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "engine/core/engine_error.h"
+#include "engine/core/kept_bytes.h"
 #include "engine/members/member_list.h"
 #include "engine/readers/archive_subfiles.h"
 
@@ -30,7 +34,9 @@ class ListedArchive final : public Subfiles {
         kind_(kind),
         source_(std::move(source)),
         meter_(context.limits),
-        list_(context.options, context.limits) {
+        list_(context.options, context.limits),
+        kept_(context.options.temporary_directory),
+        may_keep_(kind == Kind::seven_zip || kind == Kind::rar) {
     enters_anywhere_ = kind == Kind::tar || kind == Kind::cpio;
     try {
       begin_pass(0, 0);
@@ -62,6 +68,7 @@ class ListedArchive final : public Subfiles {
                         "the member is encrypted in a way that cannot be decrypted");
     }
     if (list_.is_folder(index) || (marks & mark_special) != 0) return {};
+    if (is_kept(index)) return extract_kept(index, output);
     try {
       go_to(index);
       if ((marks & mark_link) != 0) {
@@ -127,11 +134,72 @@ class ListedArchive final : public Subfiles {
       begin_pass(list_.locator(index), index);
     } else if (!ahead) {
       begin_pass(0, 0);
+      keeping_ = may_keep_ && went_;
+      went_ = true;
     }
     while (next_ <= index) {
       if (!advance()) throw EngineError(Code::archive_broken, "the archive ended early");
+      if (keeping_ && next_ <= index) keep(next_ - 1);
       context_.limits.check_time();
     }
+  }
+
+  bool is_kept(std::size_t index) const {
+    return index < places_.size() && places_[index].begin != Place::nowhere;
+  }
+
+  /// Keeps the current member, which is passed over.
+  void keep(std::size_t index) {
+    constexpr std::size_t most_places = 250'000;
+    if (index >= most_places || is_kept(index)) return;
+    if (index >= places_.size()) places_.resize(index + 1);
+    const std::uint8_t marks = list_.marks(index);
+    if (list_.is_folder(index) || (marks & (mark_special | mark_encrypted)) != 0) return;
+    const std::uint64_t begin = kept_.size();
+    try {
+      if ((marks & mark_link) != 0) {
+        kept_.append(archive_->header().link_target);
+      } else {
+        std::string_view block;
+        std::uint64_t offset = 0;
+        while (keeping_ && archive_->read_block(block, offset)) {
+          meter_.add_unpacked(block.size());
+          keeping_ = block.size() <= context_.limits.bounds().kept_bytes - kept_.size();
+          if (keeping_) kept_.append(block);
+          context_.limits.check_time();
+        }
+      }
+    } catch (const EngineError& error) {
+      if (error.code() == Code::timed_out || error.code() == Code::out_of_memory) throw;
+      keeping_ = false;
+      // Behind a damaged member the pass may not be able to go on, where it would be able to pass
+      // over it.
+      if (error.code() != Code::temporary_file) begin_pass(0, 0);
+    }
+    may_keep_ = keeping_;
+    if (keeping_) places_[index] = {begin, kept_.size() - begin};
+  }
+
+  Extraction extract_kept(std::size_t index, ByteOutput& output) const {
+    auto [begin, left] = places_[index];
+    std::string block(std::size_t{64} << 10, '\0');
+    std::string location;
+    while (left != 0) {
+      const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(block.size(), left));
+      const std::size_t count = kept_.read_at(begin, std::span(block).first(wanted));
+      if (count == 0) throw EngineError(Code::temporary_file, "kept bytes are not there");
+      const std::string_view bytes = std::string_view(block).substr(0, count);
+      if ((list_.marks(index) & mark_link) != 0) {
+        location += bytes;
+      } else {
+        output.write(bytes);
+      }
+      begin += count;
+      left -= count;
+      context_.limits.check_time();
+    }
+    if ((list_.marks(index) & mark_link) == 0) return {};
+    return {.external = true, .location = list_.decoded(location)};
   }
 
   void copy(ByteOutput& output) {
@@ -169,6 +237,17 @@ class ListedArchive final : public Subfiles {
   bool enters_anywhere_ = false;
   std::unique_ptr<LibraryArchive> archive_;
   std::size_t next_ = 0;  ///< the member that the pass's next header is of
+
+  struct Place {
+    static constexpr std::uint64_t nowhere = ~std::uint64_t{0};
+    std::uint64_t begin = nowhere;
+    std::uint64_t size = 0;
+  };
+  KeptBytes kept_;  ///< of members that have been passed over; of links their targets
+  std::vector<Place> places_;
+  bool may_keep_;         ///< no damage has been met, no bound
+  bool keeping_ = false;  ///< in this pass
+  bool went_ = false;     ///< a pass has gone to a member before
 };
 
 Kind kind_of(Format format) {

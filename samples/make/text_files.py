@@ -1,6 +1,8 @@
 #!/usr/bin/env python3
 """Writes the samples of plain text, delimited text, pages and XML, each with its expected text."""
+import datetime
 import os
+import plistlib
 
 SAMPLES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..")
 
@@ -118,6 +120,39 @@ SETTINGS = """<?xml version="1.0" encoding="UTF-8"?>
 </dict>
 </plist>
 """
+BINARY_SETTINGS = plistlib.dumps({
+    "Name": "Gärten",
+    "Beds": ["roses", "herbs"],
+    "Open": True,
+    "Paths": 12,
+    "Width": 2.5,
+    "Icon": b"icon",
+    "Since": datetime.datetime(1999, 5, 1),
+}, fmt=plistlib.FMT_BINARY, sort_keys=False)
+BINARY_SETTINGS_TEXT = ("Name\tGärten\nBeds\nroses\nherbs\nOpen\ttrue\nPaths\t12\nWidth\t2.5\nIcon\n"
+                        "Since\t1999-05-01T00:00:00Z\n")
+
+WEB_ARCHIVE = plistlib.dumps({
+    "WebMainResource": {
+        "WebResourceURL": "http://example.com/garden/",
+        "WebResourceMIMEType": "text/html",
+        "WebResourceTextEncodingName": "windows-1252",
+        "WebResourceData": "<title>Garden</title><p>Two roses for 5 €".encode("cp1252"),
+    },
+    "WebSubresources": [{
+        "WebResourceURL": "http://example.com/style/garden.css?new",
+        "WebResourceMIMEType": "text/css",
+        "WebResourceData": b"p { color: green }",
+    }],
+    "WebSubframeArchives": [{
+        "WebMainResource": {
+            "WebResourceURL": "http://example.com/herbs.html",
+            "WebResourceMIMEType": "text/html",
+            "WebResourceData": b"<p>Sage in a frame",
+        },
+    }],
+}, fmt=plistlib.FMT_BINARY, sort_keys=False)
+
 SETTINGS_TEXT = "Name\tGarden\nBeds\nroses\nherbs\nOpen\ttrue\nIcon\nSince\t1999-05-01T00:00:00Z\n"
 
 FILES = {
@@ -130,6 +165,8 @@ FILES = {
     "strict.xhtml": (XHTML.encode("utf-8"), XHTML_TEXT),
     "article.xml": (ARTICLE.encode("iso-8859-2"), ARTICLE_TEXT),
     "settings.plist": (SETTINGS.encode("utf-8"), SETTINGS_TEXT),
+    "binary.plist": (BINARY_SETTINGS, BINARY_SETTINGS_TEXT),
+    "page.webarchive": (WEB_ARCHIVE, "Garden\nTwo roses for 5 €\n"),
 }
 
 

@@ -150,9 +150,9 @@ TEST(KeptBytes, KeepsWhatItHasWhenThereIsNoRoomForMore) {
 struct Packed {
   std::vector<ArchiveMember> members;
   std::string bytes;
-  explicit Packed(const char* filter = "gzip") {
+  explicit Packed(const char* filter = "gzip", int count = 40) {
     std::mt19937 chance(7);
-    for (int i = 0; i < 40; ++i) {
+    for (int i = 0; i < count; ++i) {
       std::string content(150'000 + chance() % 100'000, '\0');
       for (std::size_t at = 0; at < content.size(); ++at) {
         content[at] = static_cast<char>(chance() % 16);
@@ -203,6 +203,61 @@ TEST(CompressedArchive, GivesItsMembersInAnyOrder) {
     check();
     std::shuffle(order.begin(), order.end(), chance);
     check();
+  }
+}
+
+TEST(SolidArchive, GivesItsMembersInAnyOrder) {
+  Packed packed("", 12);
+  packed.members[5] = {"link", "file4", ArchiveMember::Type::symbolic_link};
+  packed.bytes = write_archive("7zip", "", packed.members);
+  std::vector<std::size_t> order;
+  for (std::size_t i = 0; i < packed.members.size(); ++i) order.push_back(i);
+  // The format puts what has no bytes behind the others.
+  const Listing listing = list_members(packed.bytes, Format::seven_zip);
+  ASSERT_EQ(listing.members.size(), order.size());
+  const auto member = [&](std::size_t index) {
+    return *std::ranges::find_if(packed.members, [&](const ArchiveMember& candidate) {
+      return candidate.name == listing.members[index].name;
+    });
+  };
+  std::mt19937 chance(3);
+  for (const std::uint64_t bound : {TemporarySpace::default_bound, std::uint64_t{0}}) {
+    SCOPED_TRACE(bound);
+    const BoundOfProcess bounded(bound);
+    std::ranges::reverse(order);
+    for (int round = 0; round < 3; ++round) {
+      const auto extracted = extract_members(packed.bytes, Format::seven_zip, order);
+      for (std::size_t i = 0; i < order.size(); ++i) {
+        const ArchiveMember expected = member(order[i]);
+        ASSERT_EQ(extracted[i].code, 0) << extracted[i].reason;
+        const bool link = expected.type == ArchiveMember::Type::symbolic_link;
+        ASSERT_TRUE((link ? extracted[i].location : extracted[i].bytes) == expected.content)
+            << order[i];
+      }
+      std::shuffle(order.begin(), order.end(), chance);
+    }
+    std::ranges::sort(order);
+  }
+}
+
+TEST(SolidArchive, ThatIsDamagedGivesInAnyOrderWhatItGivesInItsOwn) {
+  const Packed packed("", 12);
+  std::mt19937 chance(5);
+  const std::string whole = write_archive("7zip", "", packed.members);
+  for (int round = 0; round < 5; ++round) {
+    std::string damaged = whole;
+    damaged[100 + chance() % (damaged.size() - 4000)] ^= 0x55;
+    std::vector<std::size_t> order;
+    for (std::size_t i = 0; i < packed.members.size(); ++i) order.push_back(i);
+    const auto forward = extract_members(damaged, Format::seven_zip, order);
+    std::ranges::reverse(order);
+    const auto backward = extract_members(damaged, Format::seven_zip, order);
+    for (std::size_t i = 0; i < order.size(); ++i) {
+      const Extracted& first = forward[order[i]];
+      EXPECT_EQ(first.code, backward[i].code) << order[i];
+      if (first.code != 0) continue;
+      EXPECT_TRUE(first.bytes == backward[i].bytes) << order[i];
+    }
   }
 }
 
