@@ -109,7 +109,7 @@ class Worker {
   void handle(const Frame& frame);
   void serve(const Frame& frame);
   void take_part(const Frame& frame, Pending& pending);
-  void fill_place(ByteSource& source, bool in_place);
+  void fill_place(ByteSource& source, Place place);
   std::uint32_t read_block(ByteSource& source, const BlockRequest& wanted, std::uint32_t block);
   void read_ahead(std::uint32_t document, ByteSource& source, std::uint64_t offset,
                   std::uint32_t last_count);
