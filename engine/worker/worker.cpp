@@ -279,6 +279,7 @@ void Worker::handle(const Frame& frame) {
   if (pending_.empty()) protocol_broken("an answer without a request");
   Pending& front = pending_.front();
   if (header.request != front.request || header.document != front.document) {
+    stale_answer_ = header.request < front.request;
     protocol_broken("an answer to another request");
   }
   peak_memory_ = header.peak_memory;
@@ -391,7 +392,7 @@ Deadline Worker::next_deadline() const {
 }
 
 bool Worker::died_without_fault() const {
-  return death_ && (killed_outside_ || (greeted_ && !took_introduced_));
+  return death_ && (killed_outside_ || stale_answer_ || (greeted_ && !took_introduced_));
 }
 
 void Worker::note_death(const WorkerProcess::End& end) {

@@ -42,7 +42,7 @@ class Worker {
   const std::string& temporary_parent() const { return temporary_parent_; }
   bool alive() const { return !death_; }
   /// Whether it has died without fault of its newest document: before it took the request that
-  /// introduces it, or because something outside killed it.
+  /// introduces it, because something outside killed it, or for an answer to a document before.
   bool died_without_fault() const;
   /// Whether one of the host's callbacks is being called on its behalf.
   bool busy() const { return working_; }
@@ -139,6 +139,7 @@ class Worker {
                                      ///< sent
   bool took_introduced_ = true;      ///< whether the worker, which is dead, had taken that
   bool killed_outside_ = false;
+  bool stale_answer_ = false;  ///< it was ended for one more answer to a request of before
 
   /// What lies in one of the window's blocks.
   struct Block {
