@@ -325,27 +325,29 @@ Channel::Received Channel::receive(Frame& frame, Deadline deadline) {
 
 // ---- A document in the window -------------------------------------------------------------------
 
-void Channel::show_nothing() {
-  store(own_->show_failure, std::int32_t{0});
-  store(own_->shown, std::uint64_t{0});
+void Channel::show_nothing(Place place) {
+  Shown& shown = own_->shown[static_cast<std::size_t>(place)];
+  store(shown.failure, std::int32_t{0});
+  store(shown.bytes, std::uint64_t{0});
 }
 
-void Channel::show(std::uint64_t bytes) {
-  store(own_->shown, bytes);
+void Channel::show(Place place, std::uint64_t bytes) {
+  store(own_->shown[static_cast<std::size_t>(place)].bytes, bytes);
   wake_other(For::bytes);
 }
 
-void Channel::show_failure(Code code) {
-  store(own_->show_failure, static_cast<std::int32_t>(code));
+void Channel::show_failure(Place place, Code code) {
+  store(own_->shown[static_cast<std::size_t>(place)].failure, static_cast<std::int32_t>(code));
   wake_other(For::bytes);
 }
 
-std::uint64_t Channel::await_shown(std::uint64_t bytes) {
+std::uint64_t Channel::await_shown(Place place, std::uint64_t bytes) {
+  const Shown& told = other_->shown[static_cast<std::size_t>(place)];
   std::uint64_t shown = 0;
   std::int32_t failure = 0;
   const Received received = wait(For::bytes, for_bytes_, Deadline::max(), [&] {
-    failure = load(other_->show_failure);
-    shown = load(other_->shown);
+    failure = load(told.failure);
+    shown = load(told.bytes);
     return failure != 0 || shown > bytes;
   });
   if (shown > bytes) return shown;

@@ -84,17 +84,17 @@ class Channel {
   std::uint64_t sent() const { return sent_; }
   std::uint64_t taken_by_other() const;
 
-  /// Tells the other side that so many bytes of a document lie in the window.
-  void show(std::uint64_t bytes);
+  /// Tells the other side that so many bytes of a document lie in its place.
+  void show(Place place, std::uint64_t bytes);
   /// Tells it that no more will come.
-  void show_failure(Code code);
+  void show_failure(Place place, Code code);
   /// Begins with the next document.
-  void show_nothing();
+  void show_nothing(Place place);
 
-  /// Waits until the host shows more than `bytes` of the newest document.
+  /// Waits until the host shows more than `bytes` of the document in a place.
   /// @return how much it shows
   /// @throws EngineError with the code that the host tells instead
-  std::uint64_t await_shown(std::uint64_t bytes);
+  std::uint64_t await_shown(Place place, std::uint64_t bytes);
 
  private:
   enum class For : std::uint32_t { frame = 1, room = 2, bytes = 4 };

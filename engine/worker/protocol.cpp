@@ -163,7 +163,7 @@ void write_fields(FieldWriter& out, const OpenRequest& request) {
   for_each_setting(request.options, SettingWriter{&out});
   out.number(static_cast<std::uint32_t>(request.purpose));
   out.number(request.size);
-  out.number<std::uint8_t>(request.in_place ? 1 : 0);
+  out.number(static_cast<std::uint32_t>(request.place));
 }
 
 void read_fields(FieldReader& in, OpenRequest& request) {
@@ -172,7 +172,9 @@ void read_fields(FieldReader& in, OpenRequest& request) {
   if (purpose > static_cast<std::uint32_t>(Purpose::members)) protocol_broken("no known purpose");
   request.purpose = static_cast<Purpose>(purpose);
   request.size = in.number<std::uint64_t>();
-  request.in_place = in.boolean();
+  const auto place = in.number<std::uint32_t>();
+  if (place >= window_places) protocol_broken("no place in the window");
+  request.place = static_cast<Place>(place);
 }
 
 void write_fields(FieldWriter& out, const OpenedReply& reply) {

@@ -69,6 +69,17 @@ constexpr std::size_t largest_text_piece = std::size_t{32} << 10;
 /// Pieces of text that one answer holds at the most.
 constexpr std::uint32_t pieces_at_once = 32;
 
+/// Places for small documents in the window: one whose document is read where it lies for as long
+/// as it is open, and one whose document the worker copies while it is being opened.
+enum class Place : std::uint32_t { kept, copied };
+constexpr std::size_t window_places = 2;
+
+/// How much of a document lies in its place.
+struct Shown {
+  alignas(64) std::uint64_t bytes;
+  std::int32_t failure;  ///< the code of what keeps the rest from it
+};
+
 /// What a side tells the other one, at the begin of the memory that it alone writes to. Each number
 /// is read and written as an atomic one.
 struct SideState {
@@ -76,8 +87,7 @@ struct SideState {
   alignas(64) std::uint64_t taken;     ///< bytes that it has taken from the other side's ring
   alignas(64) std::uint32_t sleeping;  ///< what it waits for, and a count of its sleeps
   std::uint32_t processor;             ///< that it ran on when it began or ended to wait, from 1 on
-  alignas(64) std::uint64_t shown;     ///< host: bytes of the newest document in the window
-  std::int32_t show_failure;           ///< host: the code of what kept the rest from it
+  Shown shown[window_places];          ///< host: of the newest document in each place
 };
 
 constexpr std::size_t state_size = 4096;
@@ -90,7 +100,10 @@ static_assert(sizeof(SideState) <= state_size && ring_size >= 3 * largest_payloa
 /// is being opened. Larger documents come in blocks behind that.
 constexpr std::size_t place_size = Document::block_in_memory + 4096;
 constexpr std::size_t window_place_offset = state_size + ring_size;
-constexpr std::size_t window_block_offset = window_place_offset + 2 * place_size;
+constexpr std::size_t place_offset(Place place) {
+  return window_place_offset + static_cast<std::size_t>(place) * place_size;
+}
+constexpr std::size_t window_block_offset = window_place_offset + window_places * place_size;
 constexpr std::size_t largest_block = std::size_t{1} << 20;
 constexpr std::size_t window_blocks = 2;  ///< the worker reads one while the host fills the other
 constexpr std::size_t window_size = window_block_offset + window_blocks * largest_block;
@@ -159,8 +172,8 @@ struct Greeting {
 struct OpenRequest {
   Options options;
   Purpose purpose = Purpose::text;
-  std::uint64_t size = 0;  ///< of the document
-  bool in_place = false;   ///< it stays in the window until it is closed
+  std::uint64_t size = 0;       ///< of the document
+  Place place = Place::copied;  ///< of a small one
 };
 
 /// A document, and of one that was opened for its text the begin: the whole of a small document is

@@ -35,8 +35,11 @@ std::size_t frame_of_text(std::string_view text) {
 /// there is copied while the document is being opened: nothing reads it again later.
 class Service::WindowSource : public ByteSource {
  public:
-  WindowSource(Channel& channel, const char* bytes, std::uint64_t size, bool in_place)
-      : channel_(&channel), bytes_(bytes), size_(size), in_place_(in_place) {}
+  WindowSource(Channel& channel, const char* window, const OpenRequest& request)
+      : channel_(&channel),
+        place_(request.place),
+        bytes_(window + place_offset(request.place)),
+        size_(request.size) {}
 
   std::uint64_t size() const override { return size_; }
   std::size_t read_at(std::uint64_t offset, std::span<char> out) override {
@@ -46,9 +49,9 @@ class Service::WindowSource : public ByteSource {
     const auto count = static_cast<std::size_t>(there - offset);
     return std::string_view(bytes_ + offset, count).copy(out.data(), out.size());
   }
-  const char* in_place() const override { return in_place_ ? bytes_ : nullptr; }
+  const char* in_place() const override { return place_ == Place::kept ? bytes_ : nullptr; }
   std::uint64_t await(std::uint64_t end) override {
-    while (shown_ < end) shown_ = std::min(size_, channel_->await_shown(shown_));
+    while (shown_ < end) shown_ = std::min(size_, channel_->await_shown(place_, shown_));
     return shown_;
   }
 
@@ -56,10 +59,10 @@ class Service::WindowSource : public ByteSource {
   static constexpr std::uint64_t copied_at_once = std::uint64_t{64} << 10;
 
   Channel* channel_;
+  Place place_;
   const char* bytes_;
   std::uint64_t size_;
   std::uint64_t shown_ = 0;
-  bool in_place_;
 };
 
 /// The bytes of a large document, asked for in blocks that grow while reading goes on in order.
@@ -236,9 +239,7 @@ void Service::introduce(const Frame& frame) {
   const std::uint32_t number = frame.header.document;
   std::unique_ptr<ByteSource> source;
   if (request.size <= Document::block_in_memory) {
-    const std::size_t place = window_place_offset + (request.in_place ? 0 : place_size);
-    source =
-        std::make_unique<WindowSource>(*channel_, window_ + place, request.size, request.in_place);
+    source = std::make_unique<WindowSource>(*channel_, window_, request);
   } else {
     source = std::make_unique<BlockSource>(*this, number, request.size);
   }

@@ -94,8 +94,11 @@ void Worker::remove(std::uint32_t document, bool is_open) {
   FrameHeader header;
   header.kind = FrameKind::close;
   header.document = document;
-  // A worker that does not take it is found out by the next document.
-  process_.channel().send(header, {}, steady_clock::now());
+  // A worker that does not take it, or says that it took more, is found out by the next document.
+  try {
+    process_.channel().send(header, {}, steady_clock::now());
+  } catch (const EngineError&) {
+  }
 }
 
 std::uint64_t Worker::introduce(FrameKind kind, std::uint32_t document, OpenRequest request,
@@ -103,19 +106,21 @@ std::uint64_t Worker::introduce(FrameKind kind, std::uint32_t document, OpenRequ
   ByteSource& source = *sources_.at(document);
   request.size = source.size();
   const bool is_small = request.size <= Document::block_in_memory;
-  request.in_place = is_small && stays && in_place_ == 0;
-  if (request.in_place) in_place_ = document;
-  if (is_small) process_.channel().show_nothing();
+  if (is_small && stays && in_place_ == 0) {
+    in_place_ = document;
+    request.place = Place::kept;
+  }
+  if (is_small) process_.channel().show_nothing(request.place);
   introduced_at_ = process_.channel().sent();
   const std::uint64_t number = this->request(kind, document, payload_of(request), taker, deadline);
-  if (is_small) fill_place(source, request.in_place);
+  if (is_small) fill_place(source, request.place);
   return number;
 }
 
 /// Reads a small document into its place in the window, and tells the worker of each part.
-void Worker::fill_place(ByteSource& source, bool in_place) {
+void Worker::fill_place(ByteSource& source, Place place) {
   constexpr std::size_t part = std::size_t{32} << 10;
-  char* const begin = process_.window() + window_place_offset + (in_place ? 0 : place_size);
+  char* const begin = process_.window() + place_offset(place);
   const std::span<char> room(begin, static_cast<std::size_t>(source.size()));
   const Raised working(working_);
   try {
@@ -124,10 +129,11 @@ void Worker::fill_place(ByteSource& source, bool in_place) {
       const std::size_t count = source.read_at(filled, room.subspan(filled, wanted));
       if (count == 0) throw EngineError(Code::open_stream_failed, "the input ended early");
       filled += count;
-      process_.channel().show(filled);
+      process_.channel().show(place, filled);
     }
   } catch (...) {
-    process_.channel().show_failure(code_of_current_exception());  // and the worker's answer is it
+    process_.channel().show_failure(place,
+                                    code_of_current_exception());  // and the worker's answer is it
   }
 }
 
@@ -190,14 +196,16 @@ void Worker::check_usable() const {
 }
 
 void Worker::send(const FrameHeader& header, std::string_view payload, Deadline deadline) {
-  switch (process_.channel().send(header, payload, deadline)) {
-    case Channel::Received::frame:
-      return;
-    case Channel::Received::nothing:
-      die(Code::timed_out);
-    case Channel::Received::closed:
-      return;  // what it sent before its end comes first; then its end is found
-  }
+  const Channel::Received sent = [&] {
+    try {
+      return process_.channel().send(header, payload, deadline);
+    } catch (const EngineError& error) {
+      if (error.code() == Code::worker_pipe_broken) reject();
+      throw;
+    }
+  }();
+  // Of a closed end what it sent comes first; then its end is found.
+  if (sent == Channel::Received::nothing) die(Code::timed_out);
 }
 
 /// Takes the worker's first answer, when it has not been taken yet.
@@ -271,6 +279,7 @@ void Worker::handle(const Frame& frame) {
   if (pending_.empty()) protocol_broken("an answer without a request");
   Pending& front = pending_.front();
   if (header.request != front.request || header.document != front.document) {
+    stale_answer_ = header.request < front.request;
     protocol_broken("an answer to another request");
   }
   peak_memory_ = header.peak_memory;
@@ -383,7 +392,7 @@ Deadline Worker::next_deadline() const {
 }
 
 bool Worker::died_without_fault() const {
-  return death_ && (killed_outside_ || (greeted_ && !took_introduced_));
+  return death_ && (killed_outside_ || stale_answer_ || (greeted_ && !took_introduced_));
 }
 
 void Worker::note_death(const WorkerProcess::End& end) {

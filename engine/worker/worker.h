@@ -42,7 +42,7 @@ class Worker {
   const std::string& temporary_parent() const { return temporary_parent_; }
   bool alive() const { return !death_; }
   /// Whether it has died without fault of its newest document: before it took the request that
-  /// introduces it, or because something outside killed it.
+  /// introduces it, because something outside killed it, or for an answer to a document before.
   bool died_without_fault() const;
   /// Whether one of the host's callbacks is being called on its behalf.
   bool busy() const { return working_; }
@@ -109,7 +109,7 @@ class Worker {
   void handle(const Frame& frame);
   void serve(const Frame& frame);
   void take_part(const Frame& frame, Pending& pending);
-  void fill_place(ByteSource& source, bool in_place);
+  void fill_place(ByteSource& source, Place place);
   std::uint32_t read_block(ByteSource& source, const BlockRequest& wanted, std::uint32_t block);
   void read_ahead(std::uint32_t document, ByteSource& source, std::uint64_t offset,
                   std::uint32_t last_count);
@@ -139,6 +139,7 @@ class Worker {
                                      ///< sent
   bool took_introduced_ = true;      ///< whether the worker, which is dead, had taken that
   bool killed_outside_ = false;
+  bool stale_answer_ = false;  ///< it was ended for one more answer to a request of before
 
   /// What lies in one of the window's blocks.
   struct Block {

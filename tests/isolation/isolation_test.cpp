@@ -757,6 +757,28 @@ TEST_F(Isolation, FiltersADocumentWithinTheReadingOfAnother) {
   EXPECT_EQ(std::string(output.data().begin(), output.data().end()), well);
 }
 
+TEST_F(Isolation, FiltersADocumentBetweenTwoPiecesOfAnother) {
+  const Session live = session(Configuration().timeout(10));
+  std::string bytes;
+  while (bytes.size() < (std::size_t{4} << 20) - 64) bytes += "line after line after line\n";
+  struct Interrupting {
+    std::function<void()> interruption;
+    std::string text;
+    long write(const char* data, long count) {
+      if (text.size() < (std::size_t{128} << 10)) interruption();
+      text.append(data, static_cast<std::size_t>(count));
+      return count;
+    }
+  } sink{[&] { expect_the_next_document_is_well(live); }, {}};
+  io::InMemoryFile input = file_of(bytes);
+  EXPECT_EQ(code_of([&] {
+              internal::filter(live.implementation(), generic_io::Input(input),
+                               generic_io::Output(sink));
+            }),
+            0);
+  EXPECT_TRUE(sink.text == bytes);
+}
+
 TEST_F(Isolation, ASinkThatStopsLeavesTheSessionWell) {
   const Session live = session();
   std::string long_text;

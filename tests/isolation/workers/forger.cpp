@@ -54,9 +54,8 @@ class Forger {
 
  private:
   void open(const OpenRequest& request) {
-    channel_.await_shown(request.size - 1);
-    const std::size_t place = window_place_offset + (request.in_place ? 0 : place_size);
-    document_.assign(window_ + place, static_cast<std::size_t>(request.size));
+    channel_.await_shown(request.place, request.size - 1);
+    document_.assign(window_ + place_offset(request.place), static_cast<std::size_t>(request.size));
     std::istringstream words(document_.substr(0, document_.find('\n')));
     std::string forge;
     deed_.clear();
