@@ -12,8 +12,9 @@
 // do not know, tracked changes.
 //
 // Bounds: the text takes 1 MiB of memory and a temporary file; a stream within a document is
-// unpacked up to 256 MiB. What a library makes of a document in memory is its own. The time limit
-// is kept at every event and every reading: after it the library finds its input at the end.
+// unpacked up to 256 MiB. What a library makes of a document in memory is its own; worksheets of
+// more than 32 MiB are refused for it. The time limit is kept at every event and every reading:
+// after it the library finds its input at the end.
 
 #include <libxml/xmlerror.h>
 #include <libxml/xmlversion.h>

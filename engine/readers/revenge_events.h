@@ -115,6 +115,7 @@ class Events : public Interface {
   void drawConnector(const List&) override {}
 
  protected:
+  ParseState& state() { return target_.state; }
   Story& story() { return target_.story; }
   Metadata& metadata() { return target_.metadata; }
 

@@ -21,4 +21,9 @@ void PresentationGenerator::endSlide() {
   guard([&] { story().page(); });
 }
 
+void SpreadsheetGenerator::openSheetCell(const List& list) {
+  guard([&] { sheet_.open_cell(list); });
+  state().rethrow();
+}
+
 }  // namespace trfilter::revenge

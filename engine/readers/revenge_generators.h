@@ -123,6 +123,8 @@ class PresentationGenerator final : public Events<librevenge::RVNGPresentationIn
 };
 
 /// Spreadsheets: a sheet begins with its name; a cell shows its text, or its value by its format.
+/// The libraries have the whole sheet before they tell its first cell, and telling it takes
+/// longest: so a cell ends them once reading is over. None of them tells cells while it cleans up.
 class SpreadsheetGenerator final : public Events<librevenge::RVNGSpreadsheetInterface> {
   using List = librevenge::RVNGPropertyList;
 
@@ -151,9 +153,7 @@ class SpreadsheetGenerator final : public Events<librevenge::RVNGSpreadsheetInte
   void closeSheetRow() override {
     guard([&] { sheet_.close_row(); });
   }
-  void openSheetCell(const List& list) override {
-    guard([&] { sheet_.open_cell(list); });
-  }
+  void openSheetCell(const List& list) override;
   void closeSheetCell() override {
     guard([&] { sheet_.close_cell(); });
   }

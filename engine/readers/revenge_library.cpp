@@ -17,7 +17,9 @@
 #include <libstaroffice/libstaroffice.hxx>
 
 #include <string>
+#include <string_view>
 
+#include "engine/core/fields.h"
 #include "engine/readers/revenge_generators.h"
 
 namespace trfilter::revenge {
@@ -41,6 +43,14 @@ Outcome outcome_of(bool complete) {
 }
 
 Outcome read_wordperfect(const Task& task) {
+  // The prefix of all files of WordPerfect has a key of the password, 0 without one.
+  constexpr std::size_t key_offset = 12;
+  const std::string_view prefix = task.context.document.head(key_offset + 2);
+  const bool has_password = prefix.starts_with("\xFFWPC") && le16(prefix, key_offset) != 0;
+  if (has_password && libwpd::WPDocument::verifyPassword(&task.input, task.password()) !=
+                          libwpd::WPD_PASSWORD_MATCH_OK) {
+    return Outcome::password;
+  }
   TextGenerator generator(task.target);
   switch (libwpd::WPDocument::parse(&task.input, &generator, task.password_or_null())) {
     case libwpd::WPD_OK:
@@ -81,7 +91,13 @@ Outcome read_works_text(const Task& task) {
                                                works_character_set(task).c_str()));
 }
 
+/// A cell of ten bytes takes the library five hundred.
+constexpr std::uint64_t most_sheet_bytes = std::uint64_t{32} << 20;
+
 Outcome read_works_sheet(const Task& task) {
+  if (task.context.document.size() > most_sheet_bytes) {
+    throw EngineError(Code::out_of_memory, "a worksheet of this size takes too much memory");
+  }
   SpreadsheetGenerator generator(task.target);
   return outcome_of(libwps::WPSDocument::parse(&task.input, &generator, task.password(),
                                                works_character_set(task).c_str()));

@@ -22,7 +22,11 @@ void Recording::put_away() {
 
 void Recording::finish() {
   sink_.finish();
-  sink_.take_remainder(last_);
+  // More than a piece waits only behind a failure, or where a paragraph had much anchored to it.
+  while (sink_.size() != 0) {
+    sink_.take_remainder(block_);
+    last_ += block_;
+  }
 }
 
 /// Takes from the piece's end what is not a whole character of UTF-8.

@@ -22,7 +22,7 @@ class Recording {
 
   /// Puts away what has been laid out once that is much; to be called now and again.
   void drain() {
-    if (sink_.size() >= TextSink::chunk_size) put_away();
+    while (sink_.size() >= TextSink::chunk_size) put_away();
   }
 
   bool has_text() const { return sink_.has_text(); }

@@ -41,9 +41,17 @@ def text_storage(kind, *paragraphs):
     return f'<sf:text-storage sf:kind="{kind}"><sf:text-body>{body}</sf:text-body></sf:text-storage>'
 
 
+def section(*paragraphs):
+    text = "".join(f"<sf:p>{paragraph}<sf:br/></sf:p>" for paragraph in paragraphs)
+    return (f'<sf:text-storage sf:kind="body"><sf:stylesheet-ref sfa:IDREF="styles"/><sf:text-body>'
+            f'<sf:section sf:style="section"><sf:layout>{text}</sf:layout>'
+            "</sf:section></sf:text-body></sf:text-storage>")
+
+
 def table(rows):
     columns = len(rows[0])
-    cells = "".join(f'<sf:t{first}><sf:ct sfa:s="{cell}"/></sf:t>' if isinstance(cell, str) else f'<sf:n sf:v="{cell}"/>'
+    cells = "".join(f'<sf:t{first}><sf:ct sfa:s="{cell}"/></sf:t>' if isinstance(cell, str)
+                    else f'<sf:n sf:v="{cell}"/>'
                     for number, cell in enumerate(cell for row in rows for cell in row)
                     for first in [' sf:ct="0"' if number == 0 else ""])
     column = '<sf:grid-column sf:width="100"/>' * columns
@@ -64,13 +72,17 @@ def pages():
                 "</sf:authors>")
     header = text_storage("header", "Garden society")
     footer = text_storage("header", 'Page<sf:tab/><sf:page-number sf:format="lower-roman" sf:value="i"/>')
-    page_style = ('<sl:stylesheet sfa:ID="styles"><sf:styles/></sl:stylesheet>')
-    body = text_storage("body", "Hedges first.<sf:tab/>Then roses.", 'Word <sf:span>by</sf:span> word &amp; line.',
+    furniture = (f'<sf:headers><sf:header sf:name="odd header">{header}</sf:header></sf:headers>'
+                 f'<sf:footers><sf:footer sf:name="odd footer">{footer}</sf:footer></sf:footers>')
+    master = ('<sf:oddPageMaster><sf:pagemaster sl:header="odd header" sl:footer="odd footer"/></sf:oddPageMaster>')
+    page_style = (f'<sl:stylesheet sfa:ID="styles"><sf:styles><sf:sectionstyle sfa:ID="section" sf:ident="section">'
+                  f"<sf:property-map>{master}</sf:property-map></sf:sectionstyle></sf:styles></sl:stylesheet>")
+    body = section("Hedges first.<sf:tab/>Then roses.", 'Word <sf:span>by</sf:span> word &amp; line.',
                         f'<sf:page-start sf:page-index="0"/>{"Before the table."}',
                         '<sf:page-start sf:page-index="1"/>The end.')
     return (f'{DECLARATION}<sl:document{namespaces("sfa", "sf", "sl")} sl:version="92008102400">'
             f"<sl:publication-info>{info}</sl:publication-info><sf:metadata>{metadata}</sf:metadata>{page_style}"
-            f"<sl:section-prototypes/>{header}{footer}{body}</sl:document>\n")
+            f"<sl:section-prototypes/>{furniture}{body}</sl:document>\n")
 
 
 def keynote():
@@ -84,8 +96,8 @@ def keynote():
 
     plants = table([["Plant", "Number"], ["Box tree", 12], ["Rose", 7.5]])
     slides = slide(1, "Welcome to the garden", "Smile.") + slide(2, "Roses", "Speak of 1840.", plants)
-    metadata = stated("key", "title", "string", "sfa:string", "A show") + stated("key", "authors", "string", "sfa:string",
-                                                                                  "Ada")
+    metadata = (stated("key", "title", "string", "sfa:string", "A show") +
+                stated("key", "authors", "string", "sfa:string", "Ada"))
     return (f'{DECLARATION}<key:presentation{namespaces("sfa", "sf", "key")} key:version="92008102400">'
             f'<key:size sfa:w="800" sfa:h="600"/><key:theme-list/><key:slide-list>{slides}</key:slide-list>'
             f"<key:metadata>{metadata}</key:metadata></key:presentation>\n")

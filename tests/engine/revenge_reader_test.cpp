@@ -110,6 +110,12 @@ TEST(RevengeReader, TakesAWorksheetOfManyChunksWhole) {
   EXPECT_EQ(text_of(sheet + worksheet_end, Format::lotus_123), expected);
 }
 
+TEST(RevengeReader, RefusesAWorksheetThatWouldTakeTooMuchMemory) {
+  std::string sheet = worksheet_begin();
+  sheet.resize((std::size_t{32} << 20) + 1);
+  EXPECT_EQ(read_document(std::move(sheet), Format::lotus_123).code, 2);
+}
+
 // WordPerfect.
 
 TEST(RevengeReader, ShowsTabsAndLinesOfWordPerfect) {
