@@ -373,7 +373,7 @@ void PptReader::show_comment(TextSink& sink, std::string_view comment) {
     text.type = record::text_characters;
     block.take(text);
     sink.begin(Region::comment);
-    block.show(sink, {});
+    block.show(sink, {}, limits_);
     sink.paragraph();
     sink.end(Region::comment);
   }
@@ -402,7 +402,7 @@ void PptReader::show_loose_text(TextSink& sink, std::string_view records, unsign
     if (record.is_container()) {
       show_loose_text(sink, record.data, depth + 1);
     } else if (text.take(record)) {
-      text.show(sink, {});
+      text.show(sink, {}, limits_);
       sink.paragraph();
     }
   }

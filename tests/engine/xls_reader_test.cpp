@@ -17,9 +17,10 @@ namespace {
 
 using namespace std::string_literals;
 using test::cell;
+using test::encrypted_workbook;
 using test::f64;
+using test::for_each_locked_byte;
 using test::narrow;
-using test::Rc4Encryption;
 using test::read_document;
 using test::Reading;
 using test::RecordWriter;
@@ -341,36 +342,6 @@ TEST(XlsReader, RefusesWhatHoldsNoWorkbook) {
   EXPECT_EQ(read_document(workbook_file("text", "Other"), Format::excel_97).code, corrupt);
   EXPECT_EQ(read_document(workbook_file("no records at all"), Format::excel_97).code, corrupt);
   EXPECT_EQ(read_document("", Format::excel_2).code, corrupt);
-}
-
-/// Calls `change` with each byte of a workbook stream that encryption changes, where it stands, and
-/// how many bytes its record has.
-template <typename Change>
-void for_each_locked_byte(std::string& stream, Change change) {
-  for (std::size_t at = 0; at + 4 <= stream.size();) {
-    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(stream[at + i]); };
-    const unsigned type = byte(0) | static_cast<unsigned>(byte(1)) << 8;
-    const std::size_t size = byte(2) | static_cast<std::size_t>(byte(3)) << 8;
-    at += 4;
-    const std::size_t clear = type == 0x0809 || type == 0x002F ? size : type == 0x0085 ? 4 : 0;
-    for (std::size_t i = clear; i < size; ++i) change(stream[at + i], at + i, size);
-    at += size;
-  }
-}
-
-/// A workbook in RC4 encryption ([MS-OFFCRYPTO] 2.3.6).
-std::string encrypted_workbook(std::string_view password, const std::string& records) {
-  const Rc4Encryption encryption = Rc4Encryption::of_binary_documents(password);
-  const std::string file_pass = RecordWriter().add(0x002F, u16(1) + encryption.header()).bytes();
-  std::string stream = workbook_stream(file_pass, {{"S", records}});
-  std::string keys;
-  for (std::uint32_t block = 0; block * 1024 < stream.size(); ++block) {
-    keys += encryption.encrypt(block, std::string(1024, '\0'));
-  }
-  for_each_locked_byte(stream, [&](char& byte, std::size_t at, std::size_t) {
-    byte = static_cast<char>(byte ^ keys[at]);
-  });
-  return workbook_file(stream);
 }
 
 TEST(XlsReader, ReadsAnEncryptedWorkbookWithItsPassword) {
