@@ -242,9 +242,10 @@ TEST(XlsReader, ReadsAWorkbookOfVersion4) {
   EXPECT_EQ(reading.text, "Name\nfour\n");
 }
 
-std::string text_object(unsigned kind, std::string_view text) {
+std::string text_object(unsigned kind, std::string_view text, unsigned number = 1) {
   RecordWriter records;
-  records.add(0x005D, u16(0x15) + u16(0x12) + u16(kind) + u16(1) + std::string(14, '\0') + u32(0));
+  records.add(0x005D,
+              u16(0x15) + u16(0x12) + u16(kind) + u16(number) + std::string(14, '\0') + u32(0));
   records.add(0x01B6, std::string(10, '\0') + u16(static_cast<unsigned>(text.size())) + u16(16) +
                           std::string(4, '\0'));
   // The text is cut in the middle, then come its formats.
@@ -260,6 +261,21 @@ TEST(XlsReader, WritesShapesThenCommentsBehindTheRows) {
                               text_object(6, "first line\nsecond");
   EXPECT_EQ(sheet_text(records), "cell\nfirst line\nsecond\nAnn:\nremark\n");
   EXPECT_EQ(sheet_text(records, "", with(&Options::skip_comments)), "cell\nfirst line\nsecond\n");
+}
+
+/// NoteSh ([MS-XLS] 2.5.185): the author of the comment that an object shows.
+std::string comment_author(unsigned object, std::string_view name) {
+  return RecordWriter()
+      .add(0x001C, u16(0) + u16(0) + u16(0) + u16(object) + narrow(name) + u8(0))
+      .bytes();
+}
+
+TEST(XlsReader, WritesAuthorsBeforeCommentsThatDoNotBeginWithThem) {
+  const std::string records = label(0, 0, "cell") + text_object(0x19, "Ann:\nremark", 4) +
+                              text_object(0x19, "why?", 5) + text_object(0x19, "so?", 6) +
+                              comment_author(6, "Cy") + comment_author(4, "Ann") +
+                              comment_author(5, "Bob") + comment_author(77, "Dee");
+  EXPECT_EQ(sheet_text(records), "cell\nAnn:\nremark\nBob: why?\nCy: so?\n");
 }
 
 TEST(XlsReader, WritesWordArtAndAlternativeTexts) {

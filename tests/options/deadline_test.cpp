@@ -237,6 +237,24 @@ std::string xlsx_of_many_strings() {
           repeated("<si><t>Some text in a table</t></si>", 20 * megabyte) + "</sst>");
 }
 
+/// A record of a binary workbook; its number and its size have a byte or two each.
+std::string binary_record(unsigned type, std::string_view data = {}) {
+  const std::string number = type < 0x80 ? u8(type) : u8((type & 0x7F) | 0x80) + u8(type >> 7);
+  return number + u8(static_cast<unsigned>(data.size())) + std::string(data);
+}
+
+std::string long_xlsb() {
+  OoxmlPackage package("xl/workbook.bin", "spreadsheetml.sheet");
+  package.relate("xl/workbook.bin", "r", "worksheet", "sheet1.bin");
+  package.part("xl/workbook.bin",
+               binary_record(156, u32(0) + u32(1) + u32(1) + utf16(u"r") + u32(1) + utf16(u"S")));
+  const std::string row = binary_record(0, std::string(17, '\0')) +
+                          binary_record(5, u32(0) + u32(0) + f64(1.5)) +
+                          binary_record(6, u32(1) + u32(0) + u32(4) + utf16(u"text"));
+  package.part("xl/sheet1.bin", binary_record(145) + repeated(row, 30 * megabyte));
+  return packed(package);
+}
+
 std::string long_pptx() {
   return packed(trfilter::test::pptx(
       {"<p:sp><p:txBody>" + repeated("<a:p><a:r><a:t>a</a:t></a:r></a:p>", 30 * megabyte) +
@@ -572,6 +590,7 @@ const std::vector<LongDocument> long_documents = {
     {"xlsx", long_xlsx},
     {"xlsx_of_one_row", xlsx_of_one_row},
     {"xlsx_of_many_strings", xlsx_of_many_strings},
+    {"xlsb", long_xlsb},
     {"pptx", long_pptx},
     {"pptx_of_many_slides", pptx_of_many_slides},
     {"odf", long_odt},

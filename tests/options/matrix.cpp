@@ -99,7 +99,7 @@ void add_comments(Table& table) {
             "a\n");
   table.add("skip_comments", "docx", docx_with_comment(), skip_comments, "body\nremark\n",
             "body\n");
-  table.add("skip_comments", "xlsx", xlsx_with_comment(), skip_comments, "S\n1\nremark\n",
+  table.add("skip_comments", "xlsx", xlsx_with_comment(), skip_comments, "S\n1\nAnn: remark\n",
             "S\n1\n");
   table.add("skip_comments", "pptx", pptx_with_comment(), skip_comments, "slide\nremark\n",
             "slide\n");
