@@ -42,10 +42,16 @@ void EmbeddedFiles::add_external(std::string_view location) {
   members_.push_back({std::move(file), {}, std::string(location)});
 }
 
-void EmbeddedFiles::settle_names() {
+void EmbeddedFiles::settle_names(const Limits& limits) {
+  constexpr std::size_t members_between_checks = 1024;
   std::unordered_map<std::string, std::size_t> uses;
-  for (const Member& member : members_) ++uses[member.file.name];
+  std::size_t seen = 0;
+  for (const Member& member : members_) {
+    if (++seen % members_between_checks == 0) limits.check_time();
+    ++uses[member.file.name];
+  }
   for (Member& member : members_) {
+    if (++seen % members_between_checks == 0) limits.check_time();
     if (!member.file.path.empty() && uses[member.file.name] > 1) {
       member.file.name = safe_path(member.file.path);
     }

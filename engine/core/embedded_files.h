@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/core/limits.h"
 #include "engine/core/subfiles.h"
 
 namespace trfilter {
@@ -30,7 +31,7 @@ class EmbeddedFiles final : public Subfiles {
   void add_external(std::string_view location);
 
   /// To be called once behind the last `add`: gives members that share a name their paths.
-  void settle_names();
+  void settle_names(const Limits& limits);
 
   std::size_t count() const override { return members_.size(); }
   Subfile describe(std::size_t index) override;

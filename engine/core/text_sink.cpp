@@ -233,6 +233,17 @@ void TextSink::put(std::string_view bytes) {
   has_text_ = true;
 }
 
+std::string comment_label(std::string_view author, std::string_view text) {
+  constexpr std::string_view blanks(" \t\r\n\0", 5);
+  constexpr std::size_t longest_name = 256;
+  const std::size_t begin = author.find_first_not_of(blanks);
+  if (begin == std::string_view::npos) return {};
+  author = author.substr(begin, author.find_last_not_of(blanks) + 1 - begin);
+  if (author.size() > longest_name) return {};
+  const bool repeated = text.starts_with(author) && text.substr(author.size()).starts_with(':');
+  return repeated ? std::string() : std::string(author) + ": ";
+}
+
 void TextSink::finish() {
   tabs_due_ = 0;
   page_due_ = false;

@@ -133,4 +133,10 @@ class TextSink {
   bool has_text_ = false;
 };
 
+/// What stands before a comment's text: its author.
+/// @param author  UTF-8; empty: nobody is named
+/// @param text    the comment's; some programs begin it with its author
+/// @return empty when there is nothing to say
+std::string comment_label(std::string_view author, std::string_view text = {});
+
 }  // namespace trfilter

@@ -39,13 +39,20 @@ std::uint32_t code_page_of_locale(std::uint32_t locale) {
   return found == locale_pages.end() ? western : found->code_page;
 }
 
-std::string decode_text(std::string_view bytes, const Encoding* encoding) {
+std::string decode_text(std::string_view bytes, const Encoding* encoding, const Limits* limits) {
   if (encoding == nullptr) {
     if (is_valid_utf8(bytes)) return std::string(bytes);
     encoding = &guess_legacy_encoding(bytes);
   }
   TextDecoder decoder(*encoding);
-  return std::string(decoder.decode(bytes, true));
+  std::string text;
+  while (!bytes.empty()) {
+    if (limits != nullptr) limits->check_time();
+    const std::string_view block = bytes.substr(0, text_block);
+    bytes.remove_prefix(block.size());
+    text += decoder.decode(block, bytes.empty());
+  }
+  return text;
 }
 
 }  // namespace trfilter::mapi

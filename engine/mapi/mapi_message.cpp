@@ -203,7 +203,7 @@ MailSensitivity sensitivity_of(PropertySource& properties) {
 }
 
 /// The body in HTML, which is kept in bytes of a stated code page or as text.
-MailBody html_body(PropertySource& properties) {
+MailBody html_body(PropertySource& properties, const Limits& limits) {
   MailBody body{MailBody::Kind::html, {}, {}};
   auto stored = properties.stored(id::html);
   if (!stored || stored->values.empty()) return body;
@@ -213,7 +213,7 @@ MailBody html_body(PropertySource& properties) {
     const Encoding* encoding = encoding_of_code_page(static_cast<std::uint32_t>(number));
     if (encoding != nullptr) body.charset = encoding->name;
   } else {
-    body.bytes = properties.text(id::html);
+    body.bytes = properties.text(id::html, limits);
     body.charset = utf8_encoding().name;
   }
   return body;
@@ -326,10 +326,10 @@ MailHeaders mail_headers(Message& message) {
 std::vector<MailBody> mail_bodies(Message& message, Limits& limits) {
   PropertySource& properties = message.properties();
   std::vector<MailBody> bodies;
-  if (std::string plain = properties.text(id::body); !plain.empty()) {
+  if (std::string plain = properties.text(id::body, limits); !plain.empty()) {
     bodies.push_back({MailBody::Kind::plain, std::move(plain), utf8_encoding().name});
   }
-  if (MailBody html = html_body(properties); !html.bytes.empty()) bodies.push_back(std::move(html));
+  if (MailBody html = html_body(properties, limits); !html.bytes.empty()) bodies.push_back(std::move(html));
   add_rtf(properties, limits, bodies);
   return bodies;
 }

@@ -1,5 +1,6 @@
 #include "engine/mapi/property.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 
@@ -63,10 +64,19 @@ std::string utf16_bytes_to_utf8(std::string_view bytes) {
   return utf16_to_utf8(units);
 }
 
-std::string PropertySource::as_text(PropertyType type, std::string_view value) const {
-  if (type == PropertyType::string8) return decode_text(without_end_mark(value), encoding_);
+std::string PropertySource::as_text(PropertyType type, std::string_view value,
+                                    const Limits* limits) const {
+  if (type == PropertyType::string8) return decode_text(without_end_mark(value), encoding_, limits);
   if (type != PropertyType::string) return {};
-  std::string text = utf16_bytes_to_utf8(value);
+  std::string text;
+  while (!value.empty()) {
+    if (limits != nullptr) limits->check_time();
+    std::size_t count = std::min(text_block, value.size());
+    // A pair of surrogates stays together.
+    if (count < value.size() && (byte_at(value, count - 1) & 0xFC) == 0xD8) count -= 2;
+    text += utf16_bytes_to_utf8(value.substr(0, count));
+    value.remove_prefix(count);
+  }
   text.resize(without_end_mark(text).size());
   return text;
 }
@@ -74,14 +84,20 @@ std::string PropertySource::as_text(PropertyType type, std::string_view value) c
 std::string PropertySource::text(std::uint16_t id) {
   const auto property = load(id);
   if (!property || property->values.empty()) return {};
-  return as_text(property->type, property->values.front());
+  return as_text(property->type, property->values.front(), nullptr);
+}
+
+std::string PropertySource::text(std::uint16_t id, const Limits& limits) {
+  const auto property = load(id);
+  if (!property || property->values.empty()) return {};
+  return as_text(property->type, property->values.front(), &limits);
 }
 
 std::vector<std::string> PropertySource::texts(std::uint16_t id) {
   std::vector<std::string> texts;
   if (const auto property = load(id)) {
     for (const std::string& value : property->values) {
-      texts.push_back(as_text(property->type, value));
+      texts.push_back(as_text(property->type, value, nullptr));
     }
   }
   return texts;
@@ -140,6 +156,15 @@ const Encoding* message_encoding(PropertySource& message) {
   }
   const auto locale = message.integer(id::message_locale);
   return encoding_of_code_page(code_page_of_locale(static_cast<std::uint32_t>(locale.value_or(0))));
+}
+
+void assume_encoding(PropertySource& properties, const Options& options) {
+  if (properties.encoding() != nullptr) return;
+  if (const Encoding* told = encoding_of_number(options.source_encoding)) {
+    properties.set_encoding(told);
+  } else if (!options.detect_character_set) {
+    properties.set_encoding(&windows_1252_encoding());
+  }
 }
 
 }  // namespace trfilter::mapi

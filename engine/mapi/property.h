@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "engine/charset/encoding.h"
+#include "engine/core/limits.h"
+#include "engine/core/options.h"
 #include "engine/core/properties.h"
 
 namespace trfilter::mapi {
@@ -65,6 +67,8 @@ class PropertySource {
 
   /// The first value as UTF-8 text; empty for a property that is absent or no text.
   std::string text(std::uint16_t id);
+  /// The same of a text that may be long, under the time-out.
+  std::string text(std::uint16_t id, const Limits& limits);
   /// All values as UTF-8 text.
   std::vector<std::string> texts(std::uint16_t id);
   std::optional<std::int32_t> integer(std::uint16_t id);
@@ -90,13 +94,17 @@ class PropertySource {
   virtual std::optional<StoredProperty> load(std::uint16_t id) = 0;
 
  private:
-  std::string as_text(PropertyType type, std::string_view value) const;
+  std::string as_text(PropertyType type, std::string_view value, const Limits* limits) const;
 
   const Encoding* encoding_ = nullptr;
 };
 
 /// The encoding that a message states for its text in a code page; null: none.
 const Encoding* message_encoding(PropertySource& message);
+
+/// Settles the encoding of an object's text where the object states none: the one that the host
+/// says, the Western one when nothing is to be guessed.
+void assume_encoding(PropertySource& properties, const Options& options);
 
 /// UTF-8 of UTF-16 as files have it, little-endian; an odd byte at the end is dropped.
 std::string utf16_bytes_to_utf8(std::string_view bytes);

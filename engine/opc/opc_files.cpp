@@ -108,7 +108,7 @@ class Collector {
     }
     for (const std::string& location : external_) files_->add_external(location);
     if (files_->count() == 0) return nullptr;
-    files_->settle_names();
+    files_->settle_names(context_.limits);
     return std::move(files_);
   }
 

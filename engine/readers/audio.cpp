@@ -222,7 +222,7 @@ class AudioReader final : public Reader {
         output.write({bytes.data(), bytes.size()});
       });
     }
-    files->settle_names();
+    files->settle_names(context_.limits);
     return files;
   }
 

@@ -28,6 +28,7 @@
 #include "engine/office_crypt/stream_cipher.h"
 #include "engine/office_crypt/xor_obfuscation.h"
 #include "engine/readers/doc_anchors.h"
+#include "engine/readers/doc_comments.h"
 #include "engine/readers/doc_headers.h"
 #include "engine/readers/doc_members.h"
 #include "engine/readers/doc_source.h"
@@ -76,7 +77,7 @@ class DocReader final : public Reader, private SectionListener {
     }
     if (next_note_ < notes_.size()) {
       const Note& note = notes_[next_note_++];
-      put_story(note.span, note.region, note.anchors);
+      put_story(note.span, note.region, note.anchors, note.label);
       return true;
     }
     if (source_->damaged()) {
@@ -99,6 +100,7 @@ class DocReader final : public Reader, private SectionListener {
     Span span;
     std::optional<Region> region;
     const Anchors* anchors = nullptr;
+    std::string label = {};  ///< stands before a comment
   };
 
   void open_streams(const ReaderContext& context) {
@@ -195,8 +197,8 @@ class DocReader final : public Reader, private SectionListener {
       unanchored.push_back(part(TextPart::boxes));
       unanchored_in_headers.push_back(part(TextPart::header_boxes));
     }
-    for (const Span& box : unanchored) notes_.push_back({box, std::nullopt, nullptr});
-    for (const Span& box : unanchored_in_headers) notes_.push_back({box, Region::header, nullptr});
+    for (const Span& box : unanchored) notes_.push_back({box, std::nullopt});
+    for (const Span& box : unanchored_in_headers) notes_.push_back({box, Region::header});
   }
 
   void add_notes(TextPart text_part, Table table, Region region) {
@@ -204,14 +206,21 @@ class DocReader final : public Reader, private SectionListener {
     if (all.begin == all.end) return;
     std::vector<Span> spans = spans_of(source_->table(table), all, 0);
     if (spans.empty()) spans.push_back(all);
-    for (const Span& span : spans) notes_.push_back({span, region, nullptr});
+    std::vector<std::string> labels;
+    if (region == Region::comment) labels = comment_labels(*source_, spans.size());
+    labels.resize(spans.size());
+    for (std::size_t i = 0; i < spans.size(); ++i) {
+      notes_.push_back({spans[i], region, nullptr, std::move(labels[i])});
+    }
   }
 
-  void put_story(Span span, std::optional<Region> region, const Anchors* anchors) {
+  void put_story(Span span, std::optional<Region> region, const Anchors* anchors,
+                 std::string_view label = {}) {
     if (span.begin >= span.end) return;
     output_->paragraph();
     if (region) {
       output_->open(*region);
+      output_->text(label);
       output_->drop_blanks();
     }
     Story(*source_, *output_, span, nullptr, anchors).run();

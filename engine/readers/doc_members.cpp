@@ -79,7 +79,7 @@ class Members {
     pictures_of_text();
     pictures_of_drawings();
     if (files_->count() == 0) return nullptr;
-    files_->settle_names();
+    files_->settle_names(source_.limits());
     return std::move(files_);
   }
 

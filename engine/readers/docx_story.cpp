@@ -672,6 +672,7 @@ void Story::start_note(const XmlElement& element, Region region) {
   }
   output_.paragraph();
   output_.open(region);
+  if (region == Region::comment) output_.text(comment_label(element.attribute("author")));
   note_region_ = region;
   // The note's own mark is followed by a blank.
   output_.drop_blanks();

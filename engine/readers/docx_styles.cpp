@@ -142,6 +142,7 @@ void Styles::read(OpcPackage& package, std::string_view part) {
   package.parse(part, handler);
   styles_.reserve(handler.definitions.size());
   for (const auto& [id, definition] : handler.definitions) {
+    package.limits().check_time();
     styles_.emplace(id, resolved(handler.definitions, id));
   }
   default_paragraph_ = find(handler.default_paragraph);

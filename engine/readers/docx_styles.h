@@ -1,25 +1,13 @@
 #pragma once
 
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 
+#include "engine/core/string_map.h"
 #include "engine/opc/opc_package.h"
 
 namespace trfilter::docx {
-
-/// Hashes strings and views alike, so that look-ups need no copies.
-struct StringHash {
-  using is_transparent = void;
-  std::size_t operator()(std::string_view text) const {
-    return std::hash<std::string_view>{}(text);
-  }
-};
-
-template <typename Value>
-using StringMap = std::unordered_map<std::string, Value, StringHash, std::equal_to<>>;
 
 /// The value of an on-off property (ECMA-376 part 1, 17.17.4): on unless it says otherwise.
 bool is_on(const XmlElement& element);

@@ -194,7 +194,7 @@ class EpubReader final : public Reader {
       if (zip_.contains(part) && added.insert(part).second) add_package_file(*files, zip_, part);
     }
     if (files->count() == 0) return nullptr;
-    files->settle_names();
+    files->settle_names(context_.limits);
     return files;
   }
 

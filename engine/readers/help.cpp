@@ -101,12 +101,18 @@ class HelpReader final : public Reader {
     const DetectedCharset charset = detect_html_charset(page, context_.options, context_.limits);
     TextDecoder decoder(*charset.encoding);
     LineEndings line_endings;
-    std::string text(
-        line_endings.normalize(decoder.decode(page.bytes().substr(charset.mark_length), true)));
-    std::erase(text, '\0');
     HtmlText topic(sink);
     HtmlTokenizer tokenizer(topic, HtmlTokenizer::Syntax::html);
-    tokenizer.feed(text);
+    std::string text;
+    std::string_view rest = page.bytes().substr(charset.mark_length);
+    while (!rest.empty()) {
+      context_.limits.check_time();
+      const std::string_view block = rest.substr(0, TextSink::chunk_size);
+      rest.remove_prefix(block.size());
+      text = line_endings.normalize(decoder.decode(block, rest.empty()));
+      std::erase(text, '\0');
+      tokenizer.feed(text);
+    }
     tokenizer.finish();
     topic.finish();
     sink.page();

@@ -89,7 +89,7 @@ class IdmlReader final : public Reader {
     for (const std::string& name : package_.zip().names()) {
       if (!name.ends_with('/')) add_package_file(*files, package_.zip(), name);
     }
-    files->settle_names();
+    files->settle_names(context_.limits);
     return files;
   }
 

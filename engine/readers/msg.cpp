@@ -330,6 +330,7 @@ class MsgReader : public Reader {
         names_(file_),
         message_(file_, names_, CompoundEntry::root, message_head),
         text_(context_, message_) {
+    mapi::assume_encoding(message_.properties(), context.options);
     if (!is_item()) throw EngineError(Code::corrupt, "the compound file holds no item");
   }
 

@@ -89,6 +89,13 @@ void OdfContentHandler::start_structure(const XmlElement& element, Open& open) {
     case E::annotation:
       begin_aside(open);
       begin_region(open, Region::comment);
+      // Before OpenDocument the author is an attribute.
+      flow_.text(comment_label(element.attribute("author")));
+      break;
+    case E::annotation_author:
+      if (open_.empty() || open_.back().kind != E::annotation) break;
+      collecting_ = Collecting::author;
+      collected_.clear();
       break;
     case E::page_header:
     case E::page_footer:
@@ -357,6 +364,7 @@ void OdfContentHandler::end_known(Open& open) {
       break;
     case E::page_value:
     case E::image_text:
+    case E::annotation_author:
       end_collecting();
       break;
     default:
@@ -486,6 +494,8 @@ void OdfContentHandler::end_collecting() {
     flow_.text(collected_);
     flow_.end(Region::alternative_text);
     flow_.paragraph();
+  } else if (what == Collecting::author) {
+    flow_.text(comment_label(collected_));
   } else if (what == Collecting::placeholder && !is_placeholder(collected_)) {
     text(collected_);
   }

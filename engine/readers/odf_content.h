@@ -103,7 +103,7 @@ class OdfContentHandler final : public XmlHandler {
   bool in_chart_ = false;
   unsigned pages_ = 0;
 
-  enum class Collecting : std::uint8_t { nothing, image_text, placeholder };
+  enum class Collecting : std::uint8_t { nothing, image_text, placeholder, author };
   Collecting collecting_ = Collecting::nothing;
   std::string collected_;
 

@@ -144,7 +144,7 @@ class Collector {
     parse("content.xml", links);
     for (const std::string& location : links.locations) files_->add_external(location);
     if (files_->count() == 0) return nullptr;
-    files_->settle_names();
+    files_->settle_names(context_.limits);
     return std::move(files_);
   }
 

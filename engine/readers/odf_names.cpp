@@ -21,6 +21,7 @@ enum class Space : std::uint8_t {
   three_d,
   form,
   math,
+  dublin_core,
 };
 
 constexpr NameTable spaces{std::array{
@@ -39,6 +40,7 @@ constexpr NameTable spaces{std::array{
 constexpr std::string_view oasis = "urn:oasis:names:tc:opendocument:xmlns:";
 constexpr std::string_view ancestor = "http://openoffice.org/2000/";
 constexpr std::string_view w3c_svg = "http://www.w3.org/2000/svg";
+constexpr std::string_view dublin_core = "http://purl.org/dc/elements/1.1/";
 constexpr std::string_view w3c_math = "http://www.w3.org/1998/Math/MathML";
 
 Space space_of(std::string_view uri) {
@@ -49,6 +51,7 @@ Space space_of(std::string_view uri) {
   if (uri.starts_with(ancestor)) return spaces.find(uri.substr(ancestor.size()));
   if (uri == w3c_svg) return Space::svg;
   if (uri == w3c_math) return Space::math;
+  if (uri == dublin_core) return Space::dublin_core;
   return Space::other;
 }
 
@@ -225,6 +228,8 @@ OdfElement odf_element(std::string_view name, std::string_view uri) {
       return math_names.find(name);
     case Space::form:
       return E::skipped;
+    case Space::dublin_core:
+      return name == "creator" ? E::annotation_author : E::other;
     case Space::other:
       break;
   }

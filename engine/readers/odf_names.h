@@ -19,6 +19,7 @@ enum class OdfElement : std::uint8_t {
   master_styles,
   meta,
   annotation,
+  annotation_author,
   // text
   paragraph,
   heading,

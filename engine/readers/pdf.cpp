@@ -286,7 +286,11 @@ void PdfReader::write_comments(Page& page) {
     const std::string text = pdf::text_string(markup->getContents()->toStr());
     if (text.empty()) continue;
     sink_->paragraph();
-    if (sink_->begin(Region::comment)) sink_->text(text);
+    if (sink_->begin(Region::comment)) {
+      const GooString* author = markup->getLabel();
+      if (author != nullptr) sink_->text(comment_label(pdf::text_string(author->toStr()), text));
+      sink_->text(text);
+    }
     sink_->paragraph();
     sink_->end(Region::comment);
   }

@@ -123,6 +123,7 @@ class PptReader final : public Reader {
   enum class Stage : std::uint8_t { start, slides, loose_records };
 
   std::uint32_t find_storage() const;
+  bool is_of_1997() const { return file_.child(storage_, "PowerPoint Document").has_value(); }
   void read_document();
   void read_list(std::string_view list, std::vector<ListedSlide>& slides);
   void show_slide(TextSink& sink, std::size_t index);
@@ -189,8 +190,7 @@ bool PptReader::step(TextSink& sink) {
     case Stage::loose_records:
       if (show_loose_record(sink)) return true;
       if (!loose_text_) {
-        const bool of_1997 = file_.child(storage_, "PowerPoint Document").has_value();
-        throw EngineError(of_1997 ? Code::corrupt : Code::unsupported_format,
+        throw EngineError(is_of_1997() ? Code::corrupt : Code::unsupported_format,
                           "no slide of the presentation can be found");
       }
       break;
@@ -211,7 +211,8 @@ void PptReader::read_document() {
   if (objects_.has_directory()) document_ = objects_.read(objects_.document());
   ArtRecord document;
   if (!document.parse(document_) || document.type != record::document) {
-    damaged_ = true;
+    // Presentations of 1995 have no directory of this kind.
+    damaged_ = is_of_1997();
     stage_ = Stage::loose_records;
     return;
   }
@@ -364,16 +365,20 @@ void PptReader::show_comments(TextSink& sink, std::string_view tags) {
 
 /// Comment10Container ([MS-PPT] 2.5.22).
 void PptReader::show_comment(TextSink& sink, std::string_view comment) {
+  constexpr unsigned of_the_author = 0;
   constexpr unsigned of_the_text = 1;
   ArtRecords parts(comment);
   ArtRecord text;
+  std::string label;
   while (parts.find(record::string, text)) {
+    if (text.instance == of_the_author) label = comment_label(ppt::text_of(text.data));
     if (text.instance != of_the_text) continue;
     TextBlock block;
     text.type = record::text_characters;
     block.take(text);
     sink.begin(Region::comment);
-    block.show(sink, {});
+    sink.text(label);
+    block.show(sink, {}, limits_);
     sink.paragraph();
     sink.end(Region::comment);
   }
@@ -402,7 +407,7 @@ void PptReader::show_loose_text(TextSink& sink, std::string_view records, unsign
     if (record.is_container()) {
       show_loose_text(sink, record.data, depth + 1);
     } else if (text.take(record)) {
-      text.show(sink, {});
+      text.show(sink, {}, limits_);
       sink.paragraph();
     }
   }

@@ -70,7 +70,7 @@ class Members {
     add_objects();
     if (!objects_.encrypted()) add_pictures();
     if (files_->count() == 0) return nullptr;
-    files_->settle_names();
+    files_->settle_names(limits_);
     return std::move(files_);
   }
 

@@ -25,17 +25,17 @@ void DrawingText::show_rest_of_outline() {
   for (std::size_t i = 0; i < outline_.size(); ++i) {
     if (outline_shown_[i]) continue;
     outline_shown_[i] = true;
-    outline_[i].show(sink_, values_);
+    outline_[i].show(sink_, values_, limits_);
     sink_.paragraph();
   }
 }
 
 void DrawingText::show_records(std::string_view records, unsigned depth) {
   limits_.check_depth(depth);
-  limits_.check_time();
   ArtRecords all(records);
   ArtRecord record;
   while (all.next(record)) {
+    limits_.check_time();
     if (record.is_cut()) damaged_ = true;
     if (record.type == art::shape_group) {
       show_group(record.data, depth + 1);
@@ -82,9 +82,9 @@ void DrawingText::show_shape(const Shape& shape) {
 void DrawingText::show_text(const Shape& shape) {
   if (shape.outline && *shape.outline < outline_.size()) {
     outline_shown_[*shape.outline] = true;
-    outline_[*shape.outline].show(sink_, values_);
+    outline_[*shape.outline].show(sink_, values_, limits_);
   } else {
-    shape.text.show(sink_, values_);
+    shape.text.show(sink_, values_, limits_);
   }
 }
 
@@ -109,6 +109,7 @@ void DrawingText::show_table(std::string_view records, unsigned depth) {
                                         : a.anchor.left < b.anchor.left;
   });
   for (std::size_t i = 0; i < cells.size();) {
+    limits_.check_time();
     const std::int32_t top = cells[i].anchor.top;
     unsigned ended = 0;
     sink_.begin_row();
@@ -129,6 +130,7 @@ void DrawingText::collect_cells(std::string_view records, std::vector<Shape>& ce
   ArtRecords all(records);
   ArtRecord record;
   while (all.next(record)) {
+    limits_.check_time();
     if (record.is_cut()) damaged_ = true;
     if (record.type == art::shape_group) {
       collect_cells(record.data, cells, depth + 1);

@@ -87,7 +87,7 @@ bool TextBlock::take(const ArtRecord& record) {
   }
 }
 
-void TextBlock::show(TextSink& sink, const FieldValues& values) const {
+void TextBlock::show(TextSink& sink, const FieldValues& values, const Limits& limits) const {
   constexpr char16_t paragraph_end = u'\r';
   constexpr char16_t line_break = u'\v';
   const auto show_field = [&](const Field& field) {
@@ -112,6 +112,8 @@ void TextBlock::show(TextSink& sink, const FieldValues& values) const {
         break;
     }
   };
+  constexpr unsigned pieces_between_checks = 1024;
+  unsigned pieces = 0;
   std::size_t begin = 0;
   const std::u16string_view units = units_;
   std::size_t field = 0;
@@ -122,6 +124,7 @@ void TextBlock::show(TextSink& sink, const FieldValues& values) const {
     // A field stands in the place of the character at its position.
     const bool at_field = !at_end && field < fields_.size() && fields_[field].position == i;
     if (!at_end && !at_field && unit != paragraph_end && unit != line_break) continue;
+    if (++pieces % pieces_between_checks == 0) limits.check_time();
     show_characters(sink, units.substr(begin, i - begin));
     begin = i + 1;
     if (at_field) {

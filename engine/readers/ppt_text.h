@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/core/limits.h"
 #include "engine/core/text_sink.h"
 #include "engine/office_art/art_records.h"
 
@@ -76,7 +77,7 @@ class TextBlock {
   bool empty() const { return units_.empty(); }
 
   /// Shows paragraphs; the last one is not ended.
-  void show(TextSink& sink, const FieldValues& values) const;
+  void show(TextSink& sink, const FieldValues& values, const Limits& limits) const;
 
  private:
   struct Field {

@@ -141,7 +141,7 @@ class PptxReader final : public Reader {
     for (const OpcRelationship& relationship : slide_relationships_.all()) {
       if (relationship.kind != "comments" || relationship.external) continue;
       if (sink.begin(Region::comment)) {
-        CommentsHandler comments(sink);
+        CommentsHandler comments(sink, authors());
         package_.parse(relationship.target, comments);
         sink.paragraph();
       }
@@ -170,6 +170,20 @@ class PptxReader final : public Reader {
     print_masters_.clear();
   }
 
+  /// Who has written comments.
+  const StringMap<std::string>& authors() {
+    if (!authors_) {
+      pptx::AuthorsHandler handler;
+      const OpcRelationships relationships = package_.relationships(main_part_);
+      for (const char* kind : {"commentAuthors", "authors"}) {
+        const OpcRelationship* part = relationships.of_kind(kind);
+        if (part != nullptr && !part->external) package_.parse(part->target, handler);
+      }
+      authors_ = std::move(handler.names);
+    }
+    return *authors_;
+  }
+
   /// Notes and masters are small: each is read at once.
   void show_shapes(TextSink& sink, const std::string& part, ShapePart kind, Region region) {
     if (sink.begin(region)) {
@@ -192,6 +206,7 @@ class PptxReader final : public Reader {
   std::unique_ptr<ShapesHandler> shapes_;
   std::unique_ptr<OpcPartParser> parser_;
   std::unordered_set<std::string> shown_backgrounds_;
+  std::optional<StringMap<std::string>> authors_;  ///< once a comment has asked for them
 };
 
 }  // namespace

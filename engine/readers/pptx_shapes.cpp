@@ -344,16 +344,32 @@ void CommentsHandler::start_element(const XmlElement& element) {
     in_text_ = true;
   } else if (name == "br") {
     sink_.line();
+  } else if (name == "cm" || name == "reply") {
+    const auto author = authors_.find(element.attribute("authorId"));
+    labels_.push_back(author == authors_.end() ? std::string() : comment_label(author->second));
   }
 }
 
 void CommentsHandler::end_element(std::string_view name, std::string_view) {
   if (name == "text" || name == "t") in_text_ = false;
   if (name == "text" || name == "p") sink_.paragraph();
+  if ((name == "cm" || name == "reply") && !labels_.empty()) labels_.pop_back();
 }
 
 void CommentsHandler::characters(std::string_view text) {
-  if (in_text_) sink_.text(text);
+  if (!in_text_) return;
+  if (!labels_.empty()) sink_.text(std::exchange(labels_.back(), {}));
+  sink_.text(text);
+}
+
+void AuthorsHandler::start_element(const XmlElement& element) {
+  constexpr std::size_t most_authors = std::size_t{1} << 16;
+  constexpr std::size_t longest_name = 1024;
+  if (element.name() != "cmAuthor" && element.name() != "author") return;
+  const std::string_view name = element.attribute("name");
+  if (names.size() < most_authors && name.size() <= longest_name) {
+    names.emplace(std::string(element.attribute("id")), std::string(name));
+  }
 }
 
 }  // namespace trfilter::pptx

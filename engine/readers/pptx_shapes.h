@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "engine/core/list_number.h"
+#include "engine/core/string_map.h"
 #include "engine/core/text_sink.h"
 #include "engine/drawing/math_structure.h"
 #include "engine/opc/opc_package.h"
@@ -93,7 +94,9 @@ class ShapesHandler final : public XmlHandler {
 /// versions.
 class CommentsHandler final : public XmlHandler {
  public:
-  explicit CommentsHandler(TextSink& sink) : sink_(sink) {}
+  /// @param authors  by their identifiers
+  CommentsHandler(TextSink& sink, const StringMap<std::string>& authors)
+      : sink_(sink), authors_(authors) {}
 
   void start_element(const XmlElement& element) override;
   void end_element(std::string_view name, std::string_view uri) override;
@@ -101,7 +104,19 @@ class CommentsHandler final : public XmlHandler {
 
  private:
   TextSink& sink_;
+  const StringMap<std::string>& authors_;
+  std::vector<std::string> labels_;  ///< of open comments and answers, as far as not shown
   bool in_text_ = false;
+};
+
+/// Authors of comments: those of ECMA-376 part 1, 19.4 and those of threads.
+class AuthorsHandler final : public XmlHandler {
+ public:
+  void start_element(const XmlElement& element) override;
+  void end_element(std::string_view, std::string_view) override {}
+  void characters(std::string_view) override {}
+
+  StringMap<std::string> names;  ///< by identifier
 };
 
 }  // namespace trfilter::pptx

@@ -138,7 +138,7 @@ class RevengeReader final : public Reader {
 
   std::unique_ptr<Subfiles> subfiles() override {
     if (opc_) return opc_->files(context_);
-    if (package_) return revenge::iwork_files(*package_);
+    if (package_) return revenge::iwork_files(*package_, context_.limits);
     if (!compound_) return nullptr;
     const auto found = find_ole_file(*compound_, CompoundEntry::root);
     if (!found) return nullptr;

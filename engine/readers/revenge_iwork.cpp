@@ -241,13 +241,13 @@ bool mend_iwork_index(std::string& index) {
   return root.ends_with(":document>") || root.ends_with(":presentation>");
 }
 
-std::unique_ptr<Subfiles> iwork_files(ZipPackage& package) {
+std::unique_ptr<Subfiles> iwork_files(ZipPackage& package, const Limits& limits) {
   auto files = std::make_unique<EmbeddedFiles>();
   for (const std::string& name : package.names()) {
     if (!is_own_part(name)) add_package_file(*files, package, name);
   }
   if (files->count() == 0) return nullptr;
-  files->settle_names();
+  files->settle_names(limits);
   return files;
 }
 

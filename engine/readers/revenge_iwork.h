@@ -27,6 +27,6 @@ void salvage_iwork_text(ZipPackage& package, Limits& limits, TextSink& sink);
 
 /// The files that an iWork document carries: pictures, film, sound; neither its previews nor its
 /// own parts. Null when there is none; the package outlives the result.
-std::unique_ptr<Subfiles> iwork_files(ZipPackage& package);
+std::unique_ptr<Subfiles> iwork_files(ZipPackage& package, const Limits& limits);
 
 }  // namespace trfilter::revenge

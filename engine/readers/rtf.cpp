@@ -6,7 +6,7 @@
 // and text boxes out of running text, rtf_code_pages decodes characters, rtf_fields and
 // rtf_information interpret fields and properties.
 //
-// What is shown: the body, headers and footers, foot- and endnotes, comments without their author,
+// What is shown: the body, headers and footers, foot- and endnotes, comments with their author,
 // text boxes, word art, descriptions of pictures, results of fields and embedded objects, labels of
 // lists as the producer has written them. A field without a result shows what its instruction says
 // where that is text (symbols, equations, form fields). Of HTML inside of RTF the RTF form is

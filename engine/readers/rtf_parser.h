@@ -42,6 +42,7 @@ class Parser {
     font_table,
     field_instruction,
     form_item,
+    annotation_author,
     shape_property_name,
     shape_property_value,
     information,
@@ -173,6 +174,7 @@ class Parser {
 
   std::vector<Table> tables_around_;  ///< of notes, headers and footers that are open
   std::vector<Field> fields_;
+  std::string annotation_author_;
   std::string shape_property_name_;
   std::string shape_property_value_;
   std::string value_;  ///< of an information group

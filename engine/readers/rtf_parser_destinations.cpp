@@ -40,7 +40,14 @@ void Parser::begin_destination(const Token& token) {
         skip_rest_of_group();
       } else {
         begin_note(Region::comment);
+        if (top().at_end == AtEnd::note) {
+          flow_.text(comment_label(std::exchange(annotation_author_, {})));
+        }
       }
+      break;
+    case Action::annotation_author:
+      group.destination = Destination::annotation_author;
+      annotation_author_.clear();
       break;
     case Action::text_box:
       begin_note(std::nullopt);

@@ -8,6 +8,7 @@
 namespace trfilter::rtf {
 namespace {
 
+constexpr std::size_t longest_author = 1024;
 constexpr std::size_t longest_shape_text = std::size_t{64} << 10;
 
 /// Adds to `out` what fits into `most` bytes.
@@ -211,6 +212,9 @@ void Parser::hand_over_text() {
     case Destination::form_item:
       append_bounded(fields_[static_cast<std::size_t>(group.field)].items.back(), text_,
                      Field::longest_instruction);
+      break;
+    case Destination::annotation_author:
+      append_bounded(annotation_author_, text_, longest_author);
       break;
     case Destination::shape_property_name:
       append_bounded(shape_property_name_, text_, longest_shape_text);

@@ -20,7 +20,7 @@ constexpr auto rows = std::to_array<Row>({
     {"annotation", {Action::annotation, 0}},
     {"ansi", {Action::code_page, 1252}},
     {"ansicpg", {Action::code_page_number, 0}},
-    {"atnauthor", {Action::skipped, 0}},
+    {"atnauthor", {Action::annotation_author, 0}},
     {"atndate", {Action::skipped, 0}},
     {"atnicn", {Action::skipped, 0}},
     {"atnid", {Action::skipped, 0}},

@@ -55,6 +55,7 @@ enum class Action : std::uint8_t {
   footer,
   footnote,
   annotation,
+  annotation_author,
   text_box,
   picture,  ///< its data is dropped, its description shown
   shape_property,

@@ -125,7 +125,9 @@ std::unique_ptr<StoreMessage> StoreMembers::open_item(std::size_t index) {
   const int number = folders_[folder].items[index - folders_[folder].first_item];
   Item item = library_->sub_item(open_folder(folder), number);
   if (!item) throw EngineError(Code::corrupt, "an item of the mail store cannot be opened");
-  return std::make_unique<StoreMessage>(*library_, std::move(item));
+  auto message = std::make_unique<StoreMessage>(*library_, std::move(item));
+  mapi::assume_encoding(message->properties(), context_.options);
+  return message;
 }
 
 Subfile StoreMembers::describe(std::size_t index) {

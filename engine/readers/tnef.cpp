@@ -27,7 +27,9 @@ class TnefReader : public Reader {
   explicit TnefReader(const ReaderContext& context)
       : context_(context),
         message_(context.document, {0, context.document.size()}, context.limits),
-        text_(context_, message_) {}
+        text_(context_, message_) {
+    mapi::assume_encoding(message_.properties(), context.options);
+  }
 
   bool step(TextSink& sink) override {
     if (text_.step(sink)) return true;

@@ -78,7 +78,7 @@ class Members {
     add_objects();
     add_pictures(0, group_->size(), 0);
     if (files_->count() == 0) return nullptr;
-    files_->settle_names();
+    files_->settle_names(limits_);
     return std::move(files_);
   }
 

@@ -1,10 +1,10 @@
 #include "engine/readers/xls_sheet.h"
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
 #include "engine/office_art/shape_properties.h"
+#include "engine/spreadsheet/cell_values.h"
 #include "engine/spreadsheet/page_text.h"
 
 namespace trfilter::xls {
@@ -13,31 +13,6 @@ namespace {
 constexpr std::uint16_t note_object = 0x19;
 constexpr std::size_t most_page_texts = 16;
 constexpr unsigned deepest_substream = 64;
-
-struct ErrorName {
-  std::uint8_t value;
-  std::string_view name;
-};
-
-/// BErr ([MS-XLS] 2.5.10).
-constexpr std::array error_names{
-    ErrorName{0x00, "#NULL!"}, ErrorName{0x07, "#DIV/0!"},       ErrorName{0x0F, "#VALUE!"},
-    ErrorName{0x17, "#REF!"},  ErrorName{0x1D, "#NAME?"},        ErrorName{0x24, "#NUM!"},
-    ErrorName{0x2A, "#N/A"},   ErrorName{0x2B, "#GETTING_DATA"},
-};
-
-/// RkNumber ([MS-XLS] 2.5.217).
-double rk_number(std::uint32_t rk) {
-  constexpr std::uint32_t hundredth = 1;
-  constexpr std::uint32_t integer = 2;
-  double value = 0;
-  if ((rk & integer) != 0) {
-    value = static_cast<std::int32_t>(rk) >> 2;
-  } else {
-    value = std::bit_cast<double>(std::uint64_t{rk & ~3u} << 32);
-  }
-  return (rk & hundredth) != 0 ? value / 100 : value;
-}
 
 bool is_cell_of_version_2(std::uint16_t type) {
   return type == record::integer_2 || type == record::number_2 || type == record::label_2 ||
@@ -100,7 +75,11 @@ bool SheetText::take(TextSink& sink, RecordReader& records) {
       take_text_object(sink, records);
       return true;
     case record::note:
-      if (workbook_.version() < 8) take_note(data);
+      if (workbook_.version() < 8) {
+        take_note(data);
+      } else {
+        take_author(data);
+      }
       return true;
     default:
       return take_cell(sink, type, data);
@@ -227,8 +206,8 @@ void SheetText::add_boolean_or_error(std::uint8_t value, bool error) {
     add_text(value != 0 ? "TRUE" : "FALSE", Cell::Kind::literal);
     return;
   }
-  const auto* found = std::ranges::find(error_names, value, &ErrorName::value);
-  if (found != error_names.end()) add_text(found->name, Cell::Kind::literal);
+  const std::string_view name = error_name(value);
+  if (!name.empty()) add_text(name, Cell::Kind::literal);
 }
 
 /// FormulaValue ([MS-XLS] 2.5.133).
@@ -328,6 +307,7 @@ void SheetText::take_object(std::string_view data) {
   fields.skip(2);
   const std::uint16_t kind = fields.u16();
   object_kind_ = has_common_data ? kind : 0;
+  object_number_ = fields.u16();
 }
 
 /// TxO ([MS-XLS] 2.4.329): the text follows in CONTINUE records.
@@ -368,26 +348,44 @@ void SheetText::take_note(std::string_view data) {
   workbook_.append_bytes(text_, fields.rest());
   comment_bytes_ += text_.size();
   if (goes_on) {
-    comments_.back() += text_;
+    comments_.back().text += text_;
   } else {
-    comments_.push_back(text_);
+    comments_.push_back({text_, {}, 0});
+  }
+}
+
+/// NoteSh ([MS-XLS] 2.5.185): says whose the comment of an object is.
+void SheetText::take_author(std::string_view data) {
+  ByteCursor fields(data);
+  fields.skip(6);
+  const std::uint16_t object = fields.u16();
+  if (fields.failed()) return;
+  // Both stand in the same order as a rule.
+  for (std::size_t i = 0; i < comments_.size(); ++i) {
+    Comment& comment = comments_[(next_author_ + i) % comments_.size()];
+    if (comment.object != object || !comment.author.empty()) continue;
+    workbook_.append_string(comment.author, fields);
+    next_author_ = (next_author_ + i + 1) % comments_.size();
+    return;
   }
 }
 
 void SheetText::add_comment(TextSink& sink, std::string_view text) {
-  comments_.emplace_back(text);
+  comments_.push_back({std::string(text), {}, object_number_});
   comment_bytes_ += text.size();
   if (comment_bytes_ >= most_comment_bytes) show_comments(sink);
 }
 
 void SheetText::show_comments(TextSink& sink) {
-  for (const std::string& comment : comments_) {
+  for (const Comment& comment : comments_) {
     sink.begin(Region::comment);
-    sink.text(comment);
+    sink.text(comment_label(comment.author, comment.text));
+    sink.text(comment.text);
     sink.end(Region::comment);
     sink.paragraph();
   }
   comments_.clear();
+  next_author_ = 0;
   comment_bytes_ = 0;
 }
 

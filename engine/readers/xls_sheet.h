@@ -71,6 +71,7 @@ class SheetText {
   void take_object(std::string_view data);
   void take_text_object(TextSink& sink, RecordReader& records);
   void take_note(std::string_view data);
+  void take_author(std::string_view data);
   void add_comment(TextSink& sink, std::string_view text);
   void show_comments(TextSink& sink);
   void take_page_text(Region region, std::string_view data);
@@ -93,8 +94,17 @@ class SheetText {
   std::string row_text_;
   std::string text_;
 
+  /// A comment; from version 8 on its author stands in a record behind it.
+  struct Comment {
+    std::string text;
+    std::string author;
+    std::uint16_t object;  ///< its number
+  };
+
   std::uint16_t object_kind_ = 0;  ///< of the last object
-  std::vector<std::string> comments_;
+  std::uint16_t object_number_ = 0;
+  std::vector<Comment> comments_;
+  std::size_t next_author_ = 0;  ///< the comment that the next author is expected for
   std::size_t comment_bytes_ = 0;
   std::vector<PageText> page_texts_;
 };

@@ -1,6 +1,7 @@
 // Spreadsheets of Office Open XML: workbooks (.xlsx), templates (.xltx) and both with macros
-// (.xlsm, .xltm), transitional and strict. Described by ECMA-376 part 1, clauses 18 (SpreadsheetML)
-// and 20, 21 (DrawingML), and part 2 (packages); threaded comments by [MS-XLSX].
+// (.xlsm, .xltm), transitional and strict, and the binary workbook (.xlsb), whose parts of the
+// workbook are records instead of XML ([MS-XLSB]). Described by ECMA-376 part 1, clauses 18
+// (SpreadsheetML) and 20, 21 (DrawingML), and part 2 (packages); threaded comments by [MS-XLSX].
 //
 // A sheet's text is: its name as a paragraph; its rows, with the cells' values as they are shown
 // and a tab for each column (a gap of more than 64 columns is one tab, empty rows leave nothing);
@@ -9,14 +10,17 @@
 // their number format hides, are hidden text.
 //
 // Not read: formulas, values that a formula has not stored, pivot caches, external links, data
-// validation, the binary variant, controls, embedded documents. An encrypted workbook is a compound
+// validation, controls, embedded documents. An encrypted workbook is a compound
 // document and not of this reader's formats.
 //
 // Bounds: worksheets are parsed as they are unpacked and never held; the table of strings keeps at
 // most 16 MiB in memory and the rest in a temporary file; a cell, a comment and a format code have
 // bounds of their own.
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "engine/core/engine_error.h"
@@ -24,39 +28,43 @@
 #include "engine/drawing/drawing_parts.h"
 #include "engine/drawing/drawing_text.h"
 #include "engine/opc/opc_package.h"
+#include "engine/readers/xlsx_binary.h"
+#include "engine/readers/xlsx_binary_workbook.h"
+#include "engine/readers/xlsx_binary_worksheet.h"
 #include "engine/readers/xlsx_comments.h"
 #include "engine/readers/xlsx_shared_strings.h"
 #include "engine/readers/xlsx_styles.h"
 #include "engine/readers/xlsx_values.h"
+#include "engine/readers/xlsx_workbook.h"
 #include "engine/readers/xlsx_worksheet.h"
 
 namespace trfilter {
 namespace {
 
-constexpr std::size_t most_sheets = 65'536;
+using Sheet = XlsxWorkbook::Sheet;
 
-struct Sheet {
-  std::string name;
-  std::string relationship;
-  bool hidden;
-};
+bool is_binary(std::string_view part) {
+  return part.ends_with(".bin");
+}
 
 /// Reads xl/workbook.xml (ECMA-376 part 1, 18.2).
 class WorkbookHandler final : public XmlHandler {
  public:
-  std::vector<Sheet> sheets;
-  DateSystem dates = DateSystem::from_1900;
+  explicit WorkbookHandler(XlsxWorkbook& workbook) : workbook_(workbook) {}
 
   void start_element(const XmlElement& element) override {
-    if (element.name() == "sheet" && sheets.size() < most_sheets) {
+    if (element.name() == "sheet" && workbook_.sheets.size() < XlsxWorkbook::most_sheets) {
       const std::string_view state = element.attribute("state");
-      sheets.push_back({std::string(element.attribute("name")),
-                        std::string(element.attribute("id")),
-                        state == "hidden" || state == "veryHidden"});
+      workbook_.sheets.push_back({std::string(element.attribute("name")),
+                                  std::string(element.attribute("id")),
+                                  state == "hidden" || state == "veryHidden"});
     } else if (element.name() == "workbookPr" && xlsx_boolean(element.attribute("date1904"))) {
-      dates = DateSystem::from_1904;
+      workbook_.dates = DateSystem::from_1904;
     }
   }
+
+ private:
+  XlsxWorkbook& workbook_;
 };
 
 /// Does nothing until the first `step`: `properties` needs none of a workbook's tables.
@@ -77,26 +85,31 @@ class XlsxReader final : public Reader {
 
   void read_workbook();
   void begin_strings();
+  void begin_part(const std::string& part, XmlHandler& handler);
+  void begin_part(const std::string& part, BinaryHandler& handler);
   void begin_sheet(TextSink& sink);
   void end_sheet(TextSink& sink);
   void close_sheet(TextSink& sink);
   void show_drawing(TextSink& sink, std::string_view part);
+  const StringMap<std::string>& persons();
 
   const ReaderContext context_;
   const Options& options_;
   OpcPackage package_;
   std::string workbook_part_;
   OpcRelationships relationships_;
-  WorkbookHandler workbook_;
+  XlsxWorkbook workbook_;
   CellFormats formats_;
   SharedStrings strings_{options_.temporary_directory};
   SharedStringsHandler strings_handler_{strings_};
+  BinaryStringsHandler binary_strings_handler_{strings_};
 
   Stage stage_ = Stage::workbook;
   std::size_t sheet_ = 0;
   std::string sheet_part_;
-  std::unique_ptr<WorksheetHandler> rows_;
-  std::unique_ptr<OpcPartParser> parser_;  ///< of the strings or of the current sheet
+  std::unique_ptr<Worksheet> rows_;
+  std::optional<StringMap<std::string>> persons_;  ///< once a comment has asked for them
+  std::function<bool()> step_part_;                ///< parses the strings or the current sheet
 };
 
 bool XlsxReader::step(TextSink& sink) {
@@ -106,8 +119,7 @@ bool XlsxReader::step(TextSink& sink) {
       begin_strings();
       return true;
     case Stage::strings:
-      if (parser_->step()) return true;
-      parser_.reset();
+      if (step_part_()) return true;
       strings_.finish();
       stage_ = Stage::next_sheet;
       return true;
@@ -120,7 +132,7 @@ bool XlsxReader::step(TextSink& sink) {
       return false;
     case Stage::rows:
       rows_->set_sink(sink);
-      if (parser_->step()) return true;
+      if (step_part_()) return true;
       end_sheet(sink);
       return true;
   }
@@ -128,12 +140,23 @@ bool XlsxReader::step(TextSink& sink) {
 }
 
 void XlsxReader::read_workbook() {
-  package_.parse(workbook_part_, workbook_);
+  if (is_binary(workbook_part_)) {
+    BinaryWorkbookHandler handler(workbook_);
+    parse_binary_part(package_, workbook_part_, handler);
+  } else {
+    WorkbookHandler handler(workbook_);
+    package_.parse(workbook_part_, handler);
+  }
   relationships_ = package_.relationships(workbook_part_);
   if (workbook_.sheets.empty()) throw EngineError(Code::corrupt, "the workbook has no sheet");
   if (const auto* styles = relationships_.of_kind("styles")) {
-    StylesHandler handler(formats_);
-    package_.parse(styles->target, handler);
+    if (is_binary(styles->target)) {
+      BinaryStylesHandler handler(formats_);
+      parse_binary_part(package_, styles->target, handler);
+    } else {
+      StylesHandler handler(formats_);
+      package_.parse(styles->target, handler);
+    }
   }
 }
 
@@ -143,8 +166,24 @@ void XlsxReader::begin_strings() {
     stage_ = Stage::next_sheet;
     return;
   }
-  parser_ = std::make_unique<OpcPartParser>(package_, strings->target, strings_handler_);
+  if (is_binary(strings->target)) {
+    begin_part(strings->target, binary_strings_handler_);
+  } else {
+    begin_part(strings->target, strings_handler_);
+  }
   stage_ = Stage::strings;
+}
+
+void XlsxReader::begin_part(const std::string& part, XmlHandler& handler) {
+  step_part_ = [parser = std::make_shared<OpcPartParser>(package_, part, handler)] {
+    return parser->step();
+  };
+}
+
+void XlsxReader::begin_part(const std::string& part, BinaryHandler& handler) {
+  step_part_ = [parser = std::make_shared<BinaryPartParser>(package_, part, handler)] {
+    return parser->step();
+  };
 }
 
 void XlsxReader::begin_sheet(TextSink& sink) {
@@ -162,15 +201,23 @@ void XlsxReader::begin_sheet(TextSink& sink) {
     return;
   }
   const auto* relationship = relationships_.by_id(sheet.relationship);
-  rows_ = std::make_unique<WorksheetHandler>(WorkbookTables{strings_, formats_, workbook_.dates});
   sheet_part_ = relationship == nullptr ? std::string() : relationship->target;
-  parser_ = std::make_unique<OpcPartParser>(package_, sheet_part_, *rows_);
+  const WorkbookTables tables{strings_, formats_, workbook_.dates};
+  if (is_binary(sheet_part_)) {
+    auto rows = std::make_unique<BinaryWorksheet>(tables);
+    begin_part(sheet_part_, *rows);
+    rows_ = std::move(rows);
+  } else {
+    auto rows = std::make_unique<WorksheetHandler>(tables);
+    begin_part(sheet_part_, *rows);
+    rows_ = std::move(rows);
+  }
   stage_ = Stage::rows;
 }
 
 void XlsxReader::end_sheet(TextSink& sink) {
   rows_->finish();
-  parser_.reset();
+  step_part_ = nullptr;
   const Sheet& sheet = workbook_.sheets[sheet_];
   const OpcRelationships relationships = package_.relationships(sheet_part_);
   for (const std::string& id : rows_->drawings()) {
@@ -180,8 +227,13 @@ void XlsxReader::end_sheet(TextSink& sink) {
   for (const OpcRelationship& relationship : relationships.all()) {
     if (relationship.kind != "comments" && relationship.kind != "threadedComment") continue;
     if (relationship.external) continue;
-    CommentsHandler comments(sink);
-    package_.parse(relationship.target, comments);
+    if (is_binary(relationship.target)) {
+      BinaryCommentsHandler comments(sink);
+      parse_binary_part(package_, relationship.target, comments);
+    } else {
+      CommentsHandler comments(sink, persons());
+      package_.parse(relationship.target, comments);
+    }
   }
   rows_->show_headers_and_footers(sink, sheet.name);
   if (rows_->damaged()) package_.note_damage();
@@ -194,6 +246,16 @@ void XlsxReader::close_sheet(TextSink& sink) {
   sink.page();
   ++sheet_;
   stage_ = Stage::next_sheet;
+}
+
+const StringMap<std::string>& XlsxReader::persons() {
+  if (!persons_) {
+    PersonsHandler handler;
+    const OpcRelationship* part = relationships_.of_kind("person");
+    if (part != nullptr && !part->external) package_.parse(part->target, handler);
+    persons_ = std::move(handler.names);
+  }
+  return *persons_;
 }
 
 void XlsxReader::show_drawing(TextSink& sink, std::string_view part) {

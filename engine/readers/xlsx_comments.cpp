@@ -8,7 +8,8 @@ namespace trfilter {
 namespace {
 
 constexpr std::size_t most_comment_text = std::size_t{16} << 20;
-constexpr std::size_t most_authors = std::size_t{1} << 20;
+constexpr std::size_t most_authors = std::size_t{1} << 16;
+constexpr std::size_t longest_author = 1024;
 
 }  // namespace
 
@@ -19,8 +20,13 @@ void CommentsHandler::start_element(const XmlElement& element) {
     threaded_ = name == "threadedComment";
     text_.clear();
     const auto author = xlsx_unsigned(element.attribute("authorId"));
-    left_out_ =
-        !threaded_ && author && *author < author_is_thread_.size() && author_is_thread_[*author];
+    author_.clear();
+    if (!threaded_ && author && *author < authors_.size()) author_ = authors_[*author];
+    left_out_ = author_.starts_with("tc=");
+    if (threaded_) {
+      const auto person = persons_.find(element.attribute("personId"));
+      if (person != persons_.end()) author_ = person->second;
+    }
   } else if (name == "author" || (name == "t" && in_comment_ && !threaded_) ||
              (name == "text" && threaded_)) {
     capture_ = phonetic_ == 0;
@@ -32,8 +38,10 @@ void CommentsHandler::start_element(const XmlElement& element) {
 
 void CommentsHandler::end_element(std::string_view name, std::string_view /*uri*/) {
   if (name == "author") {
-    if (author_is_thread_.size() < most_authors)
-      author_is_thread_.push_back(raw_.starts_with("tc="));
+    // A long name is none, and takes no memory.
+    if (authors_.size() < most_authors) {
+      authors_.push_back(raw_.size() <= longest_author ? raw_ : std::string());
+    }
     capture_ = false;
   } else if (name == "t" || (name == "text" && threaded_)) {
     if (capture_) append_xstring(text_, raw_);
@@ -41,6 +49,7 @@ void CommentsHandler::end_element(std::string_view name, std::string_view /*uri*
   } else if (name == "comment" || name == "threadedComment") {
     if (!left_out_ && !text_.empty()) {
       sink_.begin(Region::comment);
+      sink_.text(comment_label(author_, text_));
       sink_.text(text_);
       sink_.end(Region::comment);
       sink_.paragraph();
@@ -49,6 +58,14 @@ void CommentsHandler::end_element(std::string_view name, std::string_view /*uri*
     threaded_ = false;
   } else if (name == "rPh") {
     if (phonetic_ > 0) --phonetic_;
+  }
+}
+
+void PersonsHandler::start_element(const XmlElement& element) {
+  if (element.name() != "person" || names.size() == most_authors) return;
+  const std::string_view name = element.attribute("displayName");
+  if (name.size() <= longest_author) {
+    names.emplace(std::string(element.attribute("id")), std::string(name));
   }
 }
 

@@ -4,6 +4,7 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/core/string_map.h"
 #include "engine/core/text_sink.h"
 #include "engine/xml/xml_parser.h"
 
@@ -11,10 +12,12 @@ namespace trfilter {
 
 /// Shows a sheet's comments, one paragraph and more each: those of xl/comments (ECMA-376 part
 /// 1, 18.7) and those of xl/threadedComments. What stands in the former for a thread of the latter,
-/// under an author "tc=...", is left out.
+/// under an author "tc=...", is left out. Each begins with its author.
 class CommentsHandler final : public XmlHandler {
  public:
-  explicit CommentsHandler(TextSink& sink) : sink_(sink) {}
+  /// @param persons  authors of threads by their identifiers
+  CommentsHandler(TextSink& sink, const StringMap<std::string>& persons)
+      : sink_(sink), persons_(persons) {}
 
   void start_element(const XmlElement& element) override;
   void end_element(std::string_view name, std::string_view uri) override;
@@ -22,7 +25,9 @@ class CommentsHandler final : public XmlHandler {
 
  private:
   TextSink& sink_;
-  std::vector<bool> author_is_thread_;
+  const StringMap<std::string>& persons_;
+  std::vector<std::string> authors_;
+  std::string author_;  ///< of the comment
   std::string text_;
   std::string raw_;
   bool capture_ = false;
@@ -30,6 +35,16 @@ class CommentsHandler final : public XmlHandler {
   bool threaded_ = false;
   bool left_out_ = false;
   unsigned phonetic_ = 0;
+};
+
+/// Persons that threads of comments name ([MS-XLSX] 2.6.203 on).
+class PersonsHandler final : public XmlHandler {
+ public:
+  void start_element(const XmlElement& element) override;
+  void end_element(std::string_view, std::string_view) override {}
+  void characters(std::string_view) override {}
+
+  StringMap<std::string> names;  ///< by identifier
 };
 
 }  // namespace trfilter

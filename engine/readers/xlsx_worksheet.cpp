@@ -33,9 +33,6 @@ bool is_general_as_written(std::string_view text) {
   return first_digit < point || first_digit - point <= smallest_decimal;
 }
 
-constexpr std::size_t most_drawings = 1024;
-constexpr std::size_t most_page_texts = 16;
-constexpr std::size_t most_page_text = std::size_t{64} << 10;
 constexpr std::size_t most_cell_text = std::size_t{16} << 20;
 
 }  // namespace
@@ -168,7 +165,7 @@ void WorksheetHandler::end_element(std::string_view name, std::string_view /*uri
   }
 }
 
-void WorksheetHandler::finish() {
+void Worksheet::finish() {
   if (in_rows_) row_.end();
   in_rows_ = false;
 }
@@ -244,7 +241,7 @@ void WorksheetHandler::show_number(double value) {
   row_.show_number(column_, tables_.formats.of_style(style_), value, tables_.dates);
 }
 
-void WorksheetHandler::show_headers_and_footers(TextSink& sink, std::string_view sheet_name) const {
+void Worksheet::show_headers_and_footers(TextSink& sink, std::string_view sheet_name) const {
   for (const PageText& page_text : page_texts_) {
     if (sink.begin(page_text.region)) show_page_text(sink, page_text.code, sheet_name);
     sink.end(page_text.region);

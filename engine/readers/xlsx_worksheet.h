@@ -19,17 +19,20 @@ struct WorkbookTables {
   DateSystem dates;
 };
 
-/// Shows the rows of a worksheet while its part is parsed (ECMA-376 part 1, 18.3), and keeps what
-/// is shown behind them.
-class WorksheetHandler final : public XmlHandler {
+/// A worksheet whose rows are shown while its part is parsed, and which keeps what is shown behind
+/// them.
+class Worksheet {
  public:
-  /// The tables outlive the handler.
-  explicit WorksheetHandler(const WorkbookTables& tables) : tables_(tables) {}
+  /// The tables outlive the object.
+  explicit Worksheet(const WorkbookTables& tables) : tables_(tables) {}
+  Worksheet(const Worksheet&) = delete;
+  Worksheet& operator=(const Worksheet&) = delete;
+  virtual ~Worksheet() = default;
 
   /// Where text goes; to be set before each piece that is parsed and before `finish`.
   void set_sink(TextSink& sink) { row_.set_sink(sink); }
 
-  /// Ends what is still open when the part ends before its elements do.
+  /// Ends what is still open when the part ends before its rows do.
   void finish();
 
   /// Whether a cell named a string that the workbook does not have.
@@ -40,6 +43,29 @@ class WorksheetHandler final : public XmlHandler {
 
   /// Shows page headers and footers; `&A` is `sheet_name`.
   void show_headers_and_footers(TextSink& sink, std::string_view sheet_name) const;
+
+ protected:
+  static constexpr std::size_t most_drawings = 1024;
+  static constexpr std::size_t most_page_texts = 16;
+  static constexpr std::size_t most_page_text = std::size_t{64} << 10;
+
+  struct PageText {
+    Region region;
+    std::string code;
+  };
+
+  WorkbookTables tables_;
+  CellRow row_;
+  bool in_rows_ = false;
+  bool damaged_ = false;
+  std::vector<std::string> drawings_;
+  std::vector<PageText> page_texts_;
+};
+
+/// A worksheet in XML (ECMA-376 part 1, 18.3).
+class WorksheetHandler final : public Worksheet, public XmlHandler {
+ public:
+  using Worksheet::Worksheet;
 
   void start_element(const XmlElement& element) override;
   void end_element(std::string_view name, std::string_view uri) override;
@@ -64,13 +90,7 @@ class WorksheetHandler final : public XmlHandler {
   void show_text(std::string_view text);
   void show_number(double value);
 
-  WorkbookTables tables_;
-  CellRow row_;
-  bool damaged_ = false;
-  std::vector<std::string> drawings_;
-
   unsigned skipped_depth_ = 0;  ///< inside of extensions
-  bool in_rows_ = false;
 
   bool in_cell_ = false;
   CellType type_ = CellType::number;
@@ -85,11 +105,6 @@ class WorksheetHandler final : public XmlHandler {
 
   bool different_first_ = false;
   bool different_even_ = false;
-  struct PageText {
-    Region region;
-    std::string code;
-  };
-  std::vector<PageText> page_texts_;
 };
 
 }  // namespace trfilter

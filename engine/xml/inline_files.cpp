@@ -155,7 +155,7 @@ std::unique_ptr<Subfiles> inline_files(
                    throw EngineError(Code::corrupt, "a file within the XML is cut short");
                });
   }
-  files->settle_names();
+  files->settle_names(context.limits);
   return files;
 }
 

@@ -155,6 +155,38 @@ TEST(DocReader, ShowsNotesBehindTheBody) {
   EXPECT_EQ(text_of(document, with(&Options::skip_comments)), "body\nfirst\nsecond\nend\n");
 }
 
+/// ATRDPre10 ([MS-DOC] 2.9.6), or that of Word 6.
+std::string comment_reference(bool word_6, std::string_view initials, unsigned author) {
+  const std::size_t width = word_6 ? 1 : 2;
+  std::string bytes = le(initials.size(), width);
+  for (const char c : initials) bytes += le(static_cast<unsigned char>(c), width);
+  bytes.resize(10 * width);
+  bytes += le(author, 2);
+  bytes.resize(word_6 ? 20 : 30);
+  return bytes;
+}
+
+TEST(DocReader, ShowsAuthorsOfComments) {
+  for (const bool word_6 : {false, true}) {
+    DocWriter document(word_6);
+    document.paragraph(u"body").part(DocWriter::comments);
+    document.paragraph(u"\5 one").paragraph(u"\5 two").paragraph(u"\5 three").paragraph(u"");
+    document.table(DocWriter::comment_texts, DocWriter::positions({0, 6, 12, 20, 21}));
+    document.table(DocWriter::comment_references,
+                   DocWriter::positions({1, 2, 3, 4}, comment_reference(word_6, "A", 1) +
+                                                          comment_reference(word_6, "B", 0) +
+                                                          comment_reference(word_6, "CD", 9)));
+    const std::size_t width = word_6 ? 1 : 2;
+    std::string names;
+    for (const std::string_view name : {"Bob", "Ann"}) {
+      names += le(name.size(), width);
+      for (const char c : name) names += le(static_cast<unsigned char>(c), width);
+    }
+    document.table(DocWriter::comment_authors, names);
+    EXPECT_EQ(text_of(document), "body\nAnn: one\nBob: two\nCD: three\n") << word_6;
+  }
+}
+
 TEST(DocReader, ShowsNotesWithoutTheirTable) {
   DocWriter document;
   document.paragraph(u"body").part(DocWriter::footnotes).paragraph(u"\2 note");

@@ -34,6 +34,7 @@ class DocWriter {
   enum Table : std::size_t {
     style_sheet = 1,
     footnote_texts = 3,
+    comment_references = 4,
     comment_texts = 5,
     sections = 6,
     header_texts = 11,
@@ -42,6 +43,7 @@ class DocWriter {
     fonts = 15,
     document_properties = 31,
     pieces = 33,
+    comment_authors = 36,
     body_anchors = 40,
     endnote_texts = 47,
     drawings = 50,

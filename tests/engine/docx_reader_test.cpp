@@ -331,9 +331,9 @@ TEST(DocxReader, WritesNotesAndCommentsBehindTheBody) {
   package.relate("word/document.xml", "f", "footnotes", "footnotes.xml");
   package.relate("word/document.xml", "e", "endnotes", "endnotes.xml");
   package.relate("word/document.xml", "c", "comments", "comments.xml");
-  package.part(
-      "word/comments.xml",
-      wordprocessing_part("comments", "<w:comment>" + text_paragraph("remark") + "</w:comment>"));
+  package.part("word/comments.xml",
+               wordprocessing_part("comments", R"(<w:comment w:author="Ann">)" +
+                                                   text_paragraph("remark") + "</w:comment>"));
   package.part(
       "word/endnotes.xml",
       wordprocessing_part("endnotes", "<w:endnote>" + text_paragraph("end") + "</w:endnote>"));
@@ -343,7 +343,7 @@ TEST(DocxReader, WritesNotesAndCommentsBehindTheBody) {
                                            text_paragraph("---") + "</w:footnote><w:footnote>" +
                                            paragraph("<w:r><w:footnoteRef/></w:r>" + run(" foot")) +
                                            "</w:footnote>"));
-  EXPECT_EQ(text_of(package), "body\nfoot\nend\nremark\n");
+  EXPECT_EQ(text_of(package), "body\nfoot\nend\nAnn: remark\n");
   EXPECT_EQ(text_of(package, with(&Options::skip_comments)), "body\nfoot\nend\n");
 }
 

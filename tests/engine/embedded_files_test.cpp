@@ -32,7 +32,7 @@ TEST(EmbeddedFiles, ThatShareANameHavePathsThatLeadNowhereElse) {
     file.path = path;
     files.add(std::move(file), [](ByteOutput&) {});
   }
-  files.settle_names();
+  files.settle_names(Limits());
   EXPECT_EQ(files.describe(0).name, "b/a.txt");
   EXPECT_EQ(files.describe(1).name, "c/a.txt");
   EXPECT_EQ(files.describe(2).name, "other.txt");

@@ -155,10 +155,19 @@ TEST(OdfReader, ShowsNotesAndCommentsBehindTheirParagraph) {
       "<text:note-body><text:p>foot</text:p></text:note-body></text:note>fore <office:annotation>"
       "<dc:creator>Ann</dc:creator><dc:date>2024-01-01</dc:date><text:p>remark</text:p>"
       "</office:annotation>after</text:p><text:p>next</text:p>";
-  EXPECT_EQ(text_of_body(body), "before after\nfoot\nremark\nnext\n");
+  EXPECT_EQ(text_of_body(body), "before after\nfoot\nAnn: remark\nnext\n");
   Options options;
   options.skip_comments = true;
   EXPECT_EQ(text_of_body(body, {}, options), "before after\nfoot\nnext\n");
+}
+
+TEST(OdfReader, ShowsAuthorsOfCommentsWithinCells) {
+  EXPECT_EQ(text_of_body("<table:table><table:table-row><table:table-cell><office:annotation>"
+                         "<dc:creator>Ann</dc:creator><text:p>remark</text:p></office:annotation>"
+                         "<text:p>a</text:p></table:table-cell></table:table-row></table:table>"
+                         "<text:p>b<office:annotation office:author='Bob'><text:p>old</text:p>"
+                         "</office:annotation></text:p>"),
+            "a\nAnn: remark\nb\nBob: old\n");
 }
 
 TEST(OdfReader, ShowsFramesBehindTheirParagraphWithWhatStandsForPictures) {

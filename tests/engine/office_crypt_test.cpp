@@ -1,11 +1,7 @@
 #include <gtest/gtest.h>
-#include <nettle/aes.h>
 #include <nettle/arcfour.h>
-#include <nettle/base64.h>
-#include <nettle/cbc.h>
 #include <nettle/md5.h>
 #include <nettle/sha1.h>
-#include <nettle/sha2.h>
 
 #include <algorithm>
 #include <array>
@@ -16,6 +12,7 @@
 #include "engine/office_crypt/xor_obfuscation.h"
 #include "tests/engine/compound_writer.h"
 #include "tests/engine/doc_writer.h"
+#include "tests/engine/encrypted_package.h"
 #include "tests/engine/read_document.h"
 
 // Documents are encrypted here as the format describes it, apart from the engine's own code.
@@ -50,15 +47,6 @@ std::string sha1(const std::string& text) {
   sha1_init(&context);
   sha1_update(&context, text.size(), bytes_of(text));
   sha1_digest(&context, result.size(), bytes_of(result));
-  return result;
-}
-
-std::string sha512(const std::string& text) {
-  std::string result(SHA512_DIGEST_SIZE, '\0');
-  sha512_ctx context;
-  sha512_init(&context);
-  sha512_update(&context, text.size(), bytes_of(text));
-  sha512_digest(&context, result.size(), bytes_of(result));
   return result;
 }
 
@@ -206,81 +194,17 @@ TEST(OfficeCrypt, OpensXorObfuscationOfWord6) {
 
 // Packages.
 
-std::string aes(const std::string& key, const std::string* vector, std::string text) {
-  text.resize((text.size() + 15) / 16 * 16);
-  if (key.size() == 16) {
-    aes128_ctx context;
-    aes128_set_encrypt_key(&context, bytes_of(key));
-    aes128_encrypt(&context, text.size(), bytes_of(text), bytes_of(text));
-    return text;
-  }
-  aes256_ctx context;
-  aes256_set_encrypt_key(&context, bytes_of(key));
-  for (std::size_t at = 0; at < text.size(); at += 16) {
-    const std::string before = at == 0 ? *vector : text.substr(at - 16, 16);
-    for (std::size_t i = 0; i < 16; ++i) text[at + i] = static_cast<char>(text[at + i] ^ before[i]);
-    aes256_encrypt(&context, 16, bytes_of(text) + at, bytes_of(text) + at);
-  }
-  return text;
-}
-
-std::string base64(const std::string& bytes) {
-  std::string text(BASE64_ENCODE_RAW_LENGTH(bytes.size()), '\0');
-  base64_encode_raw(text.data(), bytes.size(), bytes_of(bytes));
-  return text;
-}
-
-std::string standard_package(const std::string& package) {
-  std::string hash = sha1(salt + password_utf16());
-  for (std::uint32_t i = 0; i < 50000; ++i) hash = sha1(le(i, 4) + hash);
-  hash = sha1(hash + le(0, 4));
-  std::string block(64, '\x36');
-  for (std::size_t i = 0; i < hash.size(); ++i) block[i] = static_cast<char>(block[i] ^ hash[i]);
-  const std::string key = sha1(block).substr(0, 16);
-  const std::string fields = le(0x24, 4) + le(0, 4) + le(0x660E, 4) + le(0x8004, 4) + le(128, 4) +
-                             le(0x18, 4) + le(0, 8) + le('M', 2) + le(0, 2);
-  const std::string info = le(4, 2) + le(2, 2) + le(0x24, 4) + le(fields.size(), 4) + fields +
-                           le(16, 4) + salt + aes(key, nullptr, verifier) + le(20, 4) +
-                           aes(key, nullptr, sha1(verifier));
-  return CompoundWriter()
-      .add("EncryptionInfo", info)
-      .add("EncryptedPackage", le(package.size(), 8) + aes(key, nullptr, package))
-      .bytes();
-}
-
-std::string agile_package(const std::string& package, std::string_view chaining = "CBC",
-                          std::string_view spins = "1000") {
-  const std::string key = "the key of the package, 32 bytes";
-  std::string hash = sha512(salt + password_utf16());
-  for (std::uint32_t i = 0; i < 1000; ++i) hash = sha512(le(i, 4) + hash);
-  const auto sealed = [&](const std::string& text, const std::string& block) {
-    return base64(aes(sha512(hash + block).substr(0, 32), &salt, text));
-  };
-  const std::string parameters =
-      R"( saltSize="16" blockSize="16" keyBits="256" hashSize="64" cipherAlgorithm="AES")"
-      R"( cipherChaining="ChainingMode)" +
-      std::string(chaining) + R"(" hashAlgorithm="SHA512" saltValue=")" + base64(salt) + '"';
-  const std::string info =
-      le(4, 2) + le(4, 2) + le(0x40, 4) +
-      R"(<?xml version="1.0"?><encryption )"
-      R"(xmlns="http://schemas.microsoft.com/office/2006/encryption" )"
-      R"(xmlns:p="http://schemas.microsoft.com/office/2006/keyEncryptor/password"><keyData)" +
-      parameters + R"(/><keyEncryptors><keyEncryptor><p:encryptedKey spinCount=")" +
-      std::string(spins) + '"' + parameters + R"( encryptedVerifierHashInput=")" +
-      sealed(verifier, "\xFE\xA7\xD2\x76\x3B\x4B\x9E\x79") + R"(" encryptedVerifierHashValue=")" +
-      sealed(sha512(verifier), "\xD7\xAA\x0F\x6D\x30\x61\x34\x4E") + R"(" encryptedKeyValue=")" +
-      sealed(key, "\x14\x6E\x0B\xE7\xAB\xAC\xD0\xD6") +
-      R"("/></keyEncryptor></keyEncryptors></encryption>)";
-  std::string stream = le(package.size(), 8);
-  for (std::size_t at = 0; at < package.size(); at += 4096) {
-    const std::string vector = sha512(salt + le(at / 4096, 4)).substr(0, 16);
-    stream += aes(key, &vector, package.substr(at, 4096));
-  }
-  return CompoundWriter().add("EncryptionInfo", info).add("EncryptedPackage", stream).bytes();
-}
-
 std::string plain_package() {
   return source_file("samples/letter.docx");
+}
+
+std::string standard(const std::string& package) {
+  return standard_encrypted(package, password_units);
+}
+
+std::string agile(const std::string& package, std::string_view chaining = "CBC",
+                  std::string_view spins = "1000") {
+  return agile_encrypted(package, password_units, chaining, spins);
 }
 
 void expect_opens_package(const std::string& encrypted) {
@@ -293,17 +217,17 @@ void expect_opens_package(const std::string& encrypted) {
 }
 
 TEST(EncryptedOfficeReader, OpensStandardEncryption) {
-  expect_opens_package(standard_package(plain_package()));
+  expect_opens_package(standard(plain_package()));
 }
 
 TEST(EncryptedOfficeReader, OpensAgileEncryption) {
-  expect_opens_package(agile_package(plain_package()));
+  expect_opens_package(agile(plain_package()));
 }
 
 TEST(EncryptedOfficeReader, GivesThePropertiesOfThePackage) {
   const Properties plain = read_properties(plain_package(), Format::docx);
   const Properties properties =
-      read_properties(agile_package(plain_package()), Format::office_2007, with_password(password));
+      read_properties(agile(plain_package()), Format::office_2007, with_password(password));
   EXPECT_EQ(properties.items().size(), plain.items().size());
 }
 
@@ -311,9 +235,9 @@ TEST(EncryptedOfficeReader, RefusesWhatItCannotOpen) {
   const auto code = [](const std::string& bytes) {
     return read_document(bytes, Format::office_2007, with_password(password)).code;
   };
-  EXPECT_EQ(code(agile_package(plain_package(), "OFB")), 8);
-  EXPECT_EQ(code(agile_package(plain_package(), "CBC", "10000001")), 4);
-  EXPECT_EQ(code(agile_package("no package at all")), 4);
+  EXPECT_EQ(code(agile(plain_package(), "OFB")), 8);
+  EXPECT_EQ(code(agile(plain_package(), "CBC", "10000001")), 4);
+  EXPECT_EQ(code(agile("no package at all")), 4);
   EXPECT_EQ(code(CompoundWriter().add("EncryptedPackage", "x").bytes()), 8);
   EXPECT_EQ(code(CompoundWriter().add("Other", "x").bytes()), 4);
   EXPECT_EQ(code("PK\3\4"), 7);
@@ -325,7 +249,7 @@ TEST(EncryptedOfficeReader, RefusesWhatItCannotOpen) {
 }
 
 TEST(EncryptedOfficeReader, EndsOnFlippedAndCutHeaders) {
-  const std::string whole = agile_package("PK\3\4");
+  const std::string whole = agile("PK\3\4");
   for (std::size_t at = 512; at < whole.size(); at += 37) {
     std::string damaged = whole;
     damaged[at] = static_cast<char>(damaged[at] ^ 0x11);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "engine/office_crypt/digest.h"
+#include "tests/engine/doc_writer.h"
 #include "tests/engine/workbook_writer.h"
 
 namespace trfilter::test {
@@ -73,6 +74,57 @@ Rc4Encryption Rc4Encryption::of_crypto_api(std::string_view password) {
 std::string Rc4Encryption::encrypt(std::uint32_t block, std::string_view bytes) const {
   const Digest kind = crypto_api_ ? Digest::sha1 : Digest::md5;
   return rc4(digest(kind, {base_, le32_bytes(block)}).substr(0, key_size), bytes);
+}
+
+void for_each_locked_byte(
+    std::string& stream,
+    const std::function<void(char& byte, std::size_t at, std::size_t record_size)>& change) {
+  for (std::size_t at = 0; at + 4 <= stream.size();) {
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(stream[at + i]); };
+    const unsigned type = byte(0) | static_cast<unsigned>(byte(1)) << 8;
+    const std::size_t size = byte(2) | static_cast<std::size_t>(byte(3)) << 8;
+    at += 4;
+    const std::size_t clear = type == 0x0809 || type == 0x002F ? size : type == 0x0085 ? 4 : 0;
+    for (std::size_t i = clear; i < size; ++i) change(stream[at + i], at + i, size);
+    at += size;
+  }
+}
+
+std::string encrypted_workbook(std::string_view password, const std::string& records) {
+  const Rc4Encryption encryption = Rc4Encryption::of_binary_documents(password);
+  const std::string file_pass = RecordWriter().add(0x002F, u16(1) + encryption.header()).bytes();
+  std::string stream = workbook_stream(file_pass, {{"S", records}});
+  std::string keys;
+  for (std::uint32_t block = 0; block * 1024 < stream.size(); ++block) {
+    keys += encryption.encrypt(block, std::string(1024, '\0'));
+  }
+  for_each_locked_byte(stream, [&](char& byte, std::size_t at, std::size_t) {
+    byte = static_cast<char>(byte ^ keys[at]);
+  });
+  return workbook_file(stream);
+}
+
+std::string encrypted_word_document(std::string_view password, std::u16string_view paragraph) {
+  constexpr std::size_t block_size = 512;
+  constexpr std::size_t plain_bytes = 68;  // FibBase and the fields behind it
+  const Rc4Encryption encryption = Rc4Encryption::of_binary_documents(password);
+  const std::string& header = encryption.header();
+  DocWriter document;
+  document.paragraph(paragraph).flags(0x0100).key(static_cast<std::uint32_t>(header.size()));
+  DocWriter::Streams streams = document.streams();
+  streams.table.replace(0, header.size(), header);
+  const auto encrypt = [&](std::string& stream, std::size_t plain) {
+    const std::string before = stream.substr(0, plain);
+    for (std::size_t at = 0; at < stream.size(); at += block_size) {
+      const std::string block = stream.substr(at, block_size);
+      const auto number = static_cast<std::uint32_t>(at / block_size);
+      stream.replace(at, block.size(), encryption.encrypt(number, block));
+    }
+    stream.replace(0, plain, before);
+  };
+  encrypt(streams.main, plain_bytes);
+  encrypt(streams.table, header.size());
+  return DocWriter::bytes(streams);
 }
 
 }  // namespace trfilter::test

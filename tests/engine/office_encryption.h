@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -25,5 +26,17 @@ class Rc4Encryption {
   std::string base_;
   std::string header_;
 };
+
+/// Calls `change` with each byte of a workbook stream that encryption changes, where it stands, and
+/// how many bytes its record has.
+void for_each_locked_byte(
+    std::string& stream,
+    const std::function<void(char& byte, std::size_t at, std::size_t record_size)>& change);
+
+/// A workbook of one sheet "S" with these records, in RC4 encryption.
+std::string encrypted_workbook(std::string_view password, const std::string& records);
+
+/// A Word document of one paragraph, in RC4 encryption.
+std::string encrypted_word_document(std::string_view password, std::u16string_view paragraph);
 
 }  // namespace trfilter::test

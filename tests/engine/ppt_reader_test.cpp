@@ -133,7 +133,7 @@ TEST(PptReader, WritesComments) {
       container(0x1388, container(0x138A, string_atom(u"___PPT10", 0) + atom(0x138B, comment)));
   PresentationWriter presentation;
   presentation.add(slide(shape(byte_text_atoms("slide")), tags));
-  EXPECT_EQ(text_of(presentation), "slide\nwhy?\nwhere?\n");
+  EXPECT_EQ(text_of(presentation), "slide\nAnn: why?\nwhere?\n");
   EXPECT_EQ(text_of(presentation, with(&Options::skip_comments)), "slide\n");
 }
 
@@ -275,6 +275,15 @@ TEST(PptReader, DoesNotTakePresentationsOf1995ForEmptyOnes) {
   writer.add("PP40", std::string(100, '\x01'));
   EXPECT_EQ(read_document(writer.bytes(), Format::powerpoint_95).code,
             static_cast<int>(Code::unsupported_format));
+}
+
+TEST(PptReader, GivesTextRecordsOfPresentationsOf1995InTheirOrder) {
+  CompoundWriter writer;
+  writer.add("PP40", container(0x1771, byte_text_atoms("first") + text_atoms(u"second")) +
+                         container(0x1772, byte_text_atoms("third")));
+  const Reading reading = read_document(writer.bytes(), Format::powerpoint_95);
+  EXPECT_EQ(reading.code, 0) << reading.reason;
+  EXPECT_EQ(reading.text, "first\nsecond\nthird\n");
 }
 
 TEST(PptReader, RefusesGroupsThatAreTooDeep) {

@@ -133,11 +133,18 @@ TEST(PptxReader, WritesNotesAndCommentsOfASlide) {
                                      text_shape("1", "sldNum")));
   package.part(
       "ppt/comments/comment1.xml",
-      R"(<p:cmLst xmlns:p="p"><p:cm><p:pos x="1"/><p:text>old comment</p:text></p:cm></p:cmLst>)");
+      R"(<p:cmLst xmlns:p="p"><p:cm authorId="3"><p:pos x="1"/><p:text>old comment</p:text></p:cm></p:cmLst>)");
   package.part(
       "ppt/comments/modern1.xml",
-      R"(<q:cmLst xmlns:q="q" xmlns:a="a"><q:cm><q:replyLst><q:reply><q:txBody><a:p><a:r><a:t>a reply</a:t></a:r></a:p></q:txBody></q:reply></q:replyLst><q:txBody><a:p><a:r><a:t>a remark</a:t></a:r></a:p></q:txBody></q:cm></q:cmLst>)");
-  EXPECT_EQ(text_of(package), "slide\nsay this\nold comment\na reply\na remark\n");
+      R"(<q:cmLst xmlns:q="q" xmlns:a="a"><q:cm authorId="{A}"><q:replyLst><q:reply authorId="{B}"><q:txBody><a:p><a:r><a:t>a reply</a:t></a:r></a:p></q:txBody></q:reply></q:replyLst><q:txBody><a:p><a:r><a:t>a remark</a:t></a:r></a:p></q:txBody></q:cm></q:cmLst>)");
+  package.relate("ppt/presentation.xml", "o", "commentAuthors", "commentAuthors.xml");
+  package.relate("ppt/presentation.xml", "t", "authors", "authors.xml");
+  package.part("ppt/commentAuthors.xml",
+               R"(<p:cmAuthorLst xmlns:p="p"><p:cmAuthor id="3" name="Ann"/></p:cmAuthorLst>)");
+  package.part(
+      "ppt/authors.xml",
+      R"(<q:authorLst xmlns:q="q"><q:author id="{A}" name="Bob"/><q:author id="{B}" name="Cy"/></q:authorLst>)");
+  EXPECT_EQ(text_of(package), "slide\nsay this\nAnn: old comment\nCy: a reply\nBob: a remark\n");
   EXPECT_EQ(text_of(package, with(&Options::skip_comments)), "slide\nsay this\n");
 }
 

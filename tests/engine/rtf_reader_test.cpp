@@ -142,6 +142,86 @@ TEST(RtfReader, DecodesBytesByTheDocumentsCodePage) {
   EXPECT_EQ(read("{\\rtf1\\ansi\\ansicpg99999 \\'e9}").text, "\u00E9\n");
 }
 
+TEST(RtfReader, DecodesBytesByEachCodePage) {
+  struct Row {
+    int code_page;
+    const char* bytes;
+    const char* text;
+  };
+  for (const Row& row : std::vector<Row>{
+           {437, "\\'82", "é"},
+           {708, "\\'c8", "ب"},
+           {720, "\\'a0", "ب"},
+           {819, "\\'e9", "é"},
+           {850, "\\'82", "é"},
+           {852, "\\'9f", "č"},
+           {860, "\\'84", "ã"},
+           {862, "\\'99", "ש"},
+           {863, "\\'82", "é"},
+           {865, "\\'9b", "ø"},
+           {866, "\\'a6", "ж"},
+           {874, "\\'a1", "ก"},
+           {932, "\\'93\\'fa\\'96\\'7b", "日本"},
+           {936, "\\'d6\\'d0\\'ce\\'c4", "中文"},
+           {949, "\\'c7\\'d1\\'b1\\'db", "한글"},
+           {950, "\\'a4\\'a4\\'a4\\'e5", "中文"},
+           {1250, "\\'e8", "č"},
+           {1251, "\\'e6", "ж"},
+           {1252, "\\'e9", "é"},
+           {1253, "\\'eb", "λ"},
+           {1254, "\\'fe", "ş"},
+           {1255, "\\'f9", "ש"},
+           {1256, "\\'c8", "ب"},
+           {1257, "\\'eb", "ė"},
+           {1258, "\\'f0", "đ"},
+           {10000, "\\'8e", "é"},
+           {10001, "\\'93\\'fa", "日"},
+           {10006, "\\'ec", "λ"},
+           {10007, "\\'e6", "ж"},
+           {10029, "\\'8b", "č"},
+           {10081, "\\'df", "ş"},
+           {65001, "\\'c3\\'a9", "é"},
+       }) {
+    EXPECT_EQ(
+        read("{\\rtf1\\ansi\\ansicpg" + std::to_string(row.code_page) + " " + row.bytes + "}").text,
+        std::string(row.text) + "\n")
+        << row.code_page;
+  }
+}
+
+TEST(RtfReader, DecodesBytesByEachFontsCharacterSet) {
+  struct Row {
+    int character_set;
+    const char* bytes;
+    const char* text;
+  };
+  for (const Row& row : std::vector<Row>{
+           {0, "\\'e9", "é"},
+           {77, "\\'8e", "é"},
+           {128, "\\'93\\'fa", "日"},
+           {129, "\\'c7\\'d1", "한"},
+           {134, "\\'d6\\'d0", "中"},
+           {136, "\\'a4\\'a4", "中"},
+           {161, "\\'eb", "λ"},
+           {162, "\\'fe", "ş"},
+           {163, "\\'f0", "đ"},
+           {177, "\\'f9", "ש"},
+           {178, "\\'c8", "ب"},
+           {186, "\\'eb", "ė"},
+           {204, "\\'e6", "ж"},
+           {222, "\\'a1", "ก"},
+           {238, "\\'e8", "č"},
+           {254, "\\'82", "é"},
+           {255, "\\'82", "é"},
+       }) {
+    EXPECT_EQ(read("{\\rtf1\\ansi\\ansicpg1252{\\fonttbl{\\f0 A;}{\\f1\\fcharset" +
+                   std::to_string(row.character_set) + " B;}}\\f1 " + row.bytes + "}")
+                  .text,
+              std::string(row.text) + "\n")
+        << row.character_set;
+  }
+}
+
 TEST(RtfReader, TakesTheWesternSetForTheDocumentsOwnWhereNoFontNamesThat) {
   EXPECT_EQ(read("{\\rtf1\\ansi\\ansicpg1251{\\fonttbl{\\f0\\fcharset0 A;}}\\f0 \\'e4}").text,
             "\u0434\n");
@@ -299,8 +379,13 @@ TEST(RtfReader, ShowsNotesOfTablesBelowTheRow) {
 TEST(RtfReader, ShowsCommentsUnlessTheyAreSkipped) {
   const std::string_view body =
       "a{\\*\\atnid AB}{\\*\\atnauthor Ann}\\chatn{\\*\\annotation{\\*\\atndate 1}remark} b";
-  EXPECT_EQ(text_of(body), "a b\nremark\n");
+  EXPECT_EQ(text_of(body), "a b\nAnn: remark\n");
   EXPECT_EQ(with_mark(&Options::skip_comments, body), "a b\n");
+}
+
+TEST(RtfReader, NamesAnAuthorForTheNextCommentOnly) {
+  EXPECT_EQ(text_of("a{\\*\\atnauthor Zo\\'eb}{\\*\\annotation one} b{\\*\\annotation two}\\par c"),
+            "a b\nZo\u00EB: one\ntwo\nc\n");
 }
 
 TEST(RtfReader, KeepsNotesInOrderWhenTheyNest) {

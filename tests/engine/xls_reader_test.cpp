@@ -17,9 +17,10 @@ namespace {
 
 using namespace std::string_literals;
 using test::cell;
+using test::encrypted_workbook;
 using test::f64;
+using test::for_each_locked_byte;
 using test::narrow;
-using test::Rc4Encryption;
 using test::read_document;
 using test::Reading;
 using test::RecordWriter;
@@ -241,9 +242,10 @@ TEST(XlsReader, ReadsAWorkbookOfVersion4) {
   EXPECT_EQ(reading.text, "Name\nfour\n");
 }
 
-std::string text_object(unsigned kind, std::string_view text) {
+std::string text_object(unsigned kind, std::string_view text, unsigned number = 1) {
   RecordWriter records;
-  records.add(0x005D, u16(0x15) + u16(0x12) + u16(kind) + u16(1) + std::string(14, '\0') + u32(0));
+  records.add(0x005D,
+              u16(0x15) + u16(0x12) + u16(kind) + u16(number) + std::string(14, '\0') + u32(0));
   records.add(0x01B6, std::string(10, '\0') + u16(static_cast<unsigned>(text.size())) + u16(16) +
                           std::string(4, '\0'));
   // The text is cut in the middle, then come its formats.
@@ -259,6 +261,21 @@ TEST(XlsReader, WritesShapesThenCommentsBehindTheRows) {
                               text_object(6, "first line\nsecond");
   EXPECT_EQ(sheet_text(records), "cell\nfirst line\nsecond\nAnn:\nremark\n");
   EXPECT_EQ(sheet_text(records, "", with(&Options::skip_comments)), "cell\nfirst line\nsecond\n");
+}
+
+/// NoteSh ([MS-XLS] 2.5.185): the author of the comment that an object shows.
+std::string comment_author(unsigned object, std::string_view name) {
+  return RecordWriter()
+      .add(0x001C, u16(0) + u16(0) + u16(0) + u16(object) + narrow(name) + u8(0))
+      .bytes();
+}
+
+TEST(XlsReader, WritesAuthorsBeforeCommentsThatDoNotBeginWithThem) {
+  const std::string records = label(0, 0, "cell") + text_object(0x19, "Ann:\nremark", 4) +
+                              text_object(0x19, "why?", 5) + text_object(0x19, "so?", 6) +
+                              comment_author(6, "Cy") + comment_author(4, "Ann") +
+                              comment_author(5, "Bob") + comment_author(77, "Dee");
+  EXPECT_EQ(sheet_text(records), "cell\nAnn:\nremark\nBob: why?\nCy: so?\n");
 }
 
 TEST(XlsReader, WritesWordArtAndAlternativeTexts) {
@@ -341,36 +358,6 @@ TEST(XlsReader, RefusesWhatHoldsNoWorkbook) {
   EXPECT_EQ(read_document(workbook_file("text", "Other"), Format::excel_97).code, corrupt);
   EXPECT_EQ(read_document(workbook_file("no records at all"), Format::excel_97).code, corrupt);
   EXPECT_EQ(read_document("", Format::excel_2).code, corrupt);
-}
-
-/// Calls `change` with each byte of a workbook stream that encryption changes, where it stands, and
-/// how many bytes its record has.
-template <typename Change>
-void for_each_locked_byte(std::string& stream, Change change) {
-  for (std::size_t at = 0; at + 4 <= stream.size();) {
-    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(stream[at + i]); };
-    const unsigned type = byte(0) | static_cast<unsigned>(byte(1)) << 8;
-    const std::size_t size = byte(2) | static_cast<std::size_t>(byte(3)) << 8;
-    at += 4;
-    const std::size_t clear = type == 0x0809 || type == 0x002F ? size : type == 0x0085 ? 4 : 0;
-    for (std::size_t i = clear; i < size; ++i) change(stream[at + i], at + i, size);
-    at += size;
-  }
-}
-
-/// A workbook in RC4 encryption ([MS-OFFCRYPTO] 2.3.6).
-std::string encrypted_workbook(std::string_view password, const std::string& records) {
-  const Rc4Encryption encryption = Rc4Encryption::of_binary_documents(password);
-  const std::string file_pass = RecordWriter().add(0x002F, u16(1) + encryption.header()).bytes();
-  std::string stream = workbook_stream(file_pass, {{"S", records}});
-  std::string keys;
-  for (std::uint32_t block = 0; block * 1024 < stream.size(); ++block) {
-    keys += encryption.encrypt(block, std::string(1024, '\0'));
-  }
-  for_each_locked_byte(stream, [&](char& byte, std::size_t at, std::size_t) {
-    byte = static_cast<char>(byte ^ keys[at]);
-  });
-  return workbook_file(stream);
 }
 
 TEST(XlsReader, ReadsAnEncryptedWorkbookWithItsPassword) {

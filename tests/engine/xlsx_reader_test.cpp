@@ -67,6 +67,11 @@ class Workbook {
     return *this;
   }
 
+  Workbook& relate_workbook(std::string_view id, std::string_view kind, std::string_view target) {
+    relate(workbook_relations_, id, kind, target);
+    return *this;
+  }
+
   Workbook& relate_package(std::string_view id, std::string_view kind, std::string_view target) {
     relate(package_relations_, id, kind, target);
     return *this;
@@ -279,12 +284,15 @@ TEST(XlsxReader, ShowsCommentsOfBothKinds) {
               "</r></text></comment><comment ref='A2' authorId='1'><text><t>a stand-in</t></text>"
               "</comment></commentList></comments>")
         .part("xl/threadedComments/threadedComment1.xml",
-              "<ThreadedComments><threadedComment ref='A2'><text>new style</text>"
-              "</threadedComment></ThreadedComments>");
+              "<ThreadedComments><threadedComment ref='A2' personId='{7}'><text>new style</text>"
+              "</threadedComment></ThreadedComments>")
+        .relate_workbook("rIdP", "person", "persons/person.xml")
+        .part("xl/persons/person.xml",
+              "<personList><person displayName='Bob' id='{7}'/></personList>");
     return workbook;
   };
   Workbook shown = build();
-  EXPECT_EQ(text_of(shown), "Sheet1\n1\nold style\nnew style\n");
+  EXPECT_EQ(text_of(shown), "Sheet1\n1\nAnn: old style\nBob: new style\n");
   Options options;
   options.skip_comments = true;
   Workbook skipped = build();

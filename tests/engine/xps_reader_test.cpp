@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "tests/engine/read_document.h"
-#include "tests/engine/zip_writer.h"
+#include "tests/engine/xps_writer.h"
 
 namespace trfilter::test {
 namespace {
@@ -18,38 +18,15 @@ std::string at(int x, int y) {
   return "OriginX='" + std::to_string(x) + "' OriginY='" + std::to_string(y) + "'";
 }
 
-ZipWriter document(const std::vector<std::string>& pages) {
-  ZipWriter writer;
-  writer.add("_rels/.rels",
-             "<Relationships><Relationship Id='r' "
-             "Type='http://schemas.microsoft.com/xps/2005/06/fixedrepresentation' "
-             "Target='/seq.fdseq'/></Relationships>");
-  writer.add("seq.fdseq",
-             "<FixedDocumentSequence><DocumentReference "
-             "Source='Documents/1/doc.fdoc'/></FixedDocumentSequence>");
-  std::string list = "<FixedDocument>";
-  // Parts lie in the archive in the opposite order.
-  for (std::size_t i = 0; i < pages.size(); ++i) {
-    list += "<PageContent Source='Pages/" + std::to_string(i) + ".fpage'/>";
-  }
-  for (std::size_t i = pages.size(); i-- > 0;) {
-    writer.add(
-        "Documents/1/Pages/" + std::to_string(i) + ".fpage",
-        "<FixedPage xmlns='http://schemas.microsoft.com/xps/2005/06'>" + pages[i] + "</FixedPage>");
-  }
-  writer.add("Documents/1/doc.fdoc", list + "</FixedDocument>");
-  return writer;
-}
-
 std::string text_of(const std::string& page) {
-  const Reading reading = read_document(document({page}).bytes(), Format::xps);
+  const Reading reading = read_document(xps_document({page}).bytes(), Format::xps);
   EXPECT_EQ(reading.code, 0) << reading.reason;
   return reading.text;
 }
 
 TEST(XpsReader, ReadsPagesInTheirOrder) {
-  const Reading reading =
-      read_document(document({run("one", at(0, 10)), run("two", at(0, 10))}).bytes(), Format::xps);
+  const Reading reading = read_document(
+      xps_document({run("one", at(0, 10)), run("two", at(0, 10))}).bytes(), Format::xps);
   EXPECT_EQ(reading.text, "one\n\ftwo\n");
 }
 
@@ -109,7 +86,7 @@ TEST(XpsReader, SurvivesNumbersThatAreNone) {
 }
 
 TEST(XpsReader, FontsAndPicturesAreMembers) {
-  ZipWriter writer = document({run("a", at(0, 10))});
+  ZipWriter writer = xps_document({run("a", at(0, 10))});
   writer.add("Documents/1/Pages/_rels/0.fpage.rels",
              "<Relationships><Relationship Id='f' "
              "Type='http://schemas.microsoft.com/xps/2005/06/required-resource' "

@@ -4,6 +4,10 @@
 #include <utility>
 
 #include "api/tarnis_internal.h"
+#include "tests/engine/archive_writer.h"
+#include "tests/engine/encrypted_package.h"
+#include "tests/engine/office_encryption.h"
+#include "tests/engine/workbook_writer.h"
 #include "tests/options/documents.h"
 #include "tests/options/matrix_table.h"
 
@@ -95,7 +99,7 @@ void add_comments(Table& table) {
             "a\n");
   table.add("skip_comments", "docx", docx_with_comment(), skip_comments, "body\nremark\n",
             "body\n");
-  table.add("skip_comments", "xlsx", xlsx_with_comment(), skip_comments, "S\n1\nremark\n",
+  table.add("skip_comments", "xlsx", xlsx_with_comment(), skip_comments, "S\n1\nAnn: remark\n",
             "S\n1\n");
   table.add("skip_comments", "pptx", pptx_with_comment(), skip_comments, "slide\nremark\n",
             "slide\n");
@@ -267,9 +271,29 @@ void add_character_sets(Table& table) {
 }
 
 void add_passwords(Table& table) {
+  using namespace trfilter::test;
+  const auto sesame = [](Configuration& c) { c.password("sesame"); };
   table.add(
       "password", "PDF", sample("locked.pdf"), [](Configuration& c) { c.password("aladdin"); }, "8",
       "0", Shown::code);
+  table.add("password", "archives",
+            write_archive("zip", "", {{"a.txt", "secret"}}, "zip:encryption=aes256", "sesame"),
+            sesame, "8", "0", Shown::member_code);
+  const std::pair<const char*, std::string> packages[] = {
+      {"docx", docx(docx_run("secret"))},
+      {"xlsx", xlsx("<sheetData><row><c t='str'><v>secret</v></c></row></sheetData>")},
+      {"pptx", pptx(pptx_shape("secret"))}};
+  for (const auto& [family, package] : packages) {
+    table.add("password", family, agile_encrypted(package, u"sesame"), sesame, "[error 8]",
+              with_sheet_name(family, "secret\n"));
+    table.add("password", family, standard_encrypted(package, u"sesame"), sesame, "[error 8]",
+              with_sheet_name(family, "secret\n"));
+  }
+  const std::string record = RecordWriter().add(0x0204, cell(0, 0) + narrow("secret")).bytes();
+  table.add("password", "doc", encrypted_word_document("sesame", u"secret"), sesame, "[error 8]",
+            "secret\n");
+  table.add("password", "xls", encrypted_workbook("sesame", record), sesame, "[error 8]",
+            "S\nsecret\n");
 }
 
 }  // namespace
@@ -324,6 +348,7 @@ std::vector<Effect> effects() {
   add_passwords(table);
   add_binary_office(table);
   add_mail(table);
+  add_outlook(table);
   return table.take();
 }
 
@@ -349,7 +374,7 @@ std::string seen(Shown shown, const std::string& document, const Configuration& 
   int code = 0;
   try {
     const v1::generic_io::Output target(output);
-    if (shown == Shown::member_line) {
+    if (shown == Shown::member_line || shown == Shown::member_code) {
       const v1::Container container(source, *session.implementation());
       v1::internal::extract(container.at(0).implementation(), target);
     } else {
@@ -362,7 +387,7 @@ std::string seen(Shown shown, const std::string& document, const Configuration& 
   } catch (const v1::tarnis_error& error) {
     code = error.code();
   }
-  if (shown == Shown::code) return std::to_string(code);
+  if (shown == Shown::code || shown == Shown::member_code) return std::to_string(code);
   std::string text(output.data().begin(), output.data().end());
   if (shown == Shown::member_line) text.resize(std::min(text.find_first_of("\r\n"), text.size()));
   return code == 0 ? text : text + "[error " + std::to_string(code) + "]";

@@ -11,7 +11,7 @@ namespace tarnis::options {
 using v1::Configuration;
 
 /// What of a document an option changes.
-enum class Shown { text, members, member_line, properties, code };
+enum class Shown { text, members, member_line, properties, code, member_code };
 
 /// One cell of the matrix of options and format families that says what an option does there.
 struct Effect {
@@ -33,7 +33,7 @@ const std::vector<std::string>& family_names();
 std::vector<Effect> effects();
 
 /// What a host sees of a document: its text, the names of its members, the first line of the first
-/// of them, its properties or the code that reading it ends with.
+/// of them, its properties or the code that reading it or extracting its first member ends with.
 std::string seen(Shown shown, const std::string& document, const Configuration& configuration);
 
 }  // namespace tarnis::options

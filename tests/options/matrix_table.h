@@ -60,4 +60,7 @@ void add_binary_office(Table& table);
 /// Cells of messages as text.
 void add_mail(Table& table);
 
+/// Cells of messages of Outlook.
+void add_outlook(Table& table);
+
 }  // namespace tarnis::options

@@ -23,13 +23,6 @@ constexpr std::string_view no_such_thing = "—";
 const std::set<std::string> shown_elsewhere = {"timeout", "extraction_timeout",
                                                "temporary_directory"};
 
-// Their encryption is tested with their readers.
-const std::set<std::string> encrypted_elsewhere = {"docx", "xlsx", "pptx",
-                                                   "doc",  "xls",  "archives"};
-
-// Its documents are built by the tests of its reader, which show these cells.
-const std::set<std::string> families_shown_elsewhere = {"msg"};
-
 using Cells = std::map<std::pair<std::string, std::string>, std::string>;
 
 std::vector<std::string> columns_of(const std::string& line) {
@@ -84,8 +77,6 @@ TEST(OptionMatrix, EveryPromiseIsShownOnADocumentAndEveryShownEffectPromised) {
   for (const Effect& effect : effects()) shown.emplace(effect.option, effect.family);
   for (const auto& [cell, words] : documented_cells()) {
     if (shown_elsewhere.contains(cell.first)) continue;
-    if (families_shown_elsewhere.contains(cell.second)) continue;
-    if (cell.first == "password" && encrypted_elsewhere.contains(cell.second)) continue;
     EXPECT_EQ(shown.contains(cell), words != no_such_thing)
         << cell.first << " × " << cell.second << ": " << words;
   }

@@ -2,8 +2,12 @@
 
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "engine/mapi/property_ids.h"
+#include "tests/engine/mapi_documents.h"
+#include "tests/engine/workbook_writer.h"
 #include "tests/engine/zip_writer.h"
 #include "tests/options/documents.h"
 #include "tests/options/matrix.h"
@@ -45,6 +49,65 @@ std::string workbook_of_many_strings() {
     items += "<si><t>" + std::to_string(i) + ":" + std::string(500, 'x') + "</t></si>";
   }
   return xlsx_with_strings(rows + "</sheetData>", items + "</sst>");
+}
+
+/// The same in binary records, without a compound file around them.
+std::string binary_workbook_of_many_strings() {
+  using namespace trfilter::test;
+  constexpr std::uint32_t count = 40'000;
+  constexpr std::size_t longest_record = 8'000;
+  RecordWriter table;
+  std::uint16_t type = 0x00FC;
+  std::string data = u32(count) + u32(count);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    const std::string item = narrow(std::to_string(i) + ":" + std::string(500, 'x'));
+    if (data.size() + item.size() > longest_record) {
+      table.add(std::exchange(type, 0x003C), data);
+      data.clear();
+    }
+    data += item;
+  }
+  table.add(type, data);
+  const std::string row = RecordWriter().add(0x00FD, cell(0, 0) + u32(count - 1)).bytes();
+  return workbook_stream(table.bytes(), {{"S", row}});
+}
+
+/// An item of Outlook in an item in an item, the innermost with much attached to it.
+std::string message_of_messages() {
+  using namespace trfilter::test;
+  namespace id = trfilter::mapi::id;
+  MapiItem item;
+  item.properties.text(id::message_class, "IPM.Note");
+  MapiItem::Attached file;
+  file.properties.integer(id::attach_method, 1)
+      .text(id::attach_long_filename, "a.txt")
+      .binary(id::attach_data, std::string(std::size_t{5} << 20, 'x'));
+  item.attachments.push_back(std::move(file));
+  for (int depth = 0; depth < 2; ++depth) {
+    MapiItem outer;
+    outer.properties.text(id::message_class, "IPM.Note");
+    MapiItem::Attached attached;
+    attached.properties.integer(id::attach_method, 5).text(id::display_name, "inner");
+    attached.message.push_back(std::move(item));
+    outer.attachments.push_back(std::move(attached));
+    item = std::move(outer);
+  }
+  return msg_document(item);
+}
+
+TEST(TemporaryDirectory, TakesStringsOfBinaryWorkbooksAndMessagesInMessages) {
+  const EmptyDirectory directory;
+  const std::pair<Shown, std::string> documents[] = {
+      {Shown::code, binary_workbook_of_many_strings()},
+      {Shown::member_code, message_of_messages()}};
+  for (const auto& [shown, document] : documents) {
+    Configuration configuration;
+    configuration.temporary_directory(directory.path());
+    EXPECT_EQ(seen(shown, document, configuration), "0");
+    EXPECT_TRUE(fs::is_empty(directory.path()));
+    configuration.temporary_directory("/nowhere/at/all");
+    EXPECT_EQ(seen(shown, document, configuration), "15");
+  }
 }
 
 TEST(TemporaryDirectory, TakesWhatTheEngineWritesAndIsLeftEmpty) {
