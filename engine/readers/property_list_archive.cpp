@@ -89,7 +89,7 @@ class Members {
       });
     }
     if (files_->count() == 0) return nullptr;
-    files_->settle_names();
+    files_->settle_names(context_->limits);
     return std::move(files_);
   }
 
