@@ -121,24 +121,22 @@ void StoryHandler::end_element(std::string_view name, std::string_view /*uri*/) 
 void StoryHandler::characters(std::string_view text) {
   if (!in_content_) return;
   // Separators within the text; what is anchored has no character of its own.
-  while (!text.empty()) {
-    const std::size_t at = text.find_first_of("\xE2\xEF");
-    if (at == npos) return add(text);
-    add(text.substr(0, at));
-    text.remove_prefix(at);
-    if (text.starts_with(anchor)) {
-      text.remove_prefix(anchor.size());
-    } else if (text.starts_with(paragraph_separator)) {
-      end_paragraph();
-      text.remove_prefix(paragraph_separator.size());
-    } else if (text.starts_with(line_separator)) {
-      add("\n");
-      text.remove_prefix(line_separator.size());
-    } else {
-      add(text.substr(0, 1));
-      text.remove_prefix(1);
+  std::size_t at = 0;
+  while ((at = text.find_first_of("\xE2\xEF", at)) != npos) {
+    const std::string_view rest = text.substr(at);
+    const bool ends_paragraph = rest.starts_with(paragraph_separator);
+    const bool ends_line = rest.starts_with(line_separator);
+    if (!ends_paragraph && !ends_line && !rest.starts_with(anchor)) {
+      ++at;  // another character that begins alike
+      continue;
     }
+    add(text.substr(0, at));
+    if (ends_paragraph) end_paragraph();
+    if (ends_line) add("\n");
+    text = rest.substr(anchor.size());  // all three have the same length
+    at = 0;
   }
+  add(text);
 }
 
 void StoryHandler::add(std::string_view text) {

@@ -70,7 +70,7 @@ std::string without_links(std::string text) {
 
 class OneNoteReader final : public Reader {
  public:
-  explicit OneNoteReader(const ReaderContext& context) : context_(context) {
+  explicit OneNoteReader(const ReaderContext& context) {
     constexpr std::size_t format_at = 48;
     constexpr std::string_view revision_store =
         literal("\x3F\xDD\x9A\x10\x1B\x91\xF5\x49\xA5\xD0\x17\x91\xED\xC8\xAE\xD8");
@@ -201,7 +201,6 @@ class OneNoteReader final : public Reader {
     sink.paragraph();
   }
 
-  const ReaderContext context_;
   std::optional<onenote::Store> store_;
   std::optional<std::vector<const ObjectSpace*>> pages_;
   std::size_t next_ = 0;
