@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <stdexcept>
 #include <utility>
 
@@ -82,7 +83,7 @@ long InMemoryFile::tell() {
 long InMemoryFile::read(char* buffer, long n) {
   const long count = std::min(n, size() - position_);
   if (count < 1) return 0;
-  std::copy_n(data_.data() + position_, count, buffer);
+  std::memcpy(buffer, data_.data() + position_, static_cast<std::size_t>(count));
   position_ += count;
   return count;
 }

@@ -37,7 +37,15 @@ void CodePage::decode(std::string_view bytes, std::string& out, bool last) const
     out += utf8_->decode(bytes, last);
     return;
   }
-  for (const char byte : bytes) append_utf8(out, (*characters_)[static_cast<unsigned char>(byte)]);
+  const auto is_beyond_ascii = [](char c) { return static_cast<unsigned char>(c) >= 0x80; };
+  while (!bytes.empty()) {
+    const auto end = std::find_if(bytes.begin(), bytes.end(), is_beyond_ascii);
+    const auto ascii = static_cast<std::size_t>(end - bytes.begin());
+    out.append(bytes.substr(0, ascii));
+    if (ascii == bytes.size()) return;
+    append_utf8(out, (*characters_)[static_cast<unsigned char>(bytes[ascii])]);
+    bytes.remove_prefix(ascii + 1);
+  }
 }
 
 const CodePage* CodePages::find(std::int32_t number) {

@@ -8,8 +8,8 @@
 
 #include "engine/core/engine_error.h"
 #include "engine/core/property_names.h"
-#include "engine/mapi/property_ids.h"
 #include "engine/core/spooled_bytes.h"
+#include "engine/mapi/property_ids.h"
 
 namespace trfilter::mapi {
 namespace {

@@ -329,7 +329,8 @@ std::vector<MailBody> mail_bodies(Message& message, Limits& limits) {
   if (std::string plain = properties.text(id::body, limits); !plain.empty()) {
     bodies.push_back({MailBody::Kind::plain, std::move(plain), utf8_encoding().name});
   }
-  if (MailBody html = html_body(properties, limits); !html.bytes.empty()) bodies.push_back(std::move(html));
+  if (MailBody html = html_body(properties, limits); !html.bytes.empty())
+    bodies.push_back(std::move(html));
   add_rtf(properties, limits, bodies);
   return bodies;
 }

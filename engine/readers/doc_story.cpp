@@ -255,6 +255,8 @@ void Story::put_wide(const TextRun& run) {
         ++at_;
         return;
       }
+    } else if (unit < 0x80) {
+      text_ += static_cast<char>(unit);
     } else if (is_high_surrogate(unit)) {
       high_surrogate_ = unit;
     } else if (unit >= symbol_area_begin && unit <= symbol_area_end && font != nullptr) {

@@ -16,8 +16,8 @@
 
 #include "engine/charset/byte_characters.h"
 #include "engine/charset/charset_detector.h"
-#include "engine/charset/icu/converter.h"
 #include "engine/charset/encoding.h"
+#include "engine/charset/icu/converter.h"
 #include "engine/charset/text_decoder.h"
 #include "engine/core/utf8.h"
 #include "tests/engine/language_samples.h"

@@ -5,11 +5,11 @@
 
 #include "engine/core/engine_error.h"
 #include "engine/core/limits.h"
+#include "engine/core/spooled_bytes.h"
 #include "engine/mapi/code_page.h"
 #include "engine/mapi/compressed_rtf.h"
 #include "engine/mapi/encapsulated_text.h"
 #include "engine/mapi/mapi_message.h"
-#include "engine/core/spooled_bytes.h"
 #include "tests/engine/mapi_documents.h"
 
 namespace trfilter::mapi {

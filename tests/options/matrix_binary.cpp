@@ -113,7 +113,8 @@ void add_binary_office(Table& table) {
             "one\n<footer>foot</footer>\n");
   table.add("hidden_text", "ppt", ppt_with_hidden_slide(), show_hidden, "shown\n",
             "shown\n\fkept\n");
-  table.add("skip_comments", "ppt", ppt_with_comment(), skip_comments, "slide\nAnn: why?\n", "slide\n");
+  table.add("skip_comments", "ppt", ppt_with_comment(), skip_comments, "slide\nAnn: why?\n",
+            "slide\n");
   table.add("date_time_field_codes", "ppt", ppt_with_date(), date_codes, "on \n", "on datetime3\n");
   table.add(
       "password", "ppt", ppt_under_password(), [](Configuration& c) { c.password("sesame"); }, "8",

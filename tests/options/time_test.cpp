@@ -194,7 +194,7 @@ TEST(TimeOut, EndsEpub) {
 
 TEST(TimeOut, EndsWorksheets) {
   LongDocument document(std::string("\0\0\x02\0\x06\x04\x06\0\x08\0\0\0\0\0\xFF\0\xFF\x1F", 18),
-                        std::string("\x0D\0\x07\0\xFF\0\0\0\0\x2A\0", 11), std::uint64_t{2} << 20,
+                        std::string("\x0D\0\x07\0\xFF\0\0\0\0\x2A\0", 11), std::uint64_t{16} << 20,
                         std::string("\x01\0\0\0", 4));
   ends_in_time(document);
 }
