@@ -553,6 +553,19 @@ std::string help_of_a_long_file() {
   return help_file({{"/", ""}, {"/a.css", repeated("p {}", 60 * megabyte)}});
 }
 
+// Worksheets and drawings of others.
+
+std::string long_worksheet() {
+  return std::string("\0\0\x02\0\x06\x04\x06\0\x08\0\0\0\0\0\xFF\0\xFF\x1F", 18) +
+         repeated(std::string("\x0D\0\x07\0\xFF\0\0\0\0\x2A\0", 11), 2 * megabyte) +
+         std::string("\x01\0\0\0", 4);
+}
+
+std::string long_drawing() {
+  return "0\nSECTION\n2\nENTITIES\n" + repeated("0\nTEXT\n1\nsome text\n", 20 * megabyte) +
+         "0\nENDSEC\n0\nEOF\n";
+}
+
 // Media.
 
 std::string picture_of_many_segments() {
@@ -630,6 +643,8 @@ const std::vector<LongDocument> long_documents = {
     {"zip_of_a_long_member", zip_of_a_long_member, Work::extraction},
     {"seven_zip_of_a_long_member", seven_zip_of_a_long_member, Work::extraction},
     {"tar_of_a_long_member", tar_of_a_long_member, Work::extraction},
+    {"worksheet", long_worksheet},
+    {"drawing", long_drawing},
     {"image", picture_of_many_segments, Work::properties},
     {"audio", sound_of_many_tags, Work::properties},
     {"encrypted_office", encrypted_docx},

@@ -192,13 +192,6 @@ TEST(TimeOut, EndsEpub) {
   ends_in_time(epub(repeated("<p>Some <b>text</b> and more</p>", large_part)));
 }
 
-TEST(TimeOut, EndsWorksheets) {
-  LongDocument document(std::string("\0\0\x02\0\x06\x04\x06\0\x08\0\0\0\0\0\xFF\0\xFF\x1F", 18),
-                        std::string("\x0D\0\x07\0\xFF\0\0\0\0\x2A\0", 11), std::uint64_t{16} << 20,
-                        std::string("\x01\0\0\0", 4));
-  ends_in_time(document);
-}
-
 TEST(TimeOut, NoneLetsReadingEnd) {
   const Session session(TARNIS_ENGINE_DIRECTORY, true, Configuration().timeout(0));
   v1::io::InMemoryFile file(std::vector<unsigned char>{'h', 'i'});
