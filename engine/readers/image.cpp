@@ -274,7 +274,10 @@ class ImageReader final : public Reader {
     prepare_library();
     try {
       std::unique_ptr<Exiv2::Image> image = open_image(new DocumentIo(context_));
-      if (!image) throw EngineError(Code::corrupt, "no picture that can be read");
+      // The library's readers of film go round and round in a damaged one.
+      if (!image || image->mimeType().starts_with("video/")) {
+        throw EngineError(Code::corrupt, "no picture that can be read");
+      }
       image->readMetadata();
       return image;
     } catch (const Exiv2::Error& error) {

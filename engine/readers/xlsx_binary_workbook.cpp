@@ -8,6 +8,18 @@ namespace {
 constexpr std::size_t most_authors = std::size_t{1} << 16;
 constexpr std::size_t longest_author = 1024;
 
+/// A sheet of the workbook, `reserved` bytes before the names: [MS-XLSB] 2.4.304 has 4, a draft of
+/// the format had 8.
+/// @return whether the record is such a one, to its last byte
+bool read_sheet(std::string_view data, std::size_t reserved, XlsxWorkbook::Sheet& sheet) {
+  ByteCursor fields(data);
+  sheet.hidden = fields.u32() != 0;
+  fields.skip(reserved);
+  sheet.relationship = take_wide_string(fields);
+  sheet.name = take_wide_string(fields);
+  return !fields.failed() && fields.rest().empty();
+}
+
 }  // namespace
 
 void BinaryWorkbookHandler::record(unsigned type, std::string_view data) {
@@ -17,10 +29,7 @@ void BinaryWorkbookHandler::record(unsigned type, std::string_view data) {
     if ((fields.u32() & from_1904) != 0) workbook_.dates = DateSystem::from_1904;
   } else if (type == brt::sheet && workbook_.sheets.size() < XlsxWorkbook::most_sheets) {
     XlsxWorkbook::Sheet sheet;
-    sheet.hidden = fields.u32() != 0;
-    fields.skip(4);
-    sheet.relationship = take_wide_string(fields);
-    sheet.name = take_wide_string(fields);
+    if (!read_sheet(data, 4, sheet) && !read_sheet(data, 8, sheet)) read_sheet(data, 4, sheet);
     workbook_.sheets.push_back(std::move(sheet));
   }
 }

@@ -65,6 +65,10 @@ TEST(ImageReader, GivesWhatTheCameraWrote) {
   EXPECT_DOUBLE_EQ(number_of(facts, property::exposure_time), 0.004);
 }
 
+TEST(ImageReader, RefusesFilm) {
+  EXPECT_THROW(read_properties(source_file("samples/film.avi"), Format::jpeg), EngineError);
+}
+
 TEST(ImageReader, AppliesTheZoneOfATime) {
   const Properties facts = read_properties(source_file("samples/photo.jpg"), Format::jpeg);
   const auto* created = value_of(facts, property::created);

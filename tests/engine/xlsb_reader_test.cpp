@@ -59,9 +59,15 @@ class BinaryWorkbook {
  public:
   BinaryWorkbook() : package_("xl/workbook.bin", "spreadsheetml.sheet") {}
 
+  /// Sheets from here on are listed as the drafts of the format did.
+  BinaryWorkbook& draft() {
+    draft_ = true;
+    return *this;
+  }
+
   BinaryWorkbook& sheet(std::u16string_view name, const std::string& records, unsigned state = 0) {
     const std::string number = std::to_string(++sheets_);
-    list_ += record(156, u32(state) + u32(sheets_) +
+    list_ += record(156, u32(state) + (draft_ ? u32(0) : std::string()) + u32(sheets_) +
                              wide_string(u"rId" + std::u16string(number.begin(), number.end())) +
                              wide_string(name));
     package_.relate("xl/workbook.bin", "rId" + number, "worksheet",
@@ -90,6 +96,7 @@ class BinaryWorkbook {
   }
 
  private:
+  bool draft_ = false;
   OoxmlPackage package_;
   std::string properties_;
   std::string list_;
@@ -112,6 +119,14 @@ Options with(bool Options::*option) {
   Options options;
   options.*option = true;
   return options;
+}
+
+TEST(XlsbReader, ListsTheSheetsOfADraft) {
+  BinaryWorkbook workbook;
+  workbook.draft().sheet(u"Old", rows(row(0) + text_cell(0, u"a"))).sheet(u"New", rows(""));
+  const Reading reading = read_document(workbook.bytes(), Format::xlsb);
+  EXPECT_EQ(reading.code, 0);
+  EXPECT_EQ(reading.text, "Old\na\n\fNew\n");
 }
 
 TEST(XlsbReader, ShowsEachKindOfCell) {
