@@ -6,8 +6,8 @@
 // stand behind the last slide.
 //
 // Not handled: bullets and automatic numbers (they come from masters as a rule), animations, what
-// is drawn. Embedded objects and pictures are members. Of presentations of 1995, which are
-// described nowhere, the records that hold text in the later format are read.
+// is drawn. Embedded objects and pictures are members. Of presentations of 1995 the text of slides
+// and notes is read.
 //
 // Bounds: kept are the directory of objects, the texts in the list of slides, and one slide with
 // its notes and masters, of at most 64 MiB each.
@@ -23,6 +23,7 @@
 #include "engine/core/byte_cursor.h"
 #include "engine/core/engine_error.h"
 #include "engine/core/reader.h"
+#include "engine/readers/ppt_1995.h"
 #include "engine/readers/ppt_members.h"
 #include "engine/readers/ppt_objects.h"
 #include "engine/readers/ppt_shapes.h"
@@ -120,10 +121,9 @@ class PptReader final : public Reader {
   }
 
  private:
-  enum class Stage : std::uint8_t { start, slides, loose_records };
+  enum class Stage : std::uint8_t { start, slides, slides_of_1995, loose_records };
 
   std::uint32_t find_storage() const;
-  bool is_of_1997() const { return file_.child(storage_, "PowerPoint Document").has_value(); }
   void read_document();
   void read_list(std::string_view list, std::vector<ListedSlide>& slides);
   void show_slide(TextSink& sink, std::size_t index);
@@ -138,6 +138,7 @@ class PptReader final : public Reader {
   bool show_loose_record(TextSink& sink);
   void show_loose_text(TextSink& sink, std::string_view records, unsigned depth);
 
+  const Options& options_;
   Limits& limits_;
   CompoundFile file_;
   std::uint32_t storage_;
@@ -155,10 +156,12 @@ class PptReader final : public Reader {
   std::size_t next_slide_ = 0;
   std::uint64_t next_record_ = 0;
   bool loose_text_ = false;
+  std::unique_ptr<ppt::Slides1995> slides_of_1995_;
 };
 
 PptReader::PptReader(const ReaderContext& context)
-    : limits_(context.limits),
+    : options_(context.options),
+      limits_(context.limits),
       file_(context.document, context.limits),
       storage_(find_storage()),
       objects_(file_, storage_, context.limits, context.options.password) {}
@@ -187,11 +190,17 @@ bool PptReader::step(TextSink& sink) {
         sink.paragraph();
       }
       break;
+    case Stage::slides_of_1995:
+      if (next_slide_ < slides_of_1995_->count()) {
+        slides_of_1995_->show(sink, next_slide_++);
+        return true;
+      }
+      if (slides_of_1995_->damaged()) damaged_ = true;
+      break;
     case Stage::loose_records:
       if (show_loose_record(sink)) return true;
       if (!loose_text_) {
-        throw EngineError(is_of_1997() ? Code::corrupt : Code::unsupported_format,
-                          "no slide of the presentation can be found");
+        throw EngineError(Code::corrupt, "no slide of the presentation can be found");
       }
       break;
   }
@@ -211,9 +220,9 @@ void PptReader::read_document() {
   if (objects_.has_directory()) document_ = objects_.read(objects_.document());
   ArtRecord document;
   if (!document.parse(document_) || document.type != record::document) {
-    // Presentations of 1995 have no directory of this kind.
-    damaged_ = is_of_1997();
-    stage_ = Stage::loose_records;
+    slides_of_1995_ = ppt::Slides1995::find(file_, storage_, options_, limits_);
+    damaged_ = slides_of_1995_ == nullptr;
+    stage_ = damaged_ ? Stage::loose_records : Stage::slides_of_1995;
     return;
   }
   if (document.is_cut()) damaged_ = true;

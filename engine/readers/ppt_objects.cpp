@@ -20,9 +20,12 @@ constexpr std::uint64_t most_directory_bytes = std::uint64_t{16} << 20;
 PersistObjects::PersistObjects(const CompoundFile& file, std::uint32_t storage,
                                const Limits& limits, const std::string& password)
     : file_(file), storage_(storage) {
-  auto entry = file.child(storage, "PowerPoint Document");
-  if (!entry) entry = file.child(storage, "PP40");
-  if (!entry) throw EngineError(Code::corrupt, "the compound file has no presentation");
+  const auto entry = file.child(storage, "PowerPoint Document");
+  if (!entry) {
+    const bool of_1994 = file.child(storage, "PP40").has_value();
+    throw EngineError(of_1994 ? Code::unsupported_format : Code::corrupt,
+                      "the compound file has no presentation that can be read");
+  }
   stream_ = file.open(*entry);
   read_edits(last_edit(), limits, password);
 }

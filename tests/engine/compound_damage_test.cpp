@@ -207,7 +207,7 @@ TEST(CompoundDamage, EndsACircleOfSmallSectors) {
 
 TEST(CompoundDamage, EndsATreeThatGoesInACircle) {
   const std::string sound = sound_file();
-  for (const std::size_t link : {68, 72, 76}) {
+  for (const std::size_t link : {68u, 72u, 76u}) {
     for (std::uint32_t from = 0; from < 3; ++from) {
       for (std::uint32_t to = 0; to < 3; ++to) {
         std::string file = sound;
@@ -231,7 +231,7 @@ TEST(CompoundDamage, EndsAStorageThatHoldsItself) {
 
 TEST(CompoundDamage, RefusesAHeaderThatLeadsNowhere) {
   const std::string sound = sound_file();
-  for (const std::size_t field : {0, 30, 48}) {
+  for (const std::size_t field : {0u, 30u, 48u}) {
     std::string file = sound;
     put16(file, field, 0xFFF0);
     EXPECT_EQ(code_of_opening(file), Code::corrupt) << field;
@@ -276,7 +276,7 @@ TEST(CompoundDamage, ReadsNamesOfOneByteACharacter) {
 }
 
 TEST(CompoundOutput, WritesWhatItReads) {
-  for (const std::size_t count : {0, 1, 2, 3, 7, 8, 100}) {
+  for (const std::size_t count : {0u, 1u, 2u, 3u, 7u, 8u, 100u}) {
     CompoundOutput output({7});
     const std::size_t storage = output.add_storage(CompoundOutput::root, "Storage", {8});
     for (std::size_t i = 0; i < count; ++i) {

@@ -270,20 +270,54 @@ TEST(PptReader, RefusesWhatHoldsNoPresentation) {
   EXPECT_EQ(code_of("PowerPoint Document", ""), corrupt);
 }
 
-TEST(PptReader, DoesNotTakePresentationsOf1995ForEmptyOnes) {
+TEST(PptReader, DoesNotTakePresentationsOf1994ForEmptyOnes) {
   CompoundWriter writer;
   writer.add("PP40", std::string(100, '\x01'));
   EXPECT_EQ(read_document(writer.bytes(), Format::powerpoint_95).code,
             static_cast<int>(Code::unsupported_format));
 }
 
-TEST(PptReader, GivesTextRecordsOfPresentationsOf1995InTheirOrder) {
+/// A record of 1995: a header of 16 bytes.
+std::string record_1995(std::uint32_t type, std::string_view data, bool is_container,
+                        std::uint32_t role = 0) {
+  return u32(type) + u32(is_container ? 0xFFFF : 0) + u32(static_cast<std::uint32_t>(data.size())) +
+         u32(role) + std::string(data);
+}
+
+/// A slide or a page of notes with one box.
+std::string page_1995(std::uint32_t type, std::string_view text) {
+  constexpr std::uint32_t of_text = 0x35;
+  constexpr std::uint32_t of_a_font = 0x2F;
+  const std::string strings =
+      record_1995(2030, "Arial", false, of_a_font) + record_1995(2030, text, false, of_text);
+  return record_1995(type, record_1995(3000, record_1995(4064, strings, true), true), true);
+}
+
+std::string presentation_1995(std::string_view slides, std::string_view notes) {
+  const std::string font = record_1995(4026, std::string("\x81\x41\x81\x42", 4), true);
+  const std::string lists = record_1995(2000, slides, true) + record_1995(2000, notes, true) + font;
   CompoundWriter writer;
-  writer.add("PP40", container(0x1771, byte_text_atoms("first") + text_atoms(u"second")) +
-                         container(0x1772, byte_text_atoms("third")));
-  const Reading reading = read_document(writer.bytes(), Format::powerpoint_95);
+  writer.add("PowerPoint Document", record_1995(3, record_1995(1000, lists, true), true));
+  return writer.bytes();
+}
+
+TEST(PptReader, ShowsSlidesOf1995WithTheirNotes) {
+  const std::string bytes =
+      presentation_1995(page_1995(1006, "Caf\xE9\rtwo\vlines") + page_1995(1006, "next"),
+                        page_1995(1008, "said") + page_1995(1008, "*"));
+  const Reading reading = read_document(bytes, Format::powerpoint_97);
   EXPECT_EQ(reading.code, 0) << reading.reason;
-  EXPECT_EQ(reading.text, "first\nsecond\nthird\n");
+  EXPECT_EQ(reading.text, "Caf\xC3\xA9\ntwo\nlines\nsaid\n\fnext\n");
+}
+
+TEST(PptReader, TakesSlidesOf1995ThatAreCutForDamage) {
+  const std::string whole = record_1995(
+      3, record_1995(1000, record_1995(2000, page_1995(1006, "one and two"), true), true), true);
+  for (std::size_t size = 0; size < whole.size(); ++size) {
+    CompoundWriter writer;
+    writer.add("PowerPoint Document", whole.substr(0, size));
+    EXPECT_EQ(read_document(writer.bytes(), Format::powerpoint_97).code, corrupt) << size;
+  }
 }
 
 TEST(PptReader, RefusesGroupsThatAreTooDeep) {

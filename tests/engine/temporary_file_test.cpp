@@ -273,13 +273,13 @@ TEST(CompressedArchive, ThatIsDamagedGivesWhatStandsBeforeTheDamageEachTime) {
     const std::size_t last = listing.members.size() - 1;
     const auto extracted =
         extract_members(cut, Format::gzip, {last, last - 1, last, 0, last + 1, last - 1});
-    for (const std::size_t i : {0, 2}) {
+    for (const std::size_t i : {0u, 2u}) {
       const std::string& content = packed.members[last].content;
       EXPECT_EQ(extracted[i].code, 4);
       EXPECT_LT(extracted[i].bytes.size(), content.size());
       EXPECT_TRUE(content.starts_with(extracted[i].bytes));
     }
-    for (const std::size_t i : {1, 5}) {
+    for (const std::size_t i : {1u, 5u}) {
       EXPECT_EQ(extracted[i].code, 0);
       EXPECT_TRUE(extracted[i].bytes == packed.members[last - 1].content);
     }
