@@ -90,4 +90,16 @@ void add_embedded_object(EmbeddedFiles& files, EmbeddedFiles::File object, const
   files.add(std::move(object), std::move(writer));
 }
 
+std::unique_ptr<Subfiles> wrapped_file_of(const CompoundFile& file) {
+  const auto found = find_ole_file(file, CompoundEntry::root);
+  if (!found) return nullptr;
+  auto files = std::make_unique<EmbeddedFiles>();
+  EmbeddedFiles::File member;
+  member.name = found->name;
+  member.size = static_cast<std::int64_t>(found->size);
+  files->add(std::move(member),
+             [&file, found = *found](ByteOutput& output) { write_ole_file(file, found, output); });
+  return files;
+}
+
 }  // namespace trfilter

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -21,5 +22,9 @@ void add_embedded_object(EmbeddedFiles& files, const CompoundFile& file, std::ui
 /// @param writer  writes the whole object, the member where it wraps no file
 void add_embedded_object(EmbeddedFiles& files, EmbeddedFiles::File object, const Limits& limits,
                          const std::function<std::string()>& bytes, EmbeddedFiles::Writer writer);
+
+/// The file that a compound file wraps as a whole, its only member; null: it wraps none.
+/// @param file  outlives the result
+std::unique_ptr<Subfiles> wrapped_file_of(const CompoundFile& file);
 
 }  // namespace trfilter

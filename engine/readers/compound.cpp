@@ -10,8 +10,7 @@
 #include <string_view>
 #include <utility>
 
-#include "engine/compound/ole_object.h"
-#include "engine/core/embedded_files.h"
+#include "engine/compound/embedded_objects.h"
 #include "engine/core/reader.h"
 
 namespace trfilter {
@@ -36,17 +35,7 @@ class CompoundReader final : public Reader {
   }
 
   std::unique_ptr<Subfiles> subfiles() override {
-    if (!file_) return nullptr;
-    const auto found = find_ole_file(*file_, CompoundEntry::root);
-    if (!found) return nullptr;
-    auto files = std::make_unique<EmbeddedFiles>();
-    EmbeddedFiles::File file;
-    file.name = found->name;
-    file.size = static_cast<std::int64_t>(found->size);
-    files->add(std::move(file), [this, found = *found](ByteOutput& output) {
-      write_ole_file(*file_, found, output);
-    });
-    return files;
+    return file_ ? wrapped_file_of(*file_) : nullptr;
   }
 
  private:

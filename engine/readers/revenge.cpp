@@ -25,8 +25,7 @@
 #include <utility>
 
 #include "engine/compound/compound_file.h"
-#include "engine/compound/ole_object.h"
-#include "engine/core/embedded_files.h"
+#include "engine/compound/embedded_objects.h"
 #include "engine/core/reader.h"
 #include "engine/opc/opc_package.h"
 #include "engine/readers/revenge_damage.h"
@@ -139,17 +138,7 @@ class RevengeReader final : public Reader {
   std::unique_ptr<Subfiles> subfiles() override {
     if (opc_) return opc_->files(context_);
     if (package_) return revenge::iwork_files(*package_, context_.limits);
-    if (!compound_) return nullptr;
-    const auto found = find_ole_file(*compound_, CompoundEntry::root);
-    if (!found) return nullptr;
-    auto files = std::make_unique<EmbeddedFiles>();
-    EmbeddedFiles::File file;
-    file.name = found->name;
-    file.size = static_cast<std::int64_t>(found->size);
-    files->add(std::move(file), [this, found = *found](ByteOutput& output) {
-      write_ole_file(*compound_, found, output);
-    });
-    return files;
+    return compound_ ? wrapped_file_of(*compound_) : nullptr;
   }
 
  private:
