@@ -27,6 +27,7 @@
 
 #include <algorithm>
 #include <array>
+#include <exception>
 #include <limits>
 #include <string>
 #include <utility>
@@ -39,7 +40,8 @@
 namespace trfilter {
 namespace {
 
-/// A document as TagLib reads one. Nothing is ever written.
+/// A document as TagLib reads one. Nothing is ever written. The library loses what it holds when an
+/// exception passes through it: after one the document is at its end instead, and `check` throws.
 class DocumentStream final : public TagLib::IOStream {
  public:
   explicit DocumentStream(const ReaderContext& context) : context_(context) {}
@@ -47,17 +49,12 @@ class DocumentStream final : public TagLib::IOStream {
   TagLib::FileName name() const override { return ""; }
 
   TagLib::ByteVector readBlock(unsigned long length) override {
-    constexpr unsigned long most_bytes = 64ul << 20;
-    context_.limits.check_time();
-    const long size = this->length();
-    if (position_ >= size || length > most_bytes) return {};
-    length = std::min(length, static_cast<unsigned long>(size - position_));
-    TagLib::ByteVector block(static_cast<unsigned>(length));
-    const std::size_t count = context_.document.read_at(static_cast<std::uint64_t>(position_),
-                                                        {block.data(), block.size()});
-    block.resize(static_cast<unsigned>(count));
-    position_ += static_cast<long>(count);
-    return block;
+    try {
+      return read(length);
+    } catch (...) {
+      failure_ = std::current_exception();
+      return {};
+    }
   }
 
   void writeBlock(const TagLib::ByteVector&) override {}
@@ -74,12 +71,32 @@ class DocumentStream final : public TagLib::IOStream {
   }
 
   long tell() const override { return position_; }
-  long length() override { return static_cast<long>(context_.document.size()); }
+  long length() override { return failure_ ? 0 : static_cast<long>(context_.document.size()); }
   void truncate(long) override {}
 
+  /// @throws what a read has thrown
+  void check() const {
+    if (failure_) std::rethrow_exception(failure_);
+  }
+
  private:
+  TagLib::ByteVector read(unsigned long length) {
+    constexpr unsigned long most_bytes = 64ul << 20;
+    context_.limits.check_time();
+    const long size = this->length();
+    if (position_ >= size || length > most_bytes) return {};
+    length = std::min(length, static_cast<unsigned long>(size - position_));
+    TagLib::ByteVector block(static_cast<unsigned>(length));
+    const std::size_t count = context_.document.read_at(static_cast<std::uint64_t>(position_),
+                                                        {block.data(), block.size()});
+    block.resize(static_cast<unsigned>(count));
+    position_ += static_cast<long>(count);
+    return block;
+  }
+
   const ReaderContext& context_;
   long position_ = 0;
+  std::exception_ptr failure_;
 };
 
 /// TagLib tells what it finds wrong on standard error, which is the host's.
@@ -228,6 +245,7 @@ class AudioReader final : public Reader {
 
  private:
   void open() {
+    stream_.check();
     if (!reference_.isNull()) return;
     Silence::keep();
     if (context_.detection.format == Format::mpeg_audio) {
@@ -237,6 +255,7 @@ class AudioReader final : public Reader {
     } else {
       reference_ = TagLib::FileRef(&stream_);
     }
+    stream_.check();
   }
 
   /// How the sound is encoded, as far as the format leaves a choice or has a name for it.
