@@ -73,6 +73,11 @@ void Limits::check_time() const {
   }
 }
 
+void ExpansionMeter::begin_member() {
+  packed_before_ = packed_ - std::min(packed_, read_at_once);
+  unpacked_before_ = unpacked_;
+}
+
 void ExpansionMeter::add_unpacked(std::uint64_t bytes) {
   unpacked_ += bytes;
   if (unpacked_ > charged_) {
@@ -81,7 +86,9 @@ void ExpansionMeter::add_unpacked(std::uint64_t bytes) {
   } else {
     limits_->check_time();
   }
-  limits_->check_expansion(unpacked_, packed_);
+  if (content_ == Content::one_member) {
+    limits_->check_expansion(unpacked_ - unpacked_before_, packed_ - packed_before_);
+  }
 }
 
 }  // namespace trfilter

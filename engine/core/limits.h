@@ -87,17 +87,32 @@ class Limits {
   unsigned readers_ = 0;
 };
 
-/// Watches one stream or member being unpacked, against both bounds of expansion: its own and the
+/// Watches a stream being unpacked, against both bounds of expansion: a member's and the
 /// document's.
 class ExpansionMeter {
  public:
-  explicit ExpansionMeter(Limits& limits) : limits_(&limits) {}
+  enum class Content : std::uint8_t {
+    one_member,    ///< at a time: `begin_member` tells of each
+    many_members,  ///< that lie in what comes out; whoever reads them keeps them to their own bound
+  };
 
-  /// Begins again: the next member, or the same stream from its begin.
-  void restart() { packed_ = unpacked_ = 0; }
+  /// A stream is read in blocks: what has been read last may hold the next member as a whole.
+  static constexpr std::uint64_t read_at_once = std::uint64_t{64} << 10;
+
+  explicit ExpansionMeter(Limits& limits, Content content = Content::one_member)
+      : limits_(&limits), content_(content) {}
+
+  /// Begins again: the same stream from its begin.
+  void restart() { packed_ = unpacked_ = packed_before_ = unpacked_before_ = 0; }
+
+  /// What comes out from here on is the next member's.
+  void begin_member();
 
   /// Adds bytes that have been read.
   void add_packed(std::uint64_t bytes) { packed_ += bytes; }
+
+  /// Bytes that have been read since the stream's begin.
+  std::uint64_t packed() const { return packed_; }
 
   /// Adds bytes that have come out. What a stream gives a second time does not count in the
   /// document's total again.
@@ -106,8 +121,11 @@ class ExpansionMeter {
 
  private:
   Limits* limits_;
+  Content content_;
   std::uint64_t packed_ = 0;
   std::uint64_t unpacked_ = 0;
+  std::uint64_t packed_before_ = 0;  ///< the current member
+  std::uint64_t unpacked_before_ = 0;
   std::uint64_t charged_ = 0;
 };
 

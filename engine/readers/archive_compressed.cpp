@@ -85,10 +85,9 @@ class SingleFile final : public Subfiles {
 
 std::unique_ptr<Subfiles> open_compressed_stream(const ReaderContext& context) {
   const Format format = context.detection.format;
-  const auto meter = std::make_shared<ExpansionMeter>(context.limits);
   const auto unpacked = std::make_shared<UnpackedBytes>(
-      [&document = context.document, &limits = context.limits, format, meter] {
-        return open_compressed(document, format, limits, *meter);
+      [&document = context.document, &limits = context.limits, format](ExpansionMeter& meter) {
+        return open_compressed(document, format, limits, meter);
       },
       context.limits, context.options.temporary_directory);
   std::string head(tar_block, '\0');
@@ -99,7 +98,9 @@ std::unique_ptr<Subfiles> open_compressed_stream(const ReaderContext& context) {
     throw EngineError(Code::archive_broken, error.what());
   }
   ArchiveSource source;
-  source.counts_unpacked = true;
+  source.packed_bytes = [unpacked](std::uint64_t begin, std::uint64_t end) {
+    return unpacked->packed_bytes(begin, end);
+  };
   source.open = [unpacked](std::uint64_t offset) {
     return std::make_unique<UnpackedStream>(unpacked, offset);
   };

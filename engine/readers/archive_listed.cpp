@@ -100,6 +100,7 @@ class ListedArchive final : public Subfiles {
                                                name.starts_with("__.SYMDEF"));
       if (table) continue;
       ++next_;
+      meter_.begin_member();
       return true;
     }
     return false;
@@ -219,7 +220,13 @@ class ListedArchive final : public Subfiles {
     std::uint64_t offset = 0;
     while (archive_->read_block(block, offset)) {
       if (header.sparse) write_hole(offset);
-      if (!source_.counts_unpacked) meter_.add_unpacked(block.size());
+      if (source_.packed_bytes == nullptr) {
+        meter_.add_unpacked(block.size());
+      } else {
+        const std::uint64_t begin = list_.locator(next_ - 1);
+        context_.limits.check_expansion(
+            written + block.size(), source_.packed_bytes(begin, begin + written + block.size()));
+      }
       output.write(block);
       written += block.size();
       context_.limits.check_time();

@@ -15,8 +15,9 @@ namespace trfilter {
 struct ArchiveSource {
   /// A new pass from an offset; from 0 only, where the format cannot be entered elsewhere.
   std::function<std::unique_ptr<ByteStream>(std::uint64_t offset)> open;
-  /// What is read of it has been counted as unpacked already.
-  bool counts_unpacked = false;
+  /// How many of the document's bytes the bytes from `begin` to `end` have come out of; empty where
+  /// they are the document's own. What is read of the others has been counted as unpacked already.
+  std::function<std::uint64_t(std::uint64_t begin, std::uint64_t end)> packed_bytes;
   /// There are not more bytes than that.
   std::uint64_t most_bytes = std::numeric_limits<std::uint64_t>::max();
 };

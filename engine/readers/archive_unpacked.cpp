@@ -8,6 +8,13 @@
 #include "engine/core/engine_error.h"
 
 namespace trfilter {
+namespace {
+
+/// How far the places lie apart for which the packed bytes are known.
+constexpr std::uint64_t step = std::uint64_t{1} << 20;
+constexpr std::uint64_t read_at_once = ExpansionMeter::read_at_once;
+
+}  // namespace
 
 std::size_t UnpackedBytes::read_at(std::uint64_t offset, std::span<char> out) {
   limits_->check_time();
@@ -34,7 +41,7 @@ void UnpackedBytes::go_to(std::uint64_t offset) {
   if (stream_ == nullptr || position_ > offset) {
     // Two decompressors at a time might take too much memory.
     stream_.reset();
-    stream_ = open_();
+    stream_ = open_(meter_);
     position_ = 0;
   }
   std::array<char, std::size_t{64} << 10> passed;
@@ -63,7 +70,19 @@ std::size_t UnpackedBytes::unpack(std::span<char> out) {
   }
   keep(std::string_view(out.data(), count));
   position_ += count;
+  while (packed_at_.size() * step < position_) packed_at_.push_back(meter_.packed());
   return count;
+}
+
+std::uint64_t UnpackedBytes::packed_bytes(std::uint64_t begin, std::uint64_t end) const {
+  const auto before = static_cast<std::size_t>(begin / step);
+  const auto after = static_cast<std::size_t>(end / step + 1);
+  if (before >= packed_at_.size()) return 0;
+  const std::uint64_t read_before = packed_at_[before];
+  const std::uint64_t read_after =
+      after < packed_at_.size() ? packed_at_[after] : std::max(meter_.packed(), packed_at_.back());
+  // What had been read before `begin` may be of what follows it.
+  return read_after - std::min(read_after, read_before - std::min(read_before, read_at_once));
 }
 
 void UnpackedBytes::keep(std::string_view bytes) {

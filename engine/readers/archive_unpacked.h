@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "engine/core/kept_bytes.h"
 #include "engine/core/limits.h"
@@ -21,11 +22,14 @@ namespace trfilter {
 /// room for; what lies beyond is unpacked again whenever somebody goes back.
 class UnpackedBytes {
  public:
-  /// Begins to unpack the stream.
-  using Open = std::function<std::unique_ptr<ByteStream>()>;
+  /// Begins to unpack the stream, and tells the meter of what is read and what comes out.
+  using Open = std::function<std::unique_ptr<ByteStream>(ExpansionMeter& meter)>;
 
-  UnpackedBytes(Open open, const Limits& limits, std::string temporary_directory)
-      : open_(std::move(open)), limits_(&limits), kept_(std::move(temporary_directory)) {}
+  UnpackedBytes(Open open, Limits& limits, std::string temporary_directory)
+      : open_(std::move(open)),
+        limits_(&limits),
+        meter_(limits, ExpansionMeter::Content::many_members),
+        kept_(std::move(temporary_directory)) {}
 
   /// Copies bytes from `offset` into `out`.
   /// @return bytes copied; 0 only at the end
@@ -36,6 +40,10 @@ class UnpackedBytes {
   /// @throws EngineError as `read_at`
   std::uint64_t reach(std::uint64_t offset);
 
+  /// How many packed bytes those from `begin` to `end` have come out of, all of which have been
+  /// unpacked once: a little more rather than less.
+  std::uint64_t packed_bytes(std::uint64_t begin, std::uint64_t end) const;
+
  private:
   void go_to(std::uint64_t offset);
   std::size_t unpack(std::span<char> out);
@@ -43,6 +51,8 @@ class UnpackedBytes {
 
   Open open_;
   const Limits* limits_;
+  ExpansionMeter meter_;
+  std::vector<std::uint64_t> packed_at_;  ///< bytes read when each next `step` had come out
   KeptBytes kept_;
   bool keeping_ = true;
   std::unique_ptr<ByteStream> stream_;

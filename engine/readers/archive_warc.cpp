@@ -219,8 +219,12 @@ class WarcRecords final : public Subfiles {
       while (left != 0) {
         const std::string_view bytes = stream_->block(left);
         if (bytes.empty()) throw EngineError(Code::corrupt, "a WARC record is cut short");
-        output.write(bytes);
         left -= bytes.size();
+        if (source_.packed_bytes != nullptr) {
+          const std::uint64_t end = stream_->position();
+          context_.limits.check_expansion(end - begin, source_.packed_bytes(begin, end));
+        }
+        output.write(bytes);
         context_.limits.check_time();
       }
     } catch (...) {

@@ -392,19 +392,90 @@ TEST(ArchiveReader, StopsABombByWhatItHasGivenSoFar) {
   EXPECT_LE(extracted.bytes.size(), (std::size_t{33} << 20));
 }
 
-// ---- encrypted lists, records, tables
-
-TEST(ArchiveReader, RefusesA7zArchiveWithAnEncryptedList) {
-  // The header's folder has the AES coder alone: nothing can be listed.
-  const std::string bytes = source_file("samples/locked.7z");
-  EXPECT_EQ(list_members(bytes, Format::seven_zip).code, 8);
-}
+// ---- members that are compressed together
 
 std::string warc_record(const std::string& type, const std::string& uri, const std::string& block) {
   return "WARC/1.0\r\nWARC-Type: " + type + "\r\nWARC-Date: 2020-09-13T12:26:40Z\r\n" +
          (uri.empty() ? "" : "WARC-Target-URI: " + uri + "\r\n") +
          "WARC-Record-ID: <urn:uuid:1>\r\nContent-Length: " + std::to_string(block.size()) +
          "\r\n\r\n" + block + "\r\n\r\n";
+}
+
+class ArchiveOfOneStream : public testing::TestWithParam<Archived> {};
+
+constexpr std::size_t mebibyte = std::size_t{1} << 20;
+
+TEST_P(ArchiveOfOneStream, GivesManyMembersThatAreNearlyAlike) {
+  const Archived& archived = GetParam();
+  constexpr std::size_t count = 50;
+  std::vector<ArchiveMember> members;
+  for (std::size_t i = 0; i < count; ++i) {
+    members.push_back({std::to_string(i), std::to_string(i) + std::string(mebibyte, '-')});
+  }
+  const std::string bytes = write_archive(archived.format, archived.filter, members);
+  ASSERT_LT(bytes.size(), count * mebibyte / 300);
+  const Listing listing = list_members(bytes, archived.number);
+  EXPECT_EQ(listing.code, 0) << listing.reason;
+  ASSERT_EQ(listing.members.size(), count);
+  std::vector<std::size_t> all(count);
+  for (std::size_t i = 0; i < count; ++i) all[i] = i;
+  const auto extracted = extract_members(bytes, archived.number, all);
+  for (std::size_t i = 0; i < count; ++i) {
+    EXPECT_EQ(extracted[i].code, 0) << i << ' ' << extracted[i].reason;
+    EXPECT_EQ(extracted[i].bytes, members[i].content) << i;
+  }
+}
+
+TEST_P(ArchiveOfOneStream, StopsAMemberThatIsABombWhateverLiesBesideIt) {
+  const Archived& archived = GetParam();
+  std::mt19937 random(3);
+  std::string noise(mebibyte, '\0');
+  std::ranges::generate(noise, [&] { return static_cast<char>(random()); });
+  const std::string bytes = write_archive(archived.format, archived.filter,
+                                          {{"before", noise + "x"},
+                                           {"bomb", std::string(60 * mebibyte, '\0')},
+                                           {"after", noise + "y"}});
+  const auto extracted = extract_members(bytes, archived.number, {0, 1, 2});
+  EXPECT_EQ(extracted[0].bytes, noise + "x");
+  EXPECT_EQ(extracted[1].code, 4);
+  EXPECT_LE(extracted[1].bytes.size(), 33 * mebibyte);
+  EXPECT_EQ(extracted[2].bytes, noise + "y");
+}
+
+INSTANTIATE_TEST_SUITE_P(ArchiveReader, ArchiveOfOneStream,
+                         testing::Values(Archived{"ustar", "gzip", Format::gzip},
+                                         Archived{"ustar", "bzip2", Format::bzip2},
+                                         Archived{"ustar", "xz", Format::xz},
+                                         Archived{"ustar", "zstd", Format::zstandard},
+                                         Archived{"newc", "lzip", Format::lzip},
+                                         Archived{"7zip", "", Format::seven_zip}),
+                         [](const auto& archived) {
+                           return std::string(archived.param.format) + "_" +
+                                  (*archived.param.filter == '\0' ? "plain"
+                                                                  : archived.param.filter);
+                         });
+
+TEST(ArchiveReader, StopsARecordThatIsABombWhateverLiesBesideIt) {
+  std::mt19937 random(3);
+  std::string noise(mebibyte, '\0');
+  std::ranges::generate(noise, [&] { return static_cast<char>(random()); });
+  const std::string bytes =
+      gzip(warc_record("resource", "http://example.com/1", noise) +
+           warc_record("resource", "http://example.com/2", std::string(60 * mebibyte, '\0')) +
+           warc_record("resource", "http://example.com/3", noise));
+  const auto extracted = extract_members(bytes, Format::gzip, {0, 1, 2});
+  EXPECT_EQ(extracted[0].bytes, noise);
+  EXPECT_EQ(extracted[1].code, 4);
+  EXPECT_LE(extracted[1].bytes.size(), 33 * mebibyte);
+  EXPECT_EQ(extracted[2].bytes, noise);
+}
+
+// ---- encrypted lists, records, tables
+
+TEST(ArchiveReader, RefusesA7zArchiveWithAnEncryptedList) {
+  // The header's folder has the AES coder alone: nothing can be listed.
+  const std::string bytes = source_file("samples/locked.7z");
+  EXPECT_EQ(list_members(bytes, Format::seven_zip).code, 8);
 }
 
 TEST(ArchiveReader, ListsEveryRecordOfAWarcFile) {

@@ -159,5 +159,31 @@ TEST(ExpansionMeter, CountsASecondPassOnce) {
   EXPECT_THROW(meter.add_unpacked(1), EngineError);
 }
 
+Limits::Bounds bounds_of_members() {
+  Limits::Bounds bounds;
+  bounds.member_floor = 1000;
+  bounds.expansion_ratio = 10;
+  return bounds;
+}
+
+TEST(ExpansionMeter, KeepsEachMemberToItsOwnRatio) {
+  Limits limits(bounds_of_members());
+  ExpansionMeter meter(limits);
+  meter.add_packed(ExpansionMeter::read_at_once);
+  meter.add_unpacked(900);
+  meter.add_packed(ExpansionMeter::read_at_once);
+  meter.begin_member();
+  EXPECT_NO_THROW(meter.add_unpacked(ExpansionMeter::read_at_once * 10));
+  EXPECT_THROW(meter.add_unpacked(10), EngineError);
+  meter.begin_member();
+  EXPECT_NO_THROW(meter.add_unpacked(1000));
+}
+
+TEST(ExpansionMeter, LeavesMembersWithinAStreamToTheirReader) {
+  Limits limits(bounds_of_members());
+  ExpansionMeter meter(limits, ExpansionMeter::Content::many_members);
+  EXPECT_NO_THROW(meter.add_unpacked(1'000'000));
+}
+
 }  // namespace
 }  // namespace trfilter
