@@ -1,6 +1,8 @@
 #include "cli/command_line.h"
 
+#include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <string_view>
 
 #include "cli/exit_status.h"
@@ -189,9 +191,15 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments) {
   if (command_line.help || command_line.man || command_line.version) return command_line;
   const JobRow* job = positional.empty() ? nullptr : find_job(positional[0]);
   const bool has_document = job == nullptr || job->has_document;
-  if (positional.size() != (has_document ? 2U : 1U)) refuse("expected a job and a document");
-  command_line.job = positional[0];
-  if (has_document) command_line.document = positional[1];
+  if (has_document ? positional.size() < 2 : positional.size() != 1) {
+    refuse(has_document ? "expected a job and a document" : "the job takes no document");
+  }
+  command_line.job = std::move(positional[0]);
+  command_line.documents.assign(std::make_move_iterator(positional.begin() + 1),
+                                std::make_move_iterator(positional.end()));
+  if (std::ranges::count(command_line.documents, "-") > 1) {
+    refuse("standard input can be read once");
+  }
   check_job(command_line);
   return command_line;
 }

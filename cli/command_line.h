@@ -11,8 +11,8 @@ namespace tarnis::cli {
 /// What the user asked for.
 struct CommandLine {
   std::string job;
-  std::string document;          ///< a path, or "-" for standard input
-  std::string engine_directory;  ///< empty: the one that belongs to this program
+  std::vector<std::string> documents;  ///< paths; "-" is standard input
+  std::string engine_directory;        ///< empty: the one that belongs to this program
   std::string output_directory;  ///< where results are put; empty: they stay in the temporary place
   bool in_process = false;
   bool json = false;

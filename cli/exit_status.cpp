@@ -1,5 +1,7 @@
 #include "cli/exit_status.h"
 
+#include <cstdio>
+
 #include "api/tarnis.h"
 
 namespace tarnis::cli {
@@ -33,6 +35,14 @@ ExitStatus status_of_code(int code) {
 }
 
 }  // namespace
+
+void report(const std::string& document, const std::string& job, const Failure& failure) {
+  std::string line = "tarnis: ";
+  if (!document.empty()) line += document + ": ";
+  if (!job.empty()) line += job + ": ";
+  line += failure.what();
+  std::fprintf(stderr, "%s\n", line.c_str());
+}
 
 Failure failure_of(const std::exception& error) {
   if (const auto* failure = dynamic_cast<const Failure*>(&error)) return *failure;

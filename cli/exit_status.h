@@ -31,6 +31,10 @@ class Failure : public std::exception {
   std::string message_;
 };
 
+/// Tells a failure on standard error.
+/// @param document  the one that failed; empty for none
+void report(const std::string& document, const std::string& job, const Failure& failure);
+
 /// The failure that an exception stands for, with its engine code in the message where it has one.
 Failure failure_of(const std::exception& error);
 

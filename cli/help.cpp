@@ -9,17 +9,18 @@ namespace tarnis::cli {
 namespace {
 
 constexpr JobRow jobs[] = {
-    {"text", "print the document's text", false, false},
-    {"filter", "write the document's text to a file and print the file's name", false, true},
-    {"detect", "print what the document is", true, false},
-    {"list", "print the members of a container", true, false},
-    {"extract", "write the members to a directory and print its name", false, true},
-    {"container", "print the text of the document and of all members, framed", true, true},
-    {"metadata", "print the document's properties", true, false},
-    {"mail", "print the mail fields of the members", true, false},
-    {"buffer", "print the document's text once all of it is in the library's buffer", false, false},
+    {"text", "print the document's text", false, false, false},
+    {"filter", "write the document's text to a file and print the file's name", false, true, true},
+    {"detect", "print what the document is", true, false, true},
+    {"list", "print the members of a container", true, false, true},
+    {"extract", "write the members to a directory and print its name", false, true, true},
+    {"container", "print the text of the document and of all members, framed", true, true, false},
+    {"metadata", "print the document's properties", true, false, true},
+    {"mail", "print the mail fields of the members", true, false, true},
+    {"buffer", "print the document's text once all of it is in the library's buffer", false, false,
+     false},
     {"sandbox-test", "try what a document's reader must not be able to do; takes no document",
-     false, false, false},
+     false, false, true, false},
 };
 
 constexpr StatusRow statuses[] = {
@@ -76,8 +77,11 @@ std::string help_text() {
   const auto entry = [&](const std::string& left, std::string_view right) {
     out << "  " << std::left << std::setw(30) << left << right << '\n';
   };
-  out << "usage: tarnis JOB [OPTION]... DOCUMENT\n"
-         "DOCUMENT is a file, or - for standard input.\n\njobs:\n";
+  out << "usage: tarnis JOB [OPTION]... DOCUMENT...\n"
+         "DOCUMENT is a file, or - for standard input. Of several each is done in its turn; one "
+         "that "
+         "fails is told\non standard error, and the program ends with the status of the first of "
+         "these.\n\njobs:\n";
   for (const JobRow& job : jobs) entry(std::string(job.name), job.help);
   out << "\noptions:\n";
   for (const Option& option : option_table()) entry(spelled(option), option.help);
@@ -94,10 +98,11 @@ std::string manual_page() {
   out << ".TH TARNIS 1 \"\" \"tarnis " TARNIS_VERSION
          "\"\n"
          ".SH NAME\ntarnis \\- documents into text, and facts about them\n"
-         ".SH SYNOPSIS\n.B tarnis\n.I JOB\n.RI [ OPTION ]...\n.I DOCUMENT\n"
+         ".SH SYNOPSIS\n.B tarnis\n.I JOB\n.RI [ OPTION ]...\n.IR DOCUMENT ...\n"
          ".SH DESCRIPTION\nDoes one job on a document: a file, or \\- for standard input. Results "
-         "go "
-         "to standard output, messages to standard error.\n.SH JOBS\n";
+         "go to standard output, messages to standard error. Of several documents each is done in "
+         "its turn; one that fails is told, and the program ends with the status of the first of "
+         "these.\n.SH JOBS\n";
   for (const JobRow& job : jobs) entry(job.name, job.help);
   out << ".SH OPTIONS\n";
   for (const Option& option : option_table()) entry(spelled(option), option.help);

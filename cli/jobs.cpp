@@ -26,32 +26,45 @@ namespace fs = std::filesystem;
 using v1::generic_io::Input;
 using v1::generic_io::Output;
 
-/// What every job works with.
+/// The session that all documents are done in.
+std::shared_ptr<ITarnisSessionWrapper> create_session(const CommandLine& command_line) {
+  auto session = CTarnisFilterWrapper().IFCreateSession(engine_directory(command_line),
+                                                        command_line.in_process, nullptr);
+  for (const auto& set : command_line.settings) set(session->get()->config());
+  return session;
+}
+
+/// What every job works with: one document.
 class Work {
  public:
-  Work(const CommandLine& command_line, StandardOutput& output)
+  Work(const CommandLine& command_line, const std::string& document,
+       std::shared_ptr<ITarnisSessionWrapper> session, StandardOutput& output, ResultPlace& place)
       : command_line_(command_line),
+        document_(document),
         output_(output),
-        input_(open_document(command_line.document)),
-        session_(CTarnisFilterWrapper().IFCreateSession(engine_directory(command_line),
-                                                        command_line.in_process, nullptr)),
-        processor_(session_, input_, nullptr) {
-    for (const auto& set : command_line.settings) set(session_->get()->config());
-  }
+        place_(place),
+        input_(open_document(document)),
+        session_(std::move(session)),
+        processor_(session_, input_, nullptr) {}
 
   const CommandLine& command_line() const { return command_line_; }
   StandardOutput& output() { return output_; }
   ITarnisDocumentProcessor& processor() { return processor_; }
   const std::shared_ptr<ITarnisSessionWrapper>& session() { return session_; }
   const std::shared_ptr<ITarnisInputFileWrapper>& input() { return input_; }
-  ResultPlace place() const { return {command_line_.output_directory, command_line_.document}; }
+
+  /// Brings a result to its place.
+  fs::path keep(const fs::path& result, const std::string& suffix) {
+    return place_.keep(result, document_, suffix);
+  }
+  bool keeps_results() const { return !place_.temporary(); }
 
   /// A JSON object with the members that every job's has.
   JsonWriter begin_json() const {
     JsonWriter json;
     json.begin_object();
     json.member("job", command_line_.job);
-    json.member("document", command_line_.document);
+    json.member("document", document_);
     return json;
   }
   void print_json(JsonWriter& json) {
@@ -61,7 +74,9 @@ class Work {
 
  private:
   const CommandLine& command_line_;
+  const std::string& document_;
   StandardOutput& output_;
+  ResultPlace& place_;
   std::shared_ptr<ITarnisInputFileWrapper> input_;
   std::shared_ptr<ITarnisSessionWrapper> session_;
   CTarnisDocumentProcessor processor_;
@@ -154,8 +169,7 @@ void text(Work& work) {
 }
 
 void filter(Work& work) {
-  const ResultPlace place = work.place();
-  const fs::path result = place.keep(work.processor().IFFilterDocument(), ".txt");
+  const fs::path result = work.keep(work.processor().IFFilterDocument(), ".txt");
   work.output().print(result.string() + "\n");
 }
 
@@ -272,11 +286,10 @@ void list(Work& work) {
 }
 
 void extract(Work& work) {
-  const ResultPlace place = work.place();
   fs::path directory;
   const std::string problems =
       run_reporting([&] { return work.processor().IFExtract(); }, directory);
-  work.output().print(place.keep(directory, ".members").string() + "\n");
+  work.output().print(work.keep(directory, ".members").string() + "\n");
   report_members(problems);
 }
 
@@ -297,11 +310,10 @@ void print_and_remove(const fs::path& path, StandardOutput& output) {
 }
 
 void container(Work& work) {
-  const ResultPlace place = work.place();
   fs::path result;
   const std::string problems =
       run_reporting([&] { return work.processor().IFFilterContainer(); }, result);
-  result = place.keep(result, ".container.txt");
+  result = work.keep(result, ".container.txt");
   if (work.command_line().json) {
     JsonWriter json = work.begin_json();
     json.member("file", result.string());
@@ -313,10 +325,10 @@ void container(Work& work) {
     for (std::string line; std::getline(lines, line);) json.text(line);
     json.end_array();
     work.print_json(json);
-  } else if (place.temporary()) {
-    print_and_remove(result, work.output());
-  } else {
+  } else if (work.keeps_results()) {
     work.output().print(result.string() + "\n");
+  } else {
+    print_and_remove(result, work.output());
   }
   report_members(problems);
 }
@@ -417,26 +429,48 @@ void metadata(Work& work) {
   work.print_json(json);
 }
 
-constexpr std::pair<std::string_view, void (*)(Work&)> functions[] = {
+using JobFunction = void (*)(Work&);
+
+constexpr std::pair<std::string_view, JobFunction> functions[] = {
     {"text", text},         {"filter", filter},   {"detect", detect},
     {"list", list},         {"extract", extract}, {"container", container},
     {"metadata", metadata}, {"mail", mail},       {"buffer", buffer},
 };
 
+JobFunction function_of(std::string_view job) {
+  for (const auto& [name, function] : functions) {
+    if (name == job) return function;
+  }
+  throw Failure(ExitStatus::usage, "unknown job '" + std::string(job) + "'");
+}
+
 }  // namespace
 
-void run_job(const CommandLine& command_line, StandardOutput& output) {
-  if (!find_job(command_line.job)->has_document) {
+ExitStatus run_job(const CommandLine& command_line, StandardOutput& output) {
+  const JobRow& job = *find_job(command_line.job);
+  if (!job.has_document) {
     run_sandbox_test(command_line, output);
-    return;
+    return ExitStatus::success;
   }
-  for (const auto& [name, function] : functions) {
-    if (name != command_line.job) continue;
-    Work work(command_line, output);
-    function(work);
-    return;
+  const JobFunction function = function_of(command_line.job);
+  const bool headings = command_line.documents.size() > 1 && job.has_lines && !command_line.json;
+  std::shared_ptr<ITarnisSessionWrapper> session;
+  ResultPlace place(command_line.output_directory);
+  auto status = ExitStatus::success;
+  for (const std::string& document : command_line.documents) {
+    try {
+      if (session == nullptr) session = create_session(command_line);
+      Work work(command_line, document, session, output, place);
+      if (headings) output.print("Document: " + printable(document) + "\n");
+      function(work);
+    } catch (const std::exception& error) {
+      const Failure failure = failure_of(error);
+      report(document, command_line.job, failure);
+      if (status == ExitStatus::success) status = failure.status();
+      if (session == nullptr || output.broken()) break;
+    }
   }
-  throw Failure(ExitStatus::usage, "unknown job '" + command_line.job + "'");
+  return status;
 }
 
 }  // namespace tarnis::cli

@@ -25,6 +25,7 @@ struct JobRow {
   std::string_view help;
   bool has_json;    ///< prints JSON when asked to
   bool has_output;  ///< leaves a result that --output moves
+  bool has_lines;   ///< prints lines about the document, not its text
   bool has_document = true;
 };
 

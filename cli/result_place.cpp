@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <string>
 #include <system_error>
 #include <utility>
 
@@ -33,13 +34,17 @@ void move_whole(const fs::path& from, const fs::path& to) {
 
 }  // namespace
 
-ResultPlace::ResultPlace(std::string directory, const std::string& document)
-    : directory_(std::move(directory)),
-      name_(document == "-" ? "standard-input" : fs::path(document).filename().string()) {}
+ResultPlace::ResultPlace(std::string directory) : directory_(std::move(directory)) {}
 
-fs::path ResultPlace::keep(const fs::path& result, const std::string& suffix) const {
+fs::path ResultPlace::keep(const fs::path& result, const std::string& document,
+                           const std::string& suffix) {
   if (temporary()) return result;
-  fs::path place = directory_ / (name_ + suffix);
+  const std::string name =
+      document == "-" ? "standard-input" : fs::path(document).filename().string();
+  fs::path place = directory_ / (name + suffix);
+  for (int number = 2; kept_.contains(place); ++number) {
+    place = directory_ / (name + '-' + std::to_string(number) + suffix);
+  }
   try {
     fs::create_directories(directory_);
     if (fs::is_directory(place)) {
@@ -49,6 +54,7 @@ fs::path ResultPlace::keep(const fs::path& result, const std::string& suffix) co
   } catch (const fs::filesystem_error& error) {
     throw Failure(ExitStatus::other, error.what());
   }
+  kept_.insert(place);
   return place;
 }
 

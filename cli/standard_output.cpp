@@ -26,7 +26,9 @@ StandardOutput::~StandardOutput() {
 }
 
 long StandardOutput::write(const char* bytes, long count) {
+  broken_ = true;
   write_all(descriptor_, {bytes, static_cast<std::size_t>(count)});
+  broken_ = false;
   return count;
 }
 

@@ -19,12 +19,15 @@ class StandardOutput {
   /// @return `count`
   /// @throws Failure when they cannot be written
   long write(const char* bytes, long count);
+  /// Whether writing has failed: nothing more can be written.
+  bool broken() const { return broken_; }
   /// For a program that writes results itself.
   int descriptor() const { return descriptor_; }
   void print(std::string_view text) { write(text.data(), static_cast<long>(text.size())); }
 
  private:
   int descriptor_;
+  bool broken_ = false;
 };
 
 /// Writes all of `bytes` to an open file.

@@ -14,6 +14,7 @@ import unittest
 TARNIS = sys.argv.pop(1) if len(sys.argv) > 2 else "tarnis"
 SAMPLES = sys.argv.pop(1) if len(sys.argv) > 1 else "samples"
 LETTER = os.path.join(SAMPLES, "letter.docx")
+PDF = os.path.join(SAMPLES, "columns.pdf")
 
 
 def tarnis(*arguments, **options):
@@ -104,6 +105,55 @@ class HostProgram(unittest.TestCase):
             program.wait(timeout=60)
         self.assertFalse(os.path.exists(out))
 
+    def test_does_several_documents_in_their_order(self):
+        pdf = os.path.join(SAMPLES, "two-columns.pdf")
+        run = tarnis("text", LETTER, PDF, LETTER)
+        self.assertEqual((run.returncode, run.stderr), (0, b""))
+        self.assertEqual(run.stdout, self.expected("letter.docx") + self.expected(os.path.basename(PDF)) +
+                         self.expected("letter.docx"))
+
+    def test_heads_the_lines_about_each_of_several_documents(self):
+        run = tarnis("detect", LETTER, PDF)
+        headings = [line for line in run.stdout.decode().splitlines() if line.startswith("Document: ")]
+        self.assertEqual(headings, ["Document: " + LETTER, "Document: " + PDF])
+
+    def test_prints_one_json_object_for_each_of_several_documents(self):
+        run = tarnis("detect", "--json", LETTER, PDF)
+        objects = run.stdout.decode().replace("}\n{", "}\0{").split("\0")
+        self.assertEqual([json.loads(text)["document"] for text in objects], [LETTER, PDF])
+
+    def test_goes_on_behind_a_document_that_fails_and_ends_with_its_status(self):
+        missing = os.path.join(self.folder, "missing.docx")
+        unknown = self.file("unknown.bin", bytes(range(256)) * 8)
+        run = tarnis("text", missing, unknown, LETTER)
+        self.assertEqual(run.returncode, 6)
+        self.assertEqual(run.stdout, self.expected("letter.docx"))
+        self.assertEqual([line.split(": ")[1] for line in run.stderr.decode().splitlines()],
+                         [missing, unknown])
+
+    def test_keeps_the_results_of_documents_of_one_name_apart(self):
+        place = os.path.join(self.folder, "place")
+        os.mkdir(os.path.join(self.folder, "other"))
+        first = self.file("note.txt", b"the first\n")
+        second = self.file("other/note.txt", b"the second\n")
+        run = tarnis("filter", "--output", place, first, second)
+        self.assertEqual(run.returncode, 0, run.stderr)
+        texts = []
+        for name in ("note.txt.txt", "note.txt-2.txt"):
+            with open(os.path.join(place, name), "rb") as file:
+                texts.append(file.read())
+        self.assertEqual(texts, [b"the first\n", b"the second\n"])
+
+    def test_stops_when_nothing_more_can_be_written(self):
+        with open("/dev/full", "wb") as full:
+            run = subprocess.run([TARNIS, "text", LETTER, LETTER, LETTER], stdout=full,
+                                 stderr=subprocess.PIPE, timeout=120, check=False)
+        self.assertEqual(run.returncode, 1)
+        self.assertEqual(len(run.stderr.splitlines()), 1)
+
+    def test_reads_standard_input_once(self):
+        self.assertEqual(tarnis("text", "-", "-", input=b"").returncode, 2)
+
     def test_buffers(self):
         run = tarnis("buffer", LETTER)
         self.assertEqual((run.returncode, run.stdout), (0, self.expected("letter.docx")))
@@ -192,7 +242,7 @@ class HostProgram(unittest.TestCase):
             self.assertTrue(run.stdout)
 
     def test_status_2_for_a_command_line_it_does_not_understand(self):
-        for arguments in ((), ("text",), ("text", "a", "b"), ("dance", LETTER),
+        for arguments in ((), ("text",), ("dance", LETTER),
                           ("text", "--unknown", LETTER), ("text", LETTER, "--timeout"),
                           ("text", LETTER, "--timeout", "soon"),
                           ("text", LETTER, "--output", "x"), ("text", LETTER, "--json")):
