@@ -23,9 +23,8 @@ std::string library_path(const std::string& bin_path) {
 
 }  // namespace
 
-// NOLINTNEXTLINE(performance-unnecessary-value-param): as for Session
 SessionImplementation::SessionImplementation(std::string bin_path, bool in_process,
-                                             Configuration configuration)
+                                             const Configuration& configuration)
     : bin_path_(bin_path.empty() ? std::string(1, '.') : std::move(bin_path)),
       configuration_(configuration) {
   std::cout << "SessionImplementation()..." << std::endl;

@@ -14,7 +14,7 @@ class TARNIS_EXPORT SessionImplementation {
  public:
   /// Either the engine is fully started, or this throws: tarnis_error with a text of its own for
   /// what the loader refuses, per throw_on_error for what the engine refuses.
-  SessionImplementation(std::string bin_path, bool in_process, Configuration configuration);
+  SessionImplementation(std::string bin_path, bool in_process, const Configuration& configuration);
   ~SessionImplementation();
   SessionImplementation(const SessionImplementation&) = delete;
   SessionImplementation& operator=(const SessionImplementation&) = delete;

@@ -12,6 +12,7 @@
 #include "cli/captured_lines.h"
 #include "cli/engine_directory.h"
 #include "cli/exit_status.h"
+#include "cli/extraction.h"
 #include "cli/input.h"
 #include "cli/json_writer.h"
 #include "cli/option_table.h"
@@ -232,6 +233,18 @@ std::string member_line(const v1::Subfile& member) {
   return out.str();
 }
 
+/// A line that tells why a member cannot be had.
+std::string member_problem(const v1::Subfile& member, const std::exception& error) {
+  constexpr std::size_t longest = 200;
+  std::string name;
+  try {
+    name = " (" + printable(member.rawname().substr(0, longest)) + ")";
+  } catch (const v1::tarnis_error&) {
+    // Its name cannot be had either.
+  }
+  return "member " + std::to_string(member.index()) + name + ": " + failure_of(error).what() + "\n";
+}
+
 /// Runs a job that reports single members on standard error.
 /// @param result  what the job returns
 /// @return the reports; shown at once when the job itself fails
@@ -276,7 +289,7 @@ void list(Work& work) {
       }
     } catch (const v1::tarnis_error& error) {
       if (as_json) json.member("error", error.what());
-      problems += "member " + std::to_string(member->index()) + ": " + error.what() + "\n";
+      problems += member_problem(*member, error);
     }
     if (as_json) json.end_object();
   }
@@ -286,10 +299,21 @@ void list(Work& work) {
 }
 
 void extract(Work& work) {
-  fs::path directory;
-  const std::string problems =
-      run_reporting([&] { return work.processor().IFExtract(); }, directory);
-  work.output().print(work.keep(directory, ".members").string() + "\n");
+  const v1::Container container = work.processor().IFSubfiles();
+  std::string problems;
+  const fs::path directory =
+      extract_members(container, [&](const v1::Subfile& member, const std::exception& error) {
+        problems += member_problem(member, error);
+      });
+  fs::path place;
+  try {
+    place = work.keep(directory, ".members");
+  } catch (...) {
+    std::error_code ignored;
+    fs::remove_all(directory, ignored);
+    throw;
+  }
+  work.output().print(place.string() + "\n");
   report_members(problems);
 }
 

@@ -53,10 +53,10 @@ std::string Strings::utf8(std::string_view bytes) {
   }
   std::string out;
   page_->decode(bytes.substr(0, bytes.find('\0')), out, true);
-  return without_escapes(std::move(out), pages_);
+  return without_escapes(out, pages_);
 }
 
-std::string without_escapes(std::string text, CodePages& pages) {
+std::string without_escapes(std::string_view text, CodePages& pages) {
   constexpr std::string_view unicode_mark = "\\U+";
   constexpr std::string_view double_byte_mark = "\\M+";
   std::string out;

@@ -30,6 +30,6 @@ class Strings {
 };
 
 /// Replaces each \U+XXXX by its character, and each \M+nXXXX by the one of a double-byte set.
-std::string without_escapes(std::string text, CodePages& pages);
+std::string without_escapes(std::string_view text, CodePages& pages);
 
 }  // namespace trfilter::cad

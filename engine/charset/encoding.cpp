@@ -14,7 +14,7 @@ using enum Encoding::Kind;
 /// The number that hosts have for a set; a name that the table of numbers lacks does not compile.
 consteval std::uint32_t number_of(std::string_view wanted) {
 #define NUMBER_OF(number, identifier, name) \
-  if (wanted == name) return number;
+  if (wanted.compare(name) == 0) return (number);
   TR_CHARACTER_SETS(NUMBER_OF)
 #undef NUMBER_OF
   throw "hosts have no number for this set";

@@ -119,7 +119,8 @@ std::size_t CompoundSectors::read_at(std::uint64_t place, std::span<char> out) {
 
 /// The sector that holds the table's part of this number ([MS-CFB] 2.5).
 std::uint32_t CompoundSectors::table_sector(std::uint32_t number) {
-  if (number < header_table_sectors) return le32(header_, table_list_offset + number * 4);
+  if (number < header_table_sectors)
+    return le32(header_, table_list_offset + std::size_t{number} * 4);
   // The rest is listed in a chain of sectors, each of which ends with the number of the next.
   const std::uint32_t per_sector = (1u << (sector_shift_ - 2)) - 1;
   const std::uint32_t index = number - header_table_sectors;

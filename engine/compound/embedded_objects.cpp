@@ -27,7 +27,8 @@ std::string path_of(const CompoundFile& file, std::uint32_t entry) {
   std::string path;
   while (entry != CompoundEntry::root) {
     const CompoundEntry& at = file.entries()[entry];
-    path = path.empty() ? at.name : at.name + "/" + path;
+    if (!path.empty()) path.insert(path.begin(), '/');
+    path.insert(0, at.name);
     entry = at.parent;
   }
   return path;

@@ -82,8 +82,8 @@ std::optional<FileTime> parse_iso_time(std::string_view text) {
     if (hour > 24 || minute > 59 || second > 60 || !take_zone(text, zone)) return std::nullopt;
   }
   const auto days = std::chrono::sys_days{date}.time_since_epoch().count();
-  const std::int64_t seconds =
-      std::int64_t{days} * 86'400 + hour * 3'600 + minute * 60 + second - zone * 60;
+  const std::int64_t seconds = std::int64_t{days} * 86'400 + hour * std::int64_t{3'600} +
+                               minute * std::int64_t{60} + second - zone * std::int64_t{60};
   FileTime time = FileTime::from_unix_seconds(seconds);
   time.ticks += ticks;
   return time;

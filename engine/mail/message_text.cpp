@@ -118,9 +118,9 @@ std::string message_date(FileTime time) {
     std::string digits = std::to_string(number);
     return digits.size() < width ? std::string(width - digits.size(), '0') + digits : digits;
   };
-  std::string out(day_names.substr(weekday(day).c_encoding() * 3, 3));
+  std::string out(day_names.substr(std::size_t{3} * weekday(day).c_encoding(), 3));
   out += ", " + padded(static_cast<unsigned>(date.day()), 2) + ' ';
-  out += month_names.substr((static_cast<unsigned>(date.month()) - 1) * 3, 3);
+  out += month_names.substr(std::size_t{3} * (static_cast<unsigned>(date.month()) - 1), 3);
   out += ' ' + padded(static_cast<int>(date.year()), 4) + ' ' + padded(clock.hours().count(), 2) +
          ':' + padded(clock.minutes().count(), 2) + ':' + padded(clock.seconds().count(), 2);
   return out + " +0000";

@@ -70,7 +70,7 @@ std::string mail_address(PropertySource& properties, std::uint16_t smtp, std::ui
 }
 
 /// Names often repeat the address, in quotes or not: then they tell nothing.
-MailAddress address_of(std::string name, std::string address) {
+MailAddress address_of(std::string_view name, std::string_view address) {
   std::string_view bare = trimmed(name);
   if (bare.size() >= 2 && bare.front() == '\'' && bare.back() == '\'') {
     bare = bare.substr(1, bare.size() - 2);
@@ -98,7 +98,7 @@ MailAddress sender_of(PropertySource& properties) {
     address = mail_address(properties, id::sender_smtp_address, id::sender_email_address,
                            id::sender_address_type, name);
   }
-  return address_of(std::move(name), std::move(address));
+  return address_of(name, address);
 }
 
 /// Splits a list of display names.
@@ -106,7 +106,7 @@ std::vector<MailAddress> addresses_of_names(std::string_view names) {
   std::vector<MailAddress> addresses;
   while (!names.empty()) {
     const std::size_t end = std::min(names.find(';'), names.size());
-    const MailAddress address = address_of(std::string(trimmed(names.substr(0, end))), {});
+    const MailAddress address = address_of(trimmed(names.substr(0, end)), {});
     if (is_stated(address)) addresses.push_back(address);
     names.remove_prefix(std::min(end + 1, names.size()));
   }
@@ -125,7 +125,7 @@ void add_recipients(Message& message, MailHeaders& headers) {
     if (name.empty()) name = recipient->text(id::recipient_display_name);
     std::string address =
         mail_address(*recipient, id::smtp_address, id::email_address, id::address_type, name);
-    MailAddress found = address_of(std::move(name), std::move(address));
+    MailAddress found = address_of(name, address);
     if (!is_stated(found)) continue;
     // Above the kind there are flags ([MS-OXCMSG] 2.2.3.1).
     switch (recipient->integer(id::recipient_type).value_or(to) & 0xF) {
@@ -166,7 +166,7 @@ std::vector<MailAddress> reply_to_of(PropertySource& properties) {
   return addresses;
 }
 
-std::string without_angles(std::string text) {
+std::string without_angles(std::string_view text) {
   const std::string_view bare = trimmed(text);
   if (bare.starts_with('<') && bare.ends_with('>')) {
     return std::string(bare.substr(1, bare.size() - 2));
@@ -351,7 +351,7 @@ MailAddress one_off_address(std::string_view entry, const Encoding* encoding) {
   };
   std::string name = take();
   take();  // the kind of the address
-  return address_of(std::move(name), take());
+  return address_of(name, take());
 }
 
 }  // namespace trfilter::mapi

@@ -10,6 +10,7 @@
 
 #include "engine/core/embedded_files.h"
 #include "engine/core/ole_members.h"
+#include "engine/opc/obfuscated_font.h"
 #include "engine/opc/opc_package.h"
 #include "engine/zip/package_files.h"
 
@@ -114,7 +115,9 @@ class Collector {
 
  private:
   void relationships(const std::string& part) {
-    const OpcRelationships all = package_.relationships(source_of(part));
+    const std::string source = source_of(part);
+    const OpcRelationships all = package_.relationships(source);
+    if (!context_.options.skip_embedded_fonts) fonts_.learn(package_, source, all);
     for (const OpcRelationship& relationship : all.all()) {
       const What what = what_of_kind(relationship.kind);
       if (what == What::other) continue;
@@ -139,7 +142,7 @@ class Collector {
       case What::other:
         return;
       case What::font:
-        if (context_.options.skip_embedded_fonts) return;
+        if (context_.options.skip_embedded_fonts || add_obfuscated_font(name)) return;
         break;
       case What::thumbnail:
         if (context_.options.skip_thumbnail) return;
@@ -155,6 +158,17 @@ class Collector {
         break;
     }
     add_package_file(*files_, package_.zip(), name);
+  }
+
+  bool add_obfuscated_font(const std::string& name) {
+    const auto key = fonts_.key_of(name);
+    if (!key) return false;
+    add_package_file(*files_, package_.zip(), name,
+                     [&zip = package_.zip(), name, key = *key](ByteOutput& output) {
+                       ClearFontOutput clear(output, key);
+                       write_package_file(zip, name, clear);
+                     });
+    return true;
   }
 
   bool add_object(const std::string& name, std::string_view key) {
@@ -173,6 +187,7 @@ class Collector {
   OpcPackage& package_;
   const ReaderContext& context_;
   std::unordered_map<std::string, What> what_;  ///< of parts, by names in lower case
+  ObfuscatedFonts fonts_;
   std::unordered_set<std::string> known_;
   std::vector<std::string> external_;
   std::unique_ptr<EmbeddedFiles> files_;

@@ -235,7 +235,7 @@ class AudioReader final : public Reader {
       file.name = "cover" + std::to_string(++number) + cover.extension;
       file.path = file.name;
       file.size = cover.bytes.size();
-      files->add(std::move(file), [bytes = std::move(cover.bytes)](ByteOutput& output) {
+      files->add(std::move(file), [bytes = cover.bytes](ByteOutput& output) {
         output.write({bytes.data(), bytes.size()});
       });
     }

@@ -7,15 +7,18 @@
 
 namespace trfilter {
 
-void add_package_file(EmbeddedFiles& files, ZipPackage& package, const std::string& name) {
+void add_package_file(EmbeddedFiles& files, ZipPackage& package, const std::string& name,
+                      EmbeddedFiles::Writer writer) {
   const ZipPackage::Stated stated = package.stated(name);
   EmbeddedFiles::File file;
   file.name = name;
   file.path = name;
   file.size = stated.size;
   file.time = stated.time;
-  files.add(std::move(file),
-            [&package, name](ByteOutput& output) { write_package_file(package, name, output); });
+  if (writer == nullptr) {
+    writer = [&package, name](ByteOutput& output) { write_package_file(package, name, output); };
+  }
+  files.add(std::move(file), std::move(writer));
 }
 
 void write_package_file(ZipPackage& package, std::string_view name, ByteOutput& output) {

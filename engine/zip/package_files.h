@@ -8,9 +8,11 @@
 
 namespace trfilter {
 
-/// Adds a member of a package as it is, under the last segment of its name.
+/// Adds a member of a package under the last segment of its name.
 /// @param package  outlives the list
-void add_package_file(EmbeddedFiles& files, ZipPackage& package, const std::string& name);
+/// @param writer   what gives the member's bytes; without one they are given as they are
+void add_package_file(EmbeddedFiles& files, ZipPackage& package, const std::string& name,
+                      EmbeddedFiles::Writer writer = nullptr);
 
 /// Writes a member of a package. @throws as `ZipPackage::Part::read`, code 4 when it is not there
 void write_package_file(ZipPackage& package, std::string_view name, ByteOutput& output);

@@ -267,8 +267,11 @@ class Bounds(unittest.TestCase):
             stored = name.encode()
             crc = zlib.crc32(NOTE)
             content = raw_zip([(b"first.txt", NOTE, len(NOTE), 0, crc),
-                               (stored, NOTE, len(NOTE), 0, crc)])
+                               (stored, NOTE, len(NOTE), 0, crc),
+                               (b"last.txt", NOTE, len(NOTE), 0, crc)])
             outcome = self.tarnis("extract", "names.zip", content)
+            self.assertEqual(outcome.status, 0, outcome.messages)
+            self.assertEqual(len([file for _, _, files in os.walk(outcome.place) for file in files]), 3)
             places = [path for base in ("/tmp", self.folder, os.path.dirname(self.folder), "/")
                       for path in glob.glob(base + "/*" + mark + "*")]
             self.assertEqual(places, [], name)

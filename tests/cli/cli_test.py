@@ -4,12 +4,15 @@
 import json
 import os
 import re
+import shutil
 import signal
 import subprocess
 import sys
 import tempfile
 import time
 import unittest
+import warnings
+import zipfile
 
 TARNIS = sys.argv.pop(1) if len(sys.argv) > 2 else "tarnis"
 SAMPLES = sys.argv.pop(1) if len(sys.argv) > 1 else "samples"
@@ -210,6 +213,59 @@ class HostProgram(unittest.TestCase):
         self.assertEqual(os.listdir(place), [])
         self.assertEqual(tarnis("extract", "--output", self.folder, path).returncode, 1,
                          "nothing is mixed into what is there already")
+
+    def extract(self, *members):
+        """Extracts a zip archive of (name, content). Returns the run, and what was written."""
+        path = os.path.join(self.folder, "archive.zip")
+        with warnings.catch_warnings():
+            warnings.simplefilter("ignore")  # two members of one name
+            with zipfile.ZipFile(path, "w") as archive:
+                for name, content in members:
+                    archive.writestr(name, content)
+        place = os.path.join(self.folder, "archive.zip.members")
+        shutil.rmtree(place, ignore_errors=True)
+        run = tarnis("extract", "--output", self.folder, path)
+        written = {}
+        for folder, _, names in os.walk(place):
+            for name in names:
+                with open(os.path.join(folder, name), "rb") as file:
+                    written[os.path.relpath(os.path.join(folder, name), place)] = file.read()
+        return run, written
+
+    def test_extracts_members_of_any_name_below_the_directory_and_all_of_them(self):
+        long_name = "x" * 300 + ".txt"
+        run, written = self.extract(
+            ("../../up.txt", b"1"), ("/etc/absolute.txt", b"2"), ("a/../b/./c.txt", b"3"),
+            ("..", b"4"), ("line\nbreak\x1b.txt", b"5"), (long_name, b"6"), ("last.txt", b"7"))
+        self.assertEqual((run.returncode, run.stderr), (0, b""))
+        self.assertEqual(written, {
+            "up.txt": b"1", "etc/absolute.txt": b"2", "a/b/c.txt": b"3", "member-3": b"4",
+            "line_break_.txt": b"5", "x" * 196 + ".txt": b"6", "last.txt": b"7"})
+
+    def test_extracts_members_of_one_name_beside_each_other(self):
+        run, written = self.extract(
+            ("note.txt", b"1"), ("note.txt", b"2"), ("../note.txt", b"3"), ("note-2.txt", b"4"),
+            ("dir", b"5"), ("dir/inside.txt", b"6"), ("other/inside.txt", b"7"), ("other", b"8"))
+        self.assertEqual((run.returncode, run.stderr), (0, b""))
+        self.assertEqual(written, {
+            "note.txt": b"1", "note-2.txt": b"2", "note-3.txt": b"3", "note-2-2.txt": b"4",
+            "dir": b"5", "inside.txt": b"6", "other/inside.txt": b"7", "other-2": b"8"})
+
+    def test_status_8_when_single_members_fail_and_the_others_are_extracted(self):
+        path = os.path.join(self.folder, "damaged.zip")
+        with zipfile.ZipFile(path, "w") as archive:
+            archive.writestr("bad.txt", b"what the checksum is of")
+            archive.writestr("good.txt", b"good")
+        with open(path, "rb+") as file:
+            content = file.read().replace(b"what the checksum", b"what the cheCKSUM")
+            file.seek(0)
+            file.write(content)
+        run = tarnis("extract", "--output", self.folder, path)
+        self.assertEqual(run.returncode, 8)
+        self.assertIn(b"member 0 (bad.txt): ", run.stderr)
+        self.assertIn(b"error 4", run.stderr)
+        with open(os.path.join(self.folder, "damaged.zip.members", "good.txt"), "rb") as file:
+            self.assertEqual(file.read(), b"good")
 
     def test_filters_a_document_that_is_no_container_as_one(self):
         path = self.file("plain.txt", b"text\n")

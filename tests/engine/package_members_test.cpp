@@ -198,5 +198,55 @@ TEST(CompoundReader, BelievesNoSizeBeyondTheStream) {
   EXPECT_EQ(list_members(package.bytes(), Format::compound_document).members.at(0).size, 5);
 }
 
+// ---- fonts that are combined with a GUID
+
+std::string font() {
+  std::string bytes("\0\1\0\0"s);
+  for (int i = 0; i < 60; ++i) bytes.push_back(static_cast<char>('A' + i));
+  return bytes;
+}
+
+/// The font as a package with this GUID keeps it.
+std::string obfuscated_font() {
+  constexpr unsigned char guid[] = {0x65, 0xA3, 0x7E, 0x01, 0x23, 0x2A, 0x19, 0xB0,
+                                    0x2A, 0x5E, 0xCA, 0x2B, 0x2E, 0x78, 0xE7, 0x1F};
+  std::string bytes = font();
+  for (std::size_t i = 0; i < 32; ++i) bytes[i] = static_cast<char>(bytes[i] ^ guid[15 - i % 16]);
+  return bytes;
+}
+
+OoxmlPackage letter_with_font(const std::string& key) {
+  OoxmlPackage source = letter();
+  source.relate("word/fontTable.xml", "rId7", "font", "fonts/font1.odttf")
+      .part("word/fontTable.xml",
+            "<w:fonts xmlns:w='w' xmlns:r='r'><w:font><w:embedRegular r:id='rId7' w:fontKey='" +
+                key + "'/></w:font></w:fonts>")
+      .part("word/fonts/font1.odttf", obfuscated_font());
+  return source;
+}
+
+TEST(PackageMembers, GiveAFontClearByTheKeyOfTheTableOfFonts) {
+  const std::string bytes = letter_with_font("{65A37E01-232A-19B0-2A5E-CA2B2E78E71F}").bytes();
+  EXPECT_EQ(extract_member(bytes, Format::docx, 0).bytes, font());
+}
+
+TEST(PackageMembers, GiveAFontAsItIsWhereItsKeyIsNone) {
+  for (const char* key :
+       {"", "{65A37E01}", "{no GUID}", "{65A37E01-232A-19B0-2A5E-CA2B2E78E71F0}"}) {
+    EXPECT_EQ(extract_member(letter_with_font(key).bytes(), Format::docx, 0).bytes,
+              obfuscated_font())
+        << key;
+  }
+}
+
+TEST(PackageMembers, GiveAFontClearByTheKeyThatItIsNamedBy) {
+  for (const char* name : {"fonts/65A37E01-232A-19B0-2A5E-CA2B2E78E71F.odttf",
+                           "fonts/65a37e01-232a-19b0-2a5e-ca2b2e78e71f.ODTTF"}) {
+    OoxmlPackage source = letter();
+    source.part(name, obfuscated_font());
+    EXPECT_EQ(extract_member(source.bytes(), Format::docx, 0).bytes, font()) << name;
+  }
+}
+
 }  // namespace
 }  // namespace trfilter::test
