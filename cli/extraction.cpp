@@ -74,9 +74,11 @@ void extract_member(const v1::Subfile& member, const fs::path& path) {
 fs::path extract_members(
     const v1::Container& container,
     const std::function<void(const v1::Subfile&, const std::exception&)>& fail) {
+  // Opening the list may fail, before there is anything to write.
+  auto member = container.begin();
   const fs::path directory = new_directory();
   MemberPaths paths;
-  for (auto member = container.begin(); member != container.end(); ++member) {
+  for (; member != container.end(); ++member) {
     try {
       if (member->is_folder()) continue;
       extract_member(*member, directory / paths.next(member->rawname(), member->index()));

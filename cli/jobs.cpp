@@ -15,6 +15,7 @@
 #include "cli/extraction.h"
 #include "cli/input.h"
 #include "cli/json_writer.h"
+#include "cli/library_file.h"
 #include "cli/option_table.h"
 #include "cli/result_place.h"
 #include "cli/sandbox_test.h"
@@ -170,8 +171,11 @@ void text(Work& work) {
 }
 
 void filter(Work& work) {
-  const fs::path result = work.keep(work.processor().IFFilterDocument(), ".txt");
-  work.output().print(result.string() + "\n");
+  const LibraryFile written = run_writing([&] { return work.processor().IFFilterDocument(); });
+  if (!written.path.empty()) {
+    work.output().print(work.keep(written.path, ".txt").string() + "\n");
+  }
+  if (written.failure) std::rethrow_exception(written.failure);
 }
 
 void buffer(Work& work) {
@@ -243,21 +247,6 @@ std::string member_problem(const v1::Subfile& member, const std::exception& erro
     // Its name cannot be had either.
   }
   return "member " + std::to_string(member.index()) + name + ": " + failure_of(error).what() + "\n";
-}
-
-/// Runs a job that reports single members on standard error.
-/// @param result  what the job returns
-/// @return the reports; shown at once when the job itself fails
-template <typename Job>
-std::string run_reporting(Job job, fs::path& result) {
-  const CapturedLines lines(std::cerr);
-  try {
-    result = job();
-  } catch (...) {
-    write_all(STDERR_FILENO, lines.text());
-    throw;
-  }
-  return lines.text();
 }
 
 /// Tells what went wrong with single members, and ends the program with the status that says so.
@@ -334,10 +323,12 @@ void print_and_remove(const fs::path& path, StandardOutput& output) {
 }
 
 void container(Work& work) {
-  fs::path result;
-  const std::string problems =
-      run_reporting([&] { return work.processor().IFFilterContainer(); }, result);
-  result = work.keep(result, ".container.txt");
+  const LibraryFile written = run_writing([&] { return work.processor().IFFilterContainer(); });
+  if (written.path.empty()) {
+    write_all(STDERR_FILENO, written.problems);
+    std::rethrow_exception(written.failure);
+  }
+  const fs::path result = work.keep(written.path, ".container.txt");
   if (work.command_line().json) {
     JsonWriter json = work.begin_json();
     json.member("file", result.string());
@@ -345,7 +336,7 @@ void container(Work& work) {
     json.number(static_cast<std::int64_t>(fs::file_size(result)));
     json.key("problems");
     json.begin_array();
-    std::istringstream lines(problems);
+    std::istringstream lines(written.problems);
     for (std::string line; std::getline(lines, line);) json.text(line);
     json.end_array();
     work.print_json(json);
@@ -354,7 +345,11 @@ void container(Work& work) {
   } else {
     print_and_remove(result, work.output());
   }
-  report_members(problems);
+  if (written.failure) {
+    write_all(STDERR_FILENO, written.problems);
+    std::rethrow_exception(written.failure);
+  }
+  report_members(written.problems);
 }
 
 void mail(Work& work) {

@@ -95,6 +95,26 @@ class HostProgram(unittest.TestCase):
         self.assertNotEqual(run.returncode, 0)
         self.assertEqual(os.listdir(self.folder), ["empty"])
 
+    def test_leaves_nothing_in_the_temporary_place_when_a_job_fails(self):
+        protected = os.path.join(SAMPLES, "locked.pdf")
+        for job in ("filter", "container"):
+            run = tarnis(job, "--verbose", protected)
+            self.assertEqual(run.returncode, 4, job)
+            path = re.search(r"Output file is '(.*)'", run.stderr.decode()).group(1)
+            self.assertFalse(os.path.exists(path), job)
+        run = tarnis("extract", protected, env=dict(os.environ, TMPDIR=self.folder))
+        self.assertEqual((run.returncode, os.listdir(self.folder)), (4, []))
+
+    def test_gives_what_could_be_read_of_a_damaged_document(self):
+        path = self.file("cut.rtf", b"{\\rtf1\\ansi The beginning {\\b and")
+        text = tarnis("text", path)
+        self.assertEqual(text.returncode, 5)
+        self.assertNotEqual(text.stdout, b"")
+        filtered = tarnis("filter", "--output", self.folder, path)
+        self.assertEqual(filtered.returncode, 5)
+        with open(filtered.stdout.decode().rstrip("\n"), "rb") as file:
+            self.assertEqual(file.read(), text.stdout)
+
     def test_leaves_no_half_written_result_when_interrupted(self):
         pipe = os.path.join(self.folder, "pipe")
         os.mkfifo(pipe)
