@@ -93,7 +93,7 @@ FormattedRun Formatting::run_of(const Page& page, std::uint64_t offset) const {
   }
   run.begin = begin;
   run.end = le32(page_, (low + 1) * 4);
-  const std::size_t at = byte_at(page_, (count + 1) * 4 + low * entry_size) * 2;
+  const std::size_t at = std::size_t{2} * byte_at(page_, (count + 1) * 4 + low * entry_size);
   if (at == 0) return run;
   if (kind_ == Kind::characters) {
     read_characters(at, run);
@@ -109,11 +109,11 @@ void Formatting::read_characters(std::size_t at, FormattedRun& run) const {
 }
 
 void Formatting::read_paragraph(std::size_t at, FormattedRun& run) const {
-  std::size_t size = byte_at(page_, at) * 2;
+  std::size_t size = std::size_t{2} * byte_at(page_, at);
   std::size_t begin = at + 1;
   if (version_ == Version::word_97) {
     if (size == 0) {
-      size = byte_at(page_, begin) * 2;
+      size = std::size_t{2} * byte_at(page_, begin);
       ++begin;
     } else {
       --size;

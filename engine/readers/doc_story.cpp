@@ -63,7 +63,7 @@ void Story::find_open_fields() {
   while (const auto run = source_.run_at(at, span_.end)) {
     source_.limits().check_time();
     at = run->end;
-    const unsigned width = run->wide ? 2 : 1;
+    const std::size_t width = run->wide ? 2 : 1;
     for (std::uint32_t i = 0; i < run->end - run->begin; ++i) {
       const char32_t character = run->wide ? le16(run->bytes, i * width) : byte_at(run->bytes, i);
       if (character == field_begin) {

@@ -97,7 +97,7 @@ unsigned class_number_of(Section& classes, const Header& header, std::string_vie
   const std::uint64_t size = le32(bytes, at);
   const std::string_view content = std::string_view(bytes).substr(std::min(at, bytes.size()));
   BitReader bits(content);
-  bits.seek(4 * 8);
+  bits.seek(std::uint64_t{4} * 8);
   auto strings = strings_before(content, size);
   if (!strings) return 0;
   bits.bs();  // the last number

@@ -160,7 +160,7 @@ class Sections2007 final : public Sections {
     ByteCursor cursor(map);
     while (!cursor.rest().empty()) {
       NamedSection section;
-      cursor.skip(4 * 8);
+      cursor.skip(std::size_t{4} * 8);
       const std::uint64_t name_length = cursor.u64();
       cursor.skip(8);
       section.storage.interleaved = cursor.u64() == interleaved_encoding;
@@ -180,7 +180,7 @@ class Sections2007 final : public Sections {
         const auto place = places_.find(static_cast<std::int64_t>(cursor.u64()));
         page.size = cursor.u64();
         page.stored = cursor.u64();
-        cursor.skip(2 * 8);
+        cursor.skip(std::size_t{2} * 8);
         const bool sound = !cursor.failed() && place != places_.end() &&
                            page.size <= most_page_bytes && page.stored <= most_page_bytes &&
                            page.start < std::uint64_t{1} << 48;

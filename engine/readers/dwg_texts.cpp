@@ -129,7 +129,9 @@ std::unique_ptr<Object> Texts::object_of(std::uint64_t handle) {
                        [](const ObjectPlace& p, std::uint64_t h) { return p.handle < h; });
   if (place == map_.places.end() || place->handle != handle) return nullptr;
   const auto type = reader_.type_at(place->offset);
-  if (type != object_type::insert && type != object_type::multiple_insert) return nullptr;
+  const bool inserts =
+      type && (*type == object_type::insert || *type == object_type::multiple_insert);
+  if (!inserts) return nullptr;
   return reader_.read(place->offset);
 }
 
@@ -175,7 +177,7 @@ std::string Texts::text_of(Object& object) {
   if (is_dimension(object.type)) {
     if (inline_strings) {
       bits.skip_bd(3);
-      bits.skip(2 * 64);
+      bits.skip(std::uint64_t{2} * 64);
       bits.bd();
       bits.rc();
     }
@@ -210,14 +212,14 @@ std::string Texts::attribute_text(Object& object) {
 /// Skips a text's data before its string.
 void Texts::skip_to_line(BitReader& bits) const {
   if (reader_.release() < Release::r2000) {
-    bits.bd();            // elevation
-    bits.skip(4 * 64);    // insertion, alignment
-    bits.skip_bd(3 + 5);  // extrusion; thickness, angles, height, width
+    bits.bd();                         // elevation
+    bits.skip(std::uint64_t{4} * 64);  // insertion, alignment
+    bits.skip_bd(3 + 5);               // extrusion; thickness, angles, height, width
     return;
   }
   const unsigned absent = bits.rc();
   if ((absent & 1) == 0) bits.rd();  // elevation
-  bits.skip(2 * 64);                 // insertion
+  bits.skip(std::uint64_t{2} * 64);  // insertion
   if ((absent & 2) == 0) {           // alignment
     bits.skip_dd();
     bits.skip_dd();

@@ -30,6 +30,7 @@ class Texts {
     std::uint64_t owner = 0;  ///< the block
     std::uint64_t handle = 0;
     std::uint64_t offset = 0;
+    // NOLINTNEXTLINE(modernize-use-nullptr): the 0 is the compiler's own
     auto operator<=>(const Found&) const = default;
   };
 

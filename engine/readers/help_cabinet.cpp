@@ -19,7 +19,7 @@ FileTime time_of(const mscabd_file& file) {
                     std::chrono::day(static_cast<unsigned char>(file.date_d));
   if (!date.ok()) return {};
   const std::int64_t days = std::chrono::sys_days(date).time_since_epoch().count();
-  return FileTime::from_unix_seconds(days * 86'400 + file.time_h * 3600 + file.time_m * 60 +
+  return FileTime::from_unix_seconds(days * 86'400 + file.time_h * 3600L + file.time_m * 60L +
                                      file.time_s);
 }
 
