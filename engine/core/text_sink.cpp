@@ -228,9 +228,9 @@ void TextSink::write(std::string_view kept) {
 
 void TextSink::put(std::string_view bytes) {
   out_.append(bytes);
-  if (out_.size() > most_in_memory) spill();
   line_empty_ = bytes.back() == '\n';
   has_text_ = true;
+  if (out_.size() > most_in_memory) spill();
 }
 
 std::string comment_label(std::string_view author, std::string_view text) {

@@ -413,6 +413,19 @@ TEST(TextSink, BoundsTextBeforeItIsTaken) {
   EXPECT_EQ(text.back(), '\n');
 }
 
+TEST(TextSink, EndsTheLineThatPassesTheBound) {
+  Limits::Bounds bounds;
+  bounds.output_bytes = std::uint64_t{1} << 20;
+  Limits limits(bounds);
+  const Options options;
+  TextSink sink(options, limits);
+  EXPECT_THROW(sink.text(std::string(std::size_t{5} << 20, 'x')), EngineError);
+  sink.finish();
+  std::string text;
+  sink.take_remainder(text);
+  EXPECT_EQ(text.back(), '\n');
+}
+
 TEST(TextSink, BoundsWhatItHandsOver) {
   Limits::Bounds bounds;
   bounds.output_bytes = 4;
