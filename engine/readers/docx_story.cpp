@@ -1,146 +1,16 @@
 #include "engine/readers/docx_story.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <utility>
 
-#include "engine/core/symbol_font.h"
-#include "engine/core/utf8.h"
 #include "engine/drawing/drawing_parts.h"
 #include "engine/readers/docx_chunk.h"
-#include "engine/xml/name_table.h"
+#include "engine/readers/docx_token.h"
 
 namespace trfilter::docx {
-
-enum class StoryToken : unsigned char {
-  other,
-  // Content.
-  paragraph,
-  run,
-  text,
-  instruction,
-  tab,
-  line_break,
-  carriage_return,
-  no_break_hyphen,
-  soft_hyphen,
-  symbol,
-  field_character,
-  simple_field,
-  inserted,
-  deleted,
-  table,
-  row,
-  cell,
-  ruby,
-  ruby_text,
-  footnote,
-  endnote,
-  comment,
-  text_box,
-  alternate_content,
-  choice,
-  fallback,
-  // Properties.
-  paragraph_properties,
-  run_properties,
-  row_properties,
-  paragraph_style,
-  run_style,
-  number_level,
-  number_id,
-  vanish,
-  frame,
-  section,
-  grid_span,
-  grid_before,
-  hidden_row,
-  table_description,
-  // Objects.
-  drawing_properties,
-  vml_shape,
-  vml_text_path,
-  chart,
-  diagram,
-  chunk,
-  // What says nothing or what has been.
-  left_out,
-};
-
 namespace {
 
 using Token = StoryToken;
-
-constexpr NameTable element_names{std::array{
-    NamedToken<Token>{"p", Token::paragraph},
-    NamedToken<Token>{"r", Token::run},
-    NamedToken<Token>{"t", Token::text},
-    NamedToken<Token>{"delText", Token::text},
-    NamedToken<Token>{"instrText", Token::instruction},
-    NamedToken<Token>{"tab", Token::tab},
-    NamedToken<Token>{"ptab", Token::tab},
-    NamedToken<Token>{"br", Token::line_break},
-    NamedToken<Token>{"cr", Token::carriage_return},
-    NamedToken<Token>{"noBreakHyphen", Token::no_break_hyphen},
-    NamedToken<Token>{"softHyphen", Token::soft_hyphen},
-    NamedToken<Token>{"sym", Token::symbol},
-    NamedToken<Token>{"fldChar", Token::field_character},
-    NamedToken<Token>{"fldSimple", Token::simple_field},
-    NamedToken<Token>{"ins", Token::inserted},
-    NamedToken<Token>{"moveTo", Token::inserted},
-    NamedToken<Token>{"del", Token::deleted},
-    NamedToken<Token>{"moveFrom", Token::deleted},
-    NamedToken<Token>{"tbl", Token::table},
-    NamedToken<Token>{"tr", Token::row},
-    NamedToken<Token>{"tc", Token::cell},
-    NamedToken<Token>{"ruby", Token::ruby},
-    NamedToken<Token>{"rt", Token::ruby_text},
-    NamedToken<Token>{"footnote", Token::footnote},
-    NamedToken<Token>{"endnote", Token::endnote},
-    NamedToken<Token>{"comment", Token::comment},
-    NamedToken<Token>{"txbxContent", Token::text_box},
-    NamedToken<Token>{"AlternateContent", Token::alternate_content},
-    NamedToken<Token>{"Choice", Token::choice},
-    NamedToken<Token>{"Fallback", Token::fallback},
-    NamedToken<Token>{"pPr", Token::paragraph_properties},
-    NamedToken<Token>{"rPr", Token::run_properties},
-    NamedToken<Token>{"trPr", Token::row_properties},
-    NamedToken<Token>{"pStyle", Token::paragraph_style},
-    NamedToken<Token>{"rStyle", Token::run_style},
-    NamedToken<Token>{"ilvl", Token::number_level},
-    NamedToken<Token>{"numId", Token::number_id},
-    NamedToken<Token>{"vanish", Token::vanish},
-    NamedToken<Token>{"framePr", Token::frame},
-    NamedToken<Token>{"sectPr", Token::section},
-    NamedToken<Token>{"gridSpan", Token::grid_span},
-    NamedToken<Token>{"gridBefore", Token::grid_before},
-    NamedToken<Token>{"hidden", Token::hidden_row},
-    NamedToken<Token>{"tblDescription", Token::table_description},
-    NamedToken<Token>{"docPr", Token::drawing_properties},
-    NamedToken<Token>{"cNvPr", Token::drawing_properties},
-    NamedToken<Token>{"shape", Token::vml_shape},
-    NamedToken<Token>{"rect", Token::vml_shape},
-    NamedToken<Token>{"roundrect", Token::vml_shape},
-    NamedToken<Token>{"oval", Token::vml_shape},
-    NamedToken<Token>{"group", Token::vml_shape},
-    NamedToken<Token>{"textpath", Token::vml_text_path},
-    NamedToken<Token>{"chart", Token::chart},
-    NamedToken<Token>{"relIds", Token::diagram},
-    NamedToken<Token>{"altChunk", Token::chunk},
-    NamedToken<Token>{"tabs", Token::left_out},
-    NamedToken<Token>{"sdtPr", Token::left_out},
-    NamedToken<Token>{"sdtEndPr", Token::left_out},
-    NamedToken<Token>{"rPrChange", Token::left_out},
-    NamedToken<Token>{"pPrChange", Token::left_out},
-    NamedToken<Token>{"tblPrChange", Token::left_out},
-    NamedToken<Token>{"tblPrExChange", Token::left_out},
-    NamedToken<Token>{"trPrChange", Token::left_out},
-    NamedToken<Token>{"tcPrChange", Token::left_out},
-    NamedToken<Token>{"ffData", Token::left_out},
-    NamedToken<Token>{"delInstrText", Token::left_out},
-    NamedToken<Token>{"binData", Token::left_out},
-}};
 
 constexpr std::string_view no_break_hyphen = "\xE2\x80\x91";
 constexpr std::string_view soft_hyphen = "\xC2\xAD";
@@ -151,10 +21,6 @@ constexpr std::size_t most_kept_bytes = std::size_t{64} << 10;
 /// Columns that a cell spans or that stand before a row, 1 and more.
 unsigned column_count(const XmlElement& element) {
   return static_cast<unsigned>(std::max(1, whole_number(element.attribute("val")).value_or(1)));
-}
-
-bool is_wordprocessing(std::string_view uri) {
-  return uri.find("wordprocessingml") != std::string_view::npos;
 }
 
 }  // namespace
@@ -172,7 +38,7 @@ void Story::start_element(const XmlElement& element) {
     ++skipped_;
     return;
   }
-  const Token token = element_names.find(element.name());
+  const Token token = token_of(element.name());
   if (token == Token::left_out) {
     skipped_ = 1;
   } else if (token >= Token::drawing_properties) {
@@ -381,7 +247,7 @@ void Story::end_element(std::string_view name, std::string_view uri) {
     return;
   }
   if (MathStructure::is_math(uri)) output_.text(math_.end(name));
-  end_content(element_names.find(name));
+  end_content(token_of(name));
 }
 
 void Story::end_content(Token token) {
@@ -498,184 +364,6 @@ void Story::finish() {
     while (output_.is_open(region)) output_.close(region);
   }
   if (note_region_) output_.close(*std::exchange(note_region_, std::nullopt));
-}
-
-// Paragraphs and runs.
-
-void Story::start_paragraph() {
-  paragraphs_.emplace_back().style = context_.styles.default_paragraph();
-  output_.set_label({});
-}
-
-void Story::end_paragraph_properties() {
-  if (paragraphs_.empty()) return;
-  const Paragraph& paragraph = paragraphs_.back();
-  const Style* style = paragraph.style;
-  const int number_id = paragraph.number_id.value_or(style == nullptr ? 0 : style->number_id);
-  if (number_id <= 0) return;
-  // What is not there does not count.
-  const Options& options = output_.options();
-  if (paragraph.mark_deleted && !options.revision_marks) return;
-  if (paragraph.mark_hidden && !options.hidden_text) return;
-
-  std::optional<int> level = paragraph.number_level;
-  if (!level && style != nullptr) {
-    level = context_.numbering.level_of_style(number_id, style->id);
-    if (!level) level = style->number_level;
-    if (!level) level = context_.numbering.level_of_style(number_id, style->numbering_id);
-  }
-  output_.set_label(context_.numbering.next_label(number_id, level.value_or(0)));
-}
-
-void Story::end_paragraph() {
-  if (paragraphs_.empty()) return;
-  end_run();
-  const Paragraph paragraph = paragraphs_.back();
-  paragraphs_.pop_back();
-  output_.set_label({});
-  const Options& options = output_.options();
-  const bool goes_on = (paragraph.mark_deleted && !options.revision_marks) ||
-                       (paragraph.mark_hidden && !options.hidden_text) || paragraph.drop_cap;
-  if (!goes_on) {
-    output_.paragraph();
-    output_.write_deferred();
-    output_.paragraph();
-  }
-  if (paragraph.ends_section && listener_ != nullptr && boxes_.empty()) {
-    output_.write_deferred();
-    listener_->section_ended();
-  }
-}
-
-bool Story::style_vanishes() const {
-  const Style* style = paragraphs_.back().style;
-  return style != nullptr && style->vanish;
-}
-
-void Story::start_run() {
-  if (paragraphs_.empty()) return;
-  Paragraph& run = paragraphs_.back();
-  run.in_run = true;
-  run.vanish.reset();
-  run.style_vanish = false;
-  if (style_vanishes()) set_run_hidden(true);
-}
-
-void Story::end_run() {
-  if (paragraphs_.empty()) return;
-  set_run_hidden(false);
-  paragraphs_.back().in_run = false;
-}
-
-void Story::set_run_hidden(bool hidden) {
-  Paragraph& run = paragraphs_.back();
-  if (run.hidden == hidden) return;
-  run.hidden = hidden;
-  if (hidden) {
-    output_.open(Region::hidden);
-  } else {
-    output_.close(Region::hidden);
-  }
-}
-
-void Story::start_text(const XmlElement& element) {
-  if (capture_ == Capture::phonetic) return;
-  if (fields_.in_instruction()) return;
-  if (element.attribute("space") == "preserve" || !is_wordprocessing(element.uri())) {
-    capture_ = Capture::text;
-  } else {
-    capture_ = Capture::trimmed_text;
-    captured_.clear();
-  }
-}
-
-void Story::line_break(const XmlElement& element) {
-  if (fields_.in_instruction()) return;
-  if (element.attribute("type") != "page") {
-    output_.line();
-  } else if (tables_.size() == 0 && !note_region_ && listener_ != nullptr) {
-    output_.page();
-  } else {
-    output_.paragraph();
-  }
-}
-
-void Story::symbol(const XmlElement& element) {
-  const std::string_view code = element.attribute("char");
-  if (code.empty() || fields_.in_instruction()) return;
-  std::uint32_t value = 0;
-  if (std::from_chars(code.data(), code.data() + code.size(), value, 16).ec != std::errc{}) return;
-  char32_t shown = symbol_font_character(element.attribute("font"), char32_t{value});
-  if (shown == 0) shown = char32_t{value};
-  std::string text;
-  append_utf8(text, shown);
-  output_.text(text);
-}
-
-void Story::revision(Token token, bool start) {
-  const bool of_mark = in_run_properties_ != 0 || in_paragraph_properties_ != 0;
-  const bool deleted = token == Token::deleted;
-  if (in_row_properties_) {
-    if (start) tables_.set_row_region(deleted ? Region::deleted : Region::inserted);
-  } else if (of_mark) {
-    if (start && deleted && in_paragraph_properties_ != 0 && !paragraphs_.empty()) {
-      paragraphs_.back().mark_deleted = true;
-    }
-  } else if (start) {
-    output_.open(deleted ? Region::deleted : Region::inserted);
-  } else {
-    output_.close(deleted ? Region::deleted : Region::inserted);
-  }
-}
-
-// Text boxes.
-
-void Story::start_box() {
-  boxes_.push_back({paragraphs_.size(), tables_.size(), fields_.size()});
-  output_.begin_deferred();
-}
-
-void Story::end_box() {
-  if (boxes_.empty()) return;
-  const Box box = boxes_.back();
-  while (paragraphs_.size() > box.paragraphs) end_paragraph();
-  tables_.close(box.tables);
-  fields_.close(box.fields);
-  boxes_.pop_back();
-  output_.end_deferred();
-}
-
-// Fields.
-
-void Story::field_character(const XmlElement& element) {
-  const std::string_view type = element.attribute("fldCharType");
-  const std::size_t outside = boxes_.empty() ? 0 : boxes_.back().fields;
-  if (type == "begin") {
-    fields_.begin();
-  } else if (fields_.size() > outside) {
-    if (type == "separate") {
-      fields_.separate();
-    } else {
-      fields_.end();
-    }
-  }
-}
-
-// What stands in other parts or beside the text.
-
-void Story::start_note(const XmlElement& element, Region region) {
-  // Separators are lines between the text and its notes.
-  const std::string_view type = element.attribute("type");
-  if (!type.empty() && type != "normal") {
-    skipped_ = 1;
-    return;
-  }
-  output_.paragraph();
-  output_.open(region);
-  if (region == Region::comment) output_.text(comment_label(element.attribute("author")));
-  note_region_ = region;
-  // The note's own mark is followed by a blank.
-  output_.drop_blanks();
 }
 
 const OpcRelationship* Story::relationship(std::string_view id) {

@@ -31,7 +31,7 @@ class SectionListener {
   virtual void section_ended() = 0;
 };
 
-enum class StoryToken : unsigned char;
+enum class StoryToken : unsigned char;  // docx_token.h
 
 /// Turns a part of WordprocessingML (the body, a header, all footnotes ...) into text.
 class Story final : public XmlHandler {

@@ -1,6 +1,7 @@
 #include "engine/readers/mail_text_files.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace trfilter::mail {
 namespace {
@@ -48,7 +49,7 @@ std::vector<TextFile> find_text_files(Document& document, Limits& limits, const 
     const std::string_view line = lines.line();
     if (has_ended) {
       open.stretch.end = lines.offset();
-      files.push_back(std::move(open));
+      files.push_back(std::exchange(open, {}));
       has_ended = false;
     }
     if (is_open) {

@@ -350,8 +350,8 @@ class DateParser {
     if (!date.ok()) return {};
     const int hour = std::max(hour_, 0);
     if (hour > 24 || minute_ < 0 || minute_ > 59 || second_ < 0 || second_ > 60) return {};
-    const auto seconds = sys_days(date).time_since_epoch() / std::chrono::seconds(1) + hour * 3600 +
-                         (minute_ - zone_.value_or(0)) * 60 + second_;
+    const auto seconds = sys_days(date).time_since_epoch() / std::chrono::seconds(1) +
+                         hour * 3600L + (minute_ - zone_.value_or(0)) * 60L + second_;
     return FileTime::from_unix_seconds(seconds);
   }
 

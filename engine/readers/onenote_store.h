@@ -20,6 +20,7 @@ namespace trfilter::onenote {
 struct ObjectId {
   std::array<char, 16> guid{};
   std::uint32_t number = 0;
+  // NOLINTNEXTLINE(modernize-use-nullptr): the 0 is the compiler's own
   auto operator<=>(const ObjectId&) const = default;
 };
 
