@@ -23,26 +23,14 @@ FileTime time_of(const mscabd_file& file) {
                                      file.time_s);
 }
 
-/// Closes the library and what it has opened.
-struct Close {
-  mscabd_cabinet* cabinet = nullptr;
-  void operator()(mscab_decompressor* library) const {
-    if (cabinet != nullptr) library->close(library, cabinet);
-    mspack_destroy_cab_decompressor(library);
-  }
-};
-
 class Cabinet final : public HelpFiles {
  public:
   explicit Cabinet(const ReaderContext& context)
-      : system_(context.document, context.limits), list_(context.options, context.limits) {
-    library_.reset(mspack_create_cab_decompressor(system_.table()));
-    if (!library_) throw_help_error(MSPACK_ERR_NOMEMORY, true);
-    library_.get_deleter().cabinet = library_->open(library_.get(), HelpSystem::document_name);
-    system_.rethrow();
-    const mscabd_cabinet* cabinet = library_.get_deleter().cabinet;
-    if (cabinet == nullptr) throw_help_error(library_->last_error(library_.get()), true);
-    for (mscabd_file* file = cabinet->files; file != nullptr; file = file->next) {
+      : system_(context.document, context.limits),
+        document_(mspack_create_cab_decompressor(system_.table()), mspack_destroy_cab_decompressor,
+                  system_),
+        list_(context.options, context.limits) {
+    for (mscabd_file* file = document_.opened().files; file != nullptr; file = file->next) {
       std::string name(file->filename);
       for (char& c : name) {
         if (c == '\\') c = '/';
@@ -67,15 +55,17 @@ class Cabinet final : public HelpFiles {
     if (MSCABD_COMP_METHOD(file->folder->comp_type) > MSCAB_COMP_LZX) {
       throw EngineError(Code::unknown_compression, "a cabinet's folder has an unknown compression");
     }
-    system_.extract(
-        [&](std::string_view bytes) { output.write(bytes); },
-        [&] { return library_->extract(library_.get(), file, HelpSystem::member_name); });
+    system_.extract([&](std::string_view bytes) { output.write(bytes); },
+                    [&] {
+                      return document_.library()->extract(document_.library(), file,
+                                                          HelpSystem::member_name);
+                    });
   }
 
  private:
   HelpSystem system_;
+  HelpDocument<mscab_decompressor, mscabd_cabinet> document_;
   MemberList list_;
-  std::unique_ptr<mscab_decompressor, Close> library_;
   std::vector<mscabd_file*> files_;  ///< belong to the cabinet
 };
 

@@ -11,26 +11,14 @@
 namespace trfilter {
 namespace {
 
-/// Closes the library and what it has opened.
-struct Close {
-  mschmd_header* help = nullptr;
-  void operator()(mschm_decompressor* library) const {
-    if (help != nullptr) library->close(library, help);
-    mspack_destroy_chm_decompressor(library);
-  }
-};
-
 class CompiledHelp final : public HelpFiles {
  public:
   explicit CompiledHelp(const ReaderContext& context)
-      : system_(context.document, context.limits), list_(context.options, context.limits) {
-    library_.reset(mspack_create_chm_decompressor(system_.table()));
-    if (!library_) throw_help_error(MSPACK_ERR_NOMEMORY, true);
-    library_.get_deleter().help = library_->open(library_.get(), HelpSystem::document_name);
-    system_.rethrow();
-    const mschmd_header* help = library_.get_deleter().help;
-    if (help == nullptr) throw_help_error(library_->last_error(library_.get()), true);
-    for (mschmd_file* file = help->files; file != nullptr; file = file->next) {
+      : system_(context.document, context.limits),
+        document_(mspack_create_chm_decompressor(system_.table()), mspack_destroy_chm_decompressor,
+                  system_),
+        list_(context.options, context.limits) {
+    for (mschmd_file* file = document_.opened().files; file != nullptr; file = file->next) {
       std::string_view name(file->filename);
       if (name.starts_with("/#") || name.starts_with("/$")) continue;
       // The root of the help file is none of the host's.
@@ -51,15 +39,17 @@ class CompiledHelp final : public HelpFiles {
   const MemberList& list() const override { return list_; }
 
   void extract(std::size_t index, ByteOutput& output) override {
-    system_.extract(
-        [&](std::string_view bytes) { output.write(bytes); },
-        [&] { return library_->extract(library_.get(), files_[index], HelpSystem::member_name); });
+    system_.extract([&](std::string_view bytes) { output.write(bytes); },
+                    [&] {
+                      return document_.library()->extract(document_.library(), files_[index],
+                                                          HelpSystem::member_name);
+                    });
   }
 
  private:
   HelpSystem system_;
+  HelpDocument<mschm_decompressor, mschmd_header> document_;
   MemberList list_;
-  std::unique_ptr<mschm_decompressor, Close> library_;
   std::vector<mschmd_file*> files_;  ///< belong to the help file
 };
 

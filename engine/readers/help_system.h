@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <exception>
 #include <functional>
+#include <memory>
 #include <string_view>
 
 #include "engine/core/document.h"
@@ -75,5 +76,39 @@ class HelpSystem {
 
 /// Throws what an error number of libmspack stands for.
 [[noreturn]] void throw_help_error(int error, bool when_opening);
+
+/// One of libmspack's decompressors with the document that it has opened.
+template <typename Decompressor, typename Opened>
+class HelpDocument {
+ public:
+  /// @param library  made with the system's table
+  /// @param system   outlives this object
+  /// @throws EngineError what the document's damage or a lack of memory stands for
+  HelpDocument(Decompressor* library, void (*destroy)(Decompressor*), HelpSystem& system)
+      : library_(library, destroy) {
+    if (library == nullptr) throw_help_error(MSPACK_ERR_NOMEMORY, true);
+    opened_ = library->open(library, HelpSystem::document_name);
+    if (opened_ == nullptr) {
+      system.rethrow();
+      throw_help_error(library->last_error(library), true);
+    }
+    try {
+      system.rethrow();
+    } catch (...) {
+      library->close(library, opened_);
+      throw;
+    }
+  }
+  HelpDocument(const HelpDocument&) = delete;
+  HelpDocument& operator=(const HelpDocument&) = delete;
+  ~HelpDocument() { library_->close(library_.get(), opened_); }
+
+  Decompressor* library() { return library_.get(); }
+  const Opened& opened() const { return *opened_; }
+
+ private:
+  std::unique_ptr<Decompressor, void (*)(Decompressor*)> library_;
+  Opened* opened_ = nullptr;
+};
 
 }  // namespace trfilter

@@ -2,44 +2,18 @@
 
 #include <nettle/aes.h>
 #include <nettle/base64.h>
-#include <nettle/sha1.h>
-#include <nettle/sha2.h>
 
 #include <cstdint>
 
 #include "tests/engine/compound_writer.h"
 #include "tests/engine/doc_writer.h"
+#include "tests/engine/hashes.h"
 
 namespace trfilter::test {
 namespace {
 
 const std::string salt = "0123456789abcdef";
 const std::string verifier = "fedcba9876543210";
-
-std::uint8_t* bytes_of(std::string& text) {
-  return reinterpret_cast<std::uint8_t*>(text.data());
-}
-const std::uint8_t* bytes_of(const std::string& text) {
-  return reinterpret_cast<const std::uint8_t*>(text.data());
-}
-
-std::string sha1(const std::string& text) {
-  std::string result(SHA1_DIGEST_SIZE, '\0');
-  sha1_ctx context;
-  sha1_init(&context);
-  sha1_update(&context, text.size(), bytes_of(text));
-  sha1_digest(&context, result.size(), bytes_of(result));
-  return result;
-}
-
-std::string sha512(const std::string& text) {
-  std::string result(SHA512_DIGEST_SIZE, '\0');
-  sha512_ctx context;
-  sha512_init(&context);
-  sha512_update(&context, text.size(), bytes_of(text));
-  sha512_digest(&context, result.size(), bytes_of(result));
-  return result;
-}
 
 std::string utf16_of(std::u16string_view text) {
   std::string result;

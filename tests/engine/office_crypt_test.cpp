@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 #include <nettle/arcfour.h>
-#include <nettle/md5.h>
-#include <nettle/sha1.h>
 
 #include <algorithm>
 #include <array>
@@ -13,6 +11,7 @@
 #include "tests/engine/compound_writer.h"
 #include "tests/engine/doc_writer.h"
 #include "tests/engine/encrypted_package.h"
+#include "tests/engine/hashes.h"
 #include "tests/engine/read_document.h"
 
 // Documents are encrypted here as the format describes it, apart from the engine's own code.
@@ -24,31 +23,6 @@ constexpr std::string_view password = "caf\xC3\xA9 7";
 constexpr std::u16string_view password_units = u"caf\u00E9 7";
 const std::string salt = "0123456789abcdef";
 const std::string verifier = "fedcba9876543210";
-
-std::uint8_t* bytes_of(std::string& text) {
-  return reinterpret_cast<std::uint8_t*>(text.data());
-}
-const std::uint8_t* bytes_of(const std::string& text) {
-  return reinterpret_cast<const std::uint8_t*>(text.data());
-}
-
-std::string md5(const std::string& text) {
-  std::string result(MD5_DIGEST_SIZE, '\0');
-  md5_ctx context;
-  md5_init(&context);
-  md5_update(&context, text.size(), bytes_of(text));
-  md5_digest(&context, result.size(), bytes_of(result));
-  return result;
-}
-
-std::string sha1(const std::string& text) {
-  std::string result(SHA1_DIGEST_SIZE, '\0');
-  sha1_ctx context;
-  sha1_init(&context);
-  sha1_update(&context, text.size(), bytes_of(text));
-  sha1_digest(&context, result.size(), bytes_of(result));
-  return result;
-}
 
 std::string password_utf16() {
   std::string result;
