@@ -43,12 +43,32 @@ class TextGenerator final : public Events<librevenge::RVNGTextInterface> {
   void defineGraphicStyle(const List&) override {}
 };
 
-/// Drawings: each page begins with its name.
-class DrawingGenerator final : public Events<librevenge::RVNGDrawingInterface> {
+/// What pages of drawings and slides have in common: objects that are placed on them.
+template <typename Interface>
+class PageEvents : public Events<Interface> {
   using List = librevenge::RVNGPropertyList;
 
  public:
-  using Events::Events;
+  using Events<Interface>::Events;
+
+  void setStyle(const List&) override {}
+  void startLayer(const List&) override {}
+  void endLayer() override {}
+  void startEmbeddedGraphics(const List&) override {}
+  void endEmbeddedGraphics() override {}
+  void drawGraphicObject(const List& list) override { this->object(list); }
+  void startTextObject(const List&) override { this->open_aside(); }
+  void endTextObject() override { this->close_aside(); }
+  void startTableObject(const List&) override { this->open_table(); }
+  void endTableObject() override { this->close_table(); }
+};
+
+/// Drawings: each page begins with its name.
+class DrawingGenerator final : public PageEvents<librevenge::RVNGDrawingInterface> {
+  using List = librevenge::RVNGPropertyList;
+
+ public:
+  using PageEvents::PageEvents;
 
   void startPage(const List& list) override;
   void endPage() override;
@@ -58,24 +78,14 @@ class DrawingGenerator final : public Events<librevenge::RVNGDrawingInterface> {
   void endMasterPage() override {
     guard([&] { story().close_skipped(); });
   }
-  void setStyle(const List&) override {}
-  void startLayer(const List&) override {}
-  void endLayer() override {}
-  void startEmbeddedGraphics(const List&) override {}
-  void endEmbeddedGraphics() override {}
-  void drawGraphicObject(const List& list) override { object(list); }
-  void startTextObject(const List&) override { open_aside(); }
-  void endTextObject() override { close_aside(); }
-  void startTableObject(const List&) override { open_table(); }
-  void endTableObject() override { close_table(); }
 };
 
 /// Presentations.
-class PresentationGenerator final : public Events<librevenge::RVNGPresentationInterface> {
+class PresentationGenerator final : public PageEvents<librevenge::RVNGPresentationInterface> {
   using List = librevenge::RVNGPropertyList;
 
  public:
-  using Events::Events;
+  using PageEvents::PageEvents;
 
   void startSlide(const List&) override;
   void endSlide() override;
@@ -85,17 +95,7 @@ class PresentationGenerator final : public Events<librevenge::RVNGPresentationIn
   void endMasterSlide() override {
     guard([&] { story().close_skipped(); });
   }
-  void setStyle(const List&) override {}
   void setSlideTransition(const List&) override {}
-  void startLayer(const List&) override {}
-  void endLayer() override {}
-  void startEmbeddedGraphics(const List&) override {}
-  void endEmbeddedGraphics() override {}
-  void drawGraphicObject(const List& list) override { object(list); }
-  void startTextObject(const List&) override { open_aside(); }
-  void endTextObject() override { close_aside(); }
-  void startTableObject(const List&) override { open_table(); }
-  void endTableObject() override { close_table(); }
   void startComment(const List&) override { open_aside(Region::comment); }
   void endComment() override { close_aside(); }
   void startNotes(const List&) override { open_aside(Region::speaker_note); }
