@@ -88,7 +88,7 @@ void WorksheetHandler::start_header_or_footer(const XmlElement& element) {
   const bool applies = name.starts_with("odd") || (name.starts_with("even") && different_even_) ||
                        (name.starts_with("first") && different_first_);
   if (!applies || page_texts_.size() >= most_page_texts) return;
-  capture_ = true;
+  in_page_text_ = capture_ = true;
   value_.clear();
   page_texts_.push_back({header ? Region::header : Region::footer, {}});
 }
@@ -141,10 +141,8 @@ void WorksheetHandler::end_element(std::string_view name, std::string_view /*uri
     return;
   }
   if (!in_rows_) {
-    if (capture_) {
-      page_texts_.back().code = value_.substr(0, most_page_text);
-      capture_ = false;
-    }
+    if (in_page_text_) page_texts_.back().code = value_.substr(0, most_page_text);
+    in_page_text_ = capture_ = false;
     return;
   }
   if (name.size() == 1) {

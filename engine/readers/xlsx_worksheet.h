@@ -99,6 +99,7 @@ class WorksheetHandler final : public Worksheet, public XmlHandler {
   unsigned next_column_ = 0;
   unsigned phonetic_ = 0;
   bool capture_ = false;
+  bool in_page_text_ = false;
   std::string value_;
   std::string inline_text_;
   std::string shown_;

@@ -272,6 +272,12 @@ TEST(XlsxReader, SkipsWhatExtensionsRepeat) {
             "Sheet1\n1\n");
 }
 
+TEST(XlsxReader, TakesRowsWithinACellForNoHeader) {
+  EXPECT_EQ(
+      text_of(Workbook().sheet("<sheetData><row><c><v>1<sheetData/></v></c></row></sheetData>")),
+      "Sheet1\n");
+}
+
 TEST(XlsxReader, ShowsCommentsOfBothKinds) {
   const auto build = [] {
     Workbook workbook;
