@@ -46,7 +46,7 @@ std::size_t whole_characters(std::string_view bytes) {
   std::size_t end = bytes.size();
   for (unsigned i = 0; i < 3 && end > 0; ++i) {
     const auto byte = static_cast<unsigned char>(bytes[end - 1]);
-    if (byte < 0x80) return i == 0 ? end : end;
+    if (byte < 0x80) return end;
     --end;
     if (byte >= 0xC0) {
       const std::size_t length = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : 2;

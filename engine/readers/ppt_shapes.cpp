@@ -101,6 +101,7 @@ void DrawingText::show_table(std::string_view records, unsigned depth) {
   std::vector<Shape> cells;
   collect_cells(records, cells, depth);
   std::vector<std::int32_t> columns;
+  columns.reserve(cells.size());
   for (const Shape& cell : cells) columns.push_back(cell.anchor.left);
   std::ranges::sort(columns);
   columns.erase(std::unique(columns.begin(), columns.end()), columns.end());
