@@ -8,7 +8,7 @@
 // sheets, rows and columns, and values that their number format hides, are hidden text.
 //
 // Not read: formulas, pivot caches, external links, data validation, macros, shapes before version
-// 8. Embedded objects and pictures are members.
+// 8 but for text boxes and buttons of version 5. Embedded objects and pictures are members.
 //
 // Bounds: records are gone through as they come and never held; the table of strings keeps at most
 // 16 MiB in memory and the rest in a temporary file; a row, the comments of a sheet and a chart's

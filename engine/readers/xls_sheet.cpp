@@ -68,11 +68,19 @@ bool SheetText::take(TextSink& sink, RecordReader& records) {
       return true;
     case record::object:
       end_row();
-      take_object(data);
+      if (workbook_.version() < 8) {
+        take_old_object(sink, data);
+      } else {
+        take_object(data);
+      }
       return true;
     case record::text_object:
       end_row();
       take_text_object(sink, records);
+      return true;
+    case record::string:
+      if (workbook_.version() < 8) return take_cell(sink, type, data);
+      take_result(records);
       return true;
     case record::note:
       if (workbook_.version() < 8) {
@@ -230,6 +238,20 @@ void SheetText::take_formula(ByteCursor& fields) {
   }
 }
 
+/// String ([MS-XLS] 2.4.268), the result of a formula; a long one goes on in CONTINUE records.
+void SheetText::take_result(RecordReader& records) {
+  if (!std::exchange(string_due_, false)) return;
+  ContinuedData data(records);
+  const std::uint16_t count = data.u16();
+  text_.clear();
+  if (count != 0) {
+    const bool wide = (data.u8() & 1) != 0;
+    data.characters(text_, count, wide);
+  }
+  if (data.failed()) damaged_ = true;
+  add_text(text_, Cell::Kind::text);
+}
+
 /// MulRk ([MS-XLS] 2.4.175).
 void SheetText::take_multiple_rk(TextSink& sink, ByteCursor& fields) {
   constexpr std::size_t last_column_size = 2;
@@ -299,7 +321,7 @@ void SheetText::take_drawing(TextSink& sink, std::string_view data) {
   if (properties.hidden) sink.end(Region::hidden);
 }
 
-/// Obj ([MS-XLS] 2.4.181); before version 8 it holds no kind of this numbering.
+/// Obj ([MS-XLS] 2.4.181).
 void SheetText::take_object(std::string_view data) {
   constexpr std::uint16_t common_data = 0x15;
   ByteCursor fields(data);
@@ -308,6 +330,36 @@ void SheetText::take_object(std::string_view data) {
   const std::uint16_t kind = fields.u16();
   object_kind_ = has_common_data ? kind : 0;
   object_number_ = fields.u16();
+}
+
+/// The object record of version 5 holds the text of a text box or a button itself, behind its macro
+/// and before the text's formats, each of which is described further up.
+void SheetText::take_old_object(TextSink& sink, std::string_view data) {
+  constexpr std::uint16_t text_box = 6;
+  constexpr std::uint16_t button = 7;
+  constexpr std::size_t place_and_frame_size = 38;
+  constexpr std::size_t fixed_size = 66;
+  ByteCursor fields(data);
+  fields.skip(4);
+  const std::uint16_t kind = fields.u16();
+  if (workbook_.version() < 5 || (kind != text_box && kind != button)) return;
+  fields.skip(place_and_frame_size);
+  const std::size_t count = fields.u16();
+  fields.skip(2);
+  const std::size_t behind = (count & 1) + fields.u16();
+  if (fields.failed() || data.size() < fixed_size + count + behind) return;
+  text_.clear();
+  workbook_.append_bytes(text_, data.substr(data.size() - behind - count, count));
+  show_lines(sink, text_);
+}
+
+void SheetText::show_lines(TextSink& sink, std::string_view text) {
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    sink.text(text.substr(0, end));
+    sink.paragraph();
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
 }
 
 /// TxO ([MS-XLS] 2.4.329): the text follows in CONTINUE records.
@@ -327,13 +379,7 @@ void SheetText::take_text_object(TextSink& sink, RecordReader& records) {
     add_comment(sink, text_);
     return;
   }
-  std::string_view rest = text_;
-  while (!rest.empty()) {
-    const std::size_t end = std::min(rest.find('\n'), rest.size());
-    sink.text(rest.substr(0, end));
-    sink.paragraph();
-    rest.remove_prefix(std::min(end + 1, rest.size()));
-  }
+  show_lines(sink, text_);
 }
 
 /// The comments of version 5 and before stand in the record itself; a long one goes on in records

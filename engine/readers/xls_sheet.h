@@ -63,12 +63,15 @@ class SheetText {
   void add_text(std::string_view text, Cell::Kind kind);
   void add_boolean_or_error(std::uint8_t value, bool error);
   void take_formula(ByteCursor& fields);
+  void take_result(RecordReader& records);
   void take_multiple_rk(TextSink& sink, ByteCursor& fields);
   void show_cells();
   void end_row();
 
   void take_drawing(TextSink& sink, std::string_view data);
   void take_object(std::string_view data);
+  void take_old_object(TextSink& sink, std::string_view data);
+  static void show_lines(TextSink& sink, std::string_view text);
   void take_text_object(TextSink& sink, RecordReader& records);
   void take_note(std::string_view data);
   void take_author(std::string_view data);

@@ -3,6 +3,7 @@
 #include <bit>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "engine/core/engine_error.h"
 #include "engine/office_crypt/xor_obfuscation.h"
@@ -107,6 +108,15 @@ TEST(XlsReader, KeepsHiddenSheetsRowsAndColumnsBack) {
   EXPECT_EQ(text_of(file, with(&Options::hidden_text)), "S\na\tb\nc\nd\n\fT\ne\n");
 }
 
+TEST(XlsReader, KeepsVeryHiddenSheetsBack) {
+  constexpr unsigned very_hidden = 2;
+  const std::vector<test::SheetRecords> sheets{{"S", label(0, 0, "a")},
+                                               {"T", label(0, 0, "b"), very_hidden}};
+  const std::string file = workbook_file(workbook_stream("", sheets));
+  EXPECT_EQ(text_of(file), "S\na\n");
+  EXPECT_EQ(text_of(file, with(&Options::hidden_text)), "S\na\n\fT\nb\n");
+}
+
 TEST(XlsReader, ShowsNumbersByTheirFormats) {
   const std::string globals = styles({"0.00", "yyyy\\-mm\\-dd", "#,##0;;"});
   EXPECT_EQ(sheet_text(number(0, 0, 1.5) + number(0, 1, 1.5, 1) + number(0, 2, 36526, 2) +
@@ -154,6 +164,54 @@ TEST(XlsReader, ReadsResultsOfFormulas) {
   records.add(0x0006, cell(0, 3) + special(2, 0x2A));
   records.add(0x0006, cell(0, 4) + special(3, 0));
   EXPECT_EQ(sheet_text(records.bytes()), "2.5\tr\u00E9sult\tTRUE\t#N/A\n");
+}
+
+TEST(XlsReader, ReadsTextResultsBehindOtherRecordsOfTheirFormula) {
+  RecordWriter records;
+  const std::string text_follows = u8(0) + std::string(5, '\0') + u16(0xFFFF);
+  records.add(0x0006, cell(0, 0) + text_follows);
+  records.add(0x04BC, std::string(10, '\0'));
+  records.add(0x0207, narrow("shared"));
+  records.add(0x0006, cell(0, 1) + text_follows);
+  records.add(0x0221, std::string(14, '\0'));
+  records.add(0x0207, narrow("array"));
+  // One that belongs to no formula.
+  records.add(0x0207, narrow("stray"));
+  EXPECT_EQ(sheet_text(records.bytes()), "shared\tarray\n");
+}
+
+TEST(XlsReader, ReadsLongTextResultsAcrossRecords) {
+  RecordWriter records;
+  records.add(0x0006, cell(0, 0) + u8(0) + std::string(5, '\0') + u16(0xFFFF));
+  records.add(0x0207, u16(8) + u8(1) + test::utf16(u"\u0416\u0417"));
+  records.add(0x003C, u8(0) + "abc"s);
+  records.add(0x003C, u8(1) + test::utf16(u"\u0418\u0419\u041A"));
+  EXPECT_EQ(sheet_text(records.bytes() + label(0, 1, "next")),
+            "\u0416\u0417abc\u0418\u0419\u041A\tnext\n");
+}
+
+TEST(XlsReader, SaysThatATextResultIsCut) {
+  RecordWriter records;
+  records.add(0x0006, cell(0, 0) + u8(0) + std::string(5, '\0') + u16(0xFFFF));
+  records.add(0x0207, u16(8) + u8(0) + "abc"s);
+  const Reading reading = read_document(one_sheet(records.bytes()), Format::excel_97);
+  EXPECT_EQ(reading.text, "S\nabc\n");
+  EXPECT_EQ(reading.code, corrupt);
+}
+
+TEST(XlsReader, ReadsStringsThatChangeTheirWidthBetweenRecords) {
+  RecordWriter globals;
+  // Wide, narrow, wide again, within one run of characters; a surrogate pair in two records.
+  globals.add(0x00FC, u32(2) + u32(2) + u16(7) + u8(1) + test::utf16(u"\u0416\u0417"));
+  globals.add(0x003C, u8(0) + "\xE9z"s);
+  globals.add(0x003C, u8(1) + test::utf16(u"\u0418\u0419\u041A") + u16(3) + u8(1) +
+                          test::utf16(u"\U0001F600").substr(0, 2));
+  globals.add(0x003C, u8(1) + test::utf16(u"\U0001F600").substr(2));
+  globals.add(0x003C, u8(0) + "!"s);
+  RecordWriter records;
+  for (unsigned i = 0; i < 2; ++i) records.add(0x00FD, cell(0, i) + u32(i));
+  EXPECT_EQ(sheet_text(records.bytes(), globals.bytes()),
+            "\u0416\u0417\u00E9z\u0418\u0419\u041A\t\U0001F600!\n");
 }
 
 TEST(XlsReader, ReadsTheTableOfStringsAcrossRecords) {
@@ -210,6 +268,64 @@ TEST(XlsReader, ReadsByteStringsInTheWorkbooksCodePage) {
                                         with(&Options::header_and_footer));
   EXPECT_EQ(reading.code, 0) << reading.reason;
   EXPECT_EQ(reading.text, "S\n\u0414\u0410!\t\u0436\nnote\nab\n");
+}
+
+/// The text of a workbook of version 5.
+std::string old_text(const std::vector<test::SheetRecords>& sheets, const Options& options = {}) {
+  const Reading reading = read_document(workbook_file(workbook_stream_5("", sheets), "Book"),
+                                        Format::excel_95, options);
+  EXPECT_EQ(reading.code, 0) << reading.reason;
+  return reading.text;
+}
+
+TEST(XlsReader, ReadsEveryKindOfCellOfVersion5) {
+  RecordWriter records;
+  records.add(0x0204, cell(0, 0) + u16(5) + "label");
+  records.add(0x0203, cell(0, 1) + f64(0.5));
+  records.add(0x027E, cell(0, 2) + u32(7u << 2 | 2));
+  records.add(0x00BD,
+              u16(0) + u16(3) + u16(0) + u32(8u << 2 | 2) + u16(0) + u32(9u << 2 | 2) + u16(4));
+  records.add(0x0205, cell(0, 5) + u8(1) + u8(0));
+  records.add(0x0006, cell(0, 6) + u8(0) + std::string(5, '\0') + u16(0xFFFF));
+  records.add(0x0207, u16(6) + "result");
+  records.add(0x0006, cell(0, 7) + u8(2) + u8(0) + u8(0x17) + std::string(3, '\0') + u16(0xFFFF));
+  EXPECT_EQ(old_text({{"S", records.bytes()}}), "S\nlabel\t0.5\t7\t8\t9\tTRUE\tresult\t#REF!\n");
+}
+
+TEST(XlsReader, JoinsLongCommentsOfVersion5) {
+  RecordWriter records;
+  records.add(0x001C, u16(2) + u16(1) + u16(9) + "a long ");
+  records.add(0x001C, u16(0xFFFF) + u16(0) + u16(7) + "comment");
+  records.add(0x001C, u16(3) + u16(1) + u16(5) + "other");
+  EXPECT_EQ(old_text({{"S", records.bytes()}}), "S\na long comment\nother\n");
+}
+
+TEST(XlsReader, ShowsTitlesOfChartsOfVersion5) {
+  RecordWriter records;
+  records.add(0x0809, u16(0x0500) + u16(0x0020) + u32(0));
+  records.add(0x100D, u16(0) + u8(5) + "Title");
+  records.add(0x000A, "");
+  EXPECT_EQ(old_text({{"S", records.bytes()}}), "S\nTitle\n");
+}
+
+/// An object of version 5 with a text, a macro's formula before and formats behind it.
+std::string old_object(unsigned kind, std::string_view text) {
+  const std::string formats(16, '\0');
+  std::string object = u32(1) + u16(kind) + u16(1) + std::string(18, '\0') + u16(4) +
+                       std::string(6, '\0') + std::string(10, '\1');
+  object += u16(static_cast<unsigned>(text.size())) + u16(0);
+  object += u16(static_cast<unsigned>(formats.size())) + std::string(16, '\0') + "mac!" +
+            std::string(text);
+  if (text.size() % 2 != 0) object += '\0';
+  return RecordWriter().add(0x005D, object + formats).bytes();
+}
+
+TEST(XlsReader, ShowsTextBoxesAndButtonsOfVersion5) {
+  const std::string cut = RecordWriter().add(0x005D, std::string(40, '\6')).bytes();
+  const std::string label = RecordWriter().add(0x0204, cell(0, 0) + u16(4) + "cell").bytes();
+  EXPECT_EQ(old_text({{"S", label + old_object(6, "one\ntwo") + old_object(2, "not shown") + cut +
+                                old_object(7, "Press")}}),
+            "S\ncell\none\ntwo\nPress\n");
 }
 
 TEST(XlsReader, ReadsSheetsWithoutACompoundFile) {
@@ -374,6 +490,26 @@ TEST(XlsReader, ReadsAnEncryptedWorkbookWithItsPassword) {
   EXPECT_TRUE(text.ends_with("row 99\n"));
 }
 
+TEST(XlsReader, ReadsAWorkbookThatTheCryptographicInterfaceEncrypted) {
+  const auto encryption = test::Rc4Encryption::of_crypto_api("secret");
+  const std::string file_pass = RecordWriter().add(0x002F, u16(1) + encryption.header()).bytes();
+  std::string stream = workbook_stream(file_pass, {{"S", label(0, 0, "one") + label(1, 0, "two")}});
+  // Each block of 1024 bytes has a key of its own; bytes that stay as they are use it up, too.
+  std::string encrypted;
+  for (std::uint32_t block = 0; encrypted.size() < stream.size(); ++block) {
+    encrypted += encryption.encrypt(block, stream.substr(encrypted.size(), 1024));
+  }
+  for_each_locked_byte(stream,
+                       [&](char& byte, std::size_t at, std::size_t) { byte = encrypted[at]; });
+  const std::string file = workbook_file(stream);
+  EXPECT_EQ(read_document(file, Format::excel_97).code, locked);
+  Options options;
+  options.password = "wrong";
+  EXPECT_EQ(read_document(file, Format::excel_97, options).code, locked);
+  options.password = "secret";
+  EXPECT_EQ(text_of(file, options), "S\none\ntwo\n");
+}
+
 TEST(XlsReader, OpensAWorkbookThatIsProtectedAgainstChangesOnly) {
   EXPECT_EQ(text_of(encrypted_workbook("VelvetSweatshop", label(0, 0, "open"))), "S\nopen\n");
 }
@@ -401,6 +537,8 @@ TEST(XlsReader, ReadsAnObfuscatedWorkbookWithItsPassword) {
   const std::string file = obfuscated_workbook("secret", label(0, 0, "one") + label(1, 0, "two"));
   EXPECT_EQ(read_document(file, Format::excel_97).code, locked);
   Options options;
+  options.password = "wrong";
+  EXPECT_EQ(read_document(file, Format::excel_97, options).code, locked);
   options.password = "secret";
   EXPECT_EQ(text_of(file, options), "S\none\ntwo\n");
 }
