@@ -2,8 +2,8 @@
 //
 // Order of the text: the slides in the order of the presentation, a page each: the shapes in the
 // order of their drawing, the slide's footers, the speaker's notes and the comments. What a master
-// puts on its slides stands as a header on the first of them; headers and footers of printed notes
-// stand behind the last slide.
+// puts on its slides stands as a header on the first of them; headers and footers that all printed
+// notes share stand behind the last slide.
 //
 // Not handled: bullets and automatic numbers (they come from masters as a rule), animations, what
 // is drawn. Embedded objects and pictures are members. Of presentations of 1995 the text of slides
@@ -62,7 +62,7 @@ struct SlideFacts {
 
 SlideFacts facts_of(std::string_view container) {
   constexpr std::uint16_t hidden = 0x0004;
-  constexpr unsigned of_the_slide = 3;
+  constexpr unsigned of_the_slide = 0;
   SlideFacts facts;
   ArtRecords records(container);
   ArtRecord record;
@@ -92,6 +92,12 @@ SlideFacts facts_of(std::string_view container) {
     }
   }
   return facts;
+}
+
+void show_line(TextSink& sink, Region region, std::string_view text) {
+  if (sink.begin(region)) sink.text(text);
+  sink.end(region);
+  sink.paragraph();
 }
 
 std::vector<TextBlock> texts_of(std::string_view records) {
@@ -132,7 +138,7 @@ class PptReader final : public Reader {
   void show_background(TextSink& sink, std::uint32_t master);
   void show_footers(TextSink& sink, const HeadersFooters& stated, const DrawingText& drawing,
                     const FieldValues& values);
-  void show_notes(TextSink& sink, std::uint32_t identifier, const FieldValues& values);
+  void show_notes(TextSink& sink, std::uint32_t identifier, unsigned number);
   void show_comments(TextSink& sink, std::string_view tags);
   void show_comment(TextSink& sink, std::string_view comment);
   bool show_loose_record(TextSink& sink);
@@ -183,12 +189,8 @@ bool PptReader::step(TextSink& sink) {
         show_slide(sink, next_slide_++);
         return true;
       }
-      for (const auto& [region, text] : {std::pair(Region::header, of_notes_.values.header),
-                                         std::pair(Region::footer, of_notes_.values.footer)}) {
-        if (sink.begin(region)) sink.text(text);
-        sink.end(region);
-        sink.paragraph();
-      }
+      show_line(sink, Region::header, of_notes_.values.header);
+      show_line(sink, Region::footer, of_notes_.values.footer);
       break;
     case Stage::slides_of_1995:
       if (next_slide_ < slides_of_1995_->count()) {
@@ -298,7 +300,7 @@ void PptReader::show_slide_container(TextSink& sink, std::string_view container,
   drawing.show_rest_of_outline();
   if (drawing.damaged()) damaged_ = true;
   show_footers(sink, stated, drawing, values);
-  show_notes(sink, facts.notes, values);
+  show_notes(sink, facts.notes, number);
   for (const std::string_view tags : facts.tags) show_comments(sink, tags);
   if (facts.hidden) sink.end(Region::hidden);
   sink.page();
@@ -343,16 +345,25 @@ void PptReader::show_footers(TextSink& sink, const HeadersFooters& stated,
   sink.paragraph();
 }
 
-void PptReader::show_notes(TextSink& sink, std::uint32_t identifier, const FieldValues& values) {
+/// @param number  of the slide
+void PptReader::show_notes(TextSink& sink, std::uint32_t identifier, unsigned number) {
   const auto found = notes_.find(identifier);
   if (identifier == 0 || found == notes_.end()) return;
   if (sink.begin(Region::speaker_note)) {
     const std::string bytes = objects_.read(found->second);
     ArtRecord container;
     if (!container.parse(bytes) || container.is_cut()) damaged_ = true;
+    const SlideFacts facts = facts_of(container.data);
+    const HeadersFooters& own = facts.headers_footers;
+    FieldValues values = own.stated ? own.values : of_notes_.values;
+    values.slide_number = number;
     const std::vector<TextBlock> no_outline;
     DrawingText drawing(sink, limits_, DrawingPart::notes, values, no_outline);
-    for (const std::string_view records : facts_of(container.data).drawings) drawing.show(records);
+    const bool own_header = own.stated && values.header != of_notes_.values.header;
+    const bool own_footer = own.stated && values.footer != of_notes_.values.footer;
+    if (own_header) show_line(sink, Region::header, values.header);
+    for (const std::string_view records : facts.drawings) drawing.show(records);
+    if (own_footer && !drawing.has_footer()) show_line(sink, Region::footer, values.footer);
     if (drawing.damaged()) damaged_ = true;
   }
   sink.end(Region::speaker_note);

@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "engine/core/engine_error.h"
@@ -150,16 +151,27 @@ TEST(PptReader, WritesFootersWithTheirOption) {
   PresentationWriter presentation;
   presentation.document(headers_footers(everything, 3) + headers_footers(everything, 4));
   presentation.add(slide(shape(byte_text_atoms("one"))));
-  presentation.add(slide(shape(byte_text_atoms("two")), headers_footers(footer_alone, 3)));
+  presentation.add(slide(shape(byte_text_atoms("two")), headers_footers(footer_alone, 0)));
   EXPECT_EQ(text_of(presentation), "one\n\ftwo\n");
   EXPECT_EQ(text_of(presentation, with(&Options::header_and_footer)),
             "one\n9 December\nfoot\n1\n\ftwo\nfoot\n\fhead\nfoot\n");
 }
 
+TEST(PptReader, WritesHeadersAndFootersThatNotesHaveForThemselves) {
+  SlideRecords records = slide(shape(byte_text_atoms("slide")));
+  records.notes = drawing(shape(byte_text_atoms("* said") + atom(0x0FF9, u32(0)), notes_body)) +
+                  headers_footers(0x10 | 0x20, 0);
+  PresentationWriter presentation;
+  presentation.add(records);
+  EXPECT_EQ(text_of(presentation), "slide\nhead said\n");
+  EXPECT_EQ(text_of(presentation, with(&Options::header_and_footer)),
+            "slide\nhead\nhead said\nfoot\n");
+}
+
 TEST(PptReader, WritesAFooterOnceWhereTheSlideHasAShapeForIt) {
   PresentationWriter presentation;
   presentation.add(slide(shape(byte_text_atoms("one")) + shape(byte_text_atoms("foot"), footer),
-                         headers_footers(0x20, 3)));
+                         headers_footers(0x20, 0)));
   EXPECT_EQ(text_of(presentation), "one\n");
   EXPECT_EQ(text_of(presentation, with(&Options::header_and_footer)), "one\nfoot\n");
 }
@@ -218,6 +230,54 @@ TEST(PptReader, TakesTheLastEditOfAnObject) {
   const std::string without_user = writer.bytes();
   writer.add("Current User", atom(0x0FF6, u32(0x14) + u32(0xE391C05F) + u32(edit) + u32(0)));
   EXPECT_EQ(read_document(writer.bytes(), Format::powerpoint_97).text, "new\n");
+}
+
+/// Adds an edit to a stream: objects, each with the identifier that it replaces or adds.
+/// @return where the edit stands
+std::uint32_t add_edit(std::string& stream, std::uint32_t former,
+                       const std::vector<std::pair<std::uint32_t, std::string>>& objects) {
+  std::string entries;
+  for (const auto& [identifier, object] : objects) {
+    entries += u32(identifier | 1u << 20) + u32(static_cast<std::uint32_t>(stream.size()));
+    stream += object;
+  }
+  const auto directory = static_cast<std::uint32_t>(stream.size());
+  stream += atom(0x1772, entries);
+  const auto edit = static_cast<std::uint32_t>(stream.size());
+  stream += atom(
+      0x0FF5, u32(0) + u32(0x03000000) + u32(former) + u32(directory) + u32(1) + u32(100) + u32(0));
+  return edit;
+}
+
+TEST(PptReader, FollowsEditsThatMoveAddAndReplaceSlides) {
+  const auto listed = [](std::uint32_t object, std::uint32_t identifier) {
+    return atom(0x03F3, u32(object) + u32(0) + u32(0) + u32(identifier) + u32(0));
+  };
+  const auto document = [&](const std::string& slides) {
+    return container(0x03E8, container(0x0FF0, slides));
+  };
+  const auto plain_slide = [](std::string_view text) {
+    return container(0x03EE,
+                     atom(0x03EF, std::string(24, '\0')) + drawing(shape(byte_text_atoms(text))));
+  };
+  std::string stream;
+  const std::uint32_t first = add_edit(stream, 0,
+                                       {{1, document(listed(3, 256) + listed(4, 257))},
+                                        {3, plain_slide("one")},
+                                        {4, plain_slide("two")}});
+  const std::uint32_t second = add_edit(
+      stream, first,
+      {{1, document(listed(5, 258) + listed(4, 257) + listed(3, 256))}, {5, plain_slide("new")}});
+  const std::uint32_t third = add_edit(stream, second, {{3, plain_slide("one again")}});
+  const auto text_at = [&](std::uint32_t edit) {
+    CompoundWriter writer;
+    writer.add("PowerPoint Document", stream);
+    writer.add("Current User", atom(0x0FF6, u32(0x14) + u32(0xE391C05F) + u32(edit) + u32(0)));
+    return read_document(writer.bytes(), Format::powerpoint_97).text;
+  };
+  EXPECT_EQ(text_at(first), "one\n\ftwo\n");
+  EXPECT_EQ(text_at(second), "new\n\ftwo\n\fone\n");
+  EXPECT_EQ(text_at(third), "new\n\ftwo\n\fone again\n");
 }
 
 TEST(PptReader, ReadsTheLaterOfTwoVersionsInOneFile) {
