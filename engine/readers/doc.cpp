@@ -8,7 +8,7 @@
 // Encrypted documents are read with their password: XOR obfuscation, RC4 and RC4 CryptoAPI
 // ([MS-OFFCRYPTO] 2.3.5 to 2.3.7).
 //
-// Not handled: outline numbering of Word 6, form fields without a result, spanned cells (each is
+// Not handled: spanned cells (each is
 // one cell), macros and glossaries.
 //
 // Bounds: text is read in windows of 16 KiB, formatting a page of 512 bytes at a time. Kept are the
@@ -158,7 +158,7 @@ class DocReader final : public Reader, private SectionListener {
   void start(TextSink& sink) {
     output_.emplace(sink);
     const Options& options = sink.options();
-    headers_.emplace(*source_, main_, options.header_and_footer || options.header_and_footer_tags);
+    headers_.emplace(*source_, options.header_and_footer || options.header_and_footer_tags);
     find_boxes();
     add_notes(TextPart::footnotes, Table::footnote_texts, Region::footnote);
     add_notes(TextPart::endnotes, Table::endnote_texts, Region::endnote);

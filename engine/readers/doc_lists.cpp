@@ -68,16 +68,6 @@ constexpr auto number_styles = std::to_array<NumberStyle>({
     NumberStyle::cjk_counting,
 });
 
-NumberStyle number_style(std::uint32_t format) {
-  constexpr std::uint32_t russian_lower = 58;
-  constexpr std::uint32_t russian_upper = 59;
-  constexpr std::uint32_t none = 255;
-  if (format < number_styles.size()) return number_styles[format];
-  if (format == russian_lower) return NumberStyle::russian_lower;
-  if (format == russian_upper) return NumberStyle::russian_upper;
-  return format == none ? NumberStyle::none : NumberStyle::decimal;
-}
-
 /// Takes a level (2.9.149 LVL) off the front. @return none when it is cut
 std::optional<Level> next_level(std::string_view& bytes, const std::vector<Font>& fonts) {
   constexpr std::uint32_t legal_flag = 0x04;
@@ -151,6 +141,16 @@ bool next_override(std::string_view& bytes, std::size_t levels, const std::vecto
 
 }  // namespace
 
+NumberStyle number_style(std::uint32_t format) {
+  constexpr std::uint32_t russian_lower = 58;
+  constexpr std::uint32_t russian_upper = 59;
+  constexpr std::uint32_t none = 255;
+  if (format < number_styles.size()) return number_styles[format];
+  if (format == russian_lower) return NumberStyle::russian_lower;
+  if (format == russian_upper) return NumberStyle::russian_upper;
+  return format == none ? NumberStyle::none : NumberStyle::decimal;
+}
+
 void read_lists(std::string_view lists, std::string_view overrides, const std::vector<Font>& fonts,
                 ListNumbering& numbering) {
   constexpr std::uint32_t simple_flag = 0x01;
@@ -181,29 +181,6 @@ void read_lists(std::string_view lists, std::string_view overrides, const std::v
     instance->definition = static_cast<int>(le32(overrides, at));
     whole = whole && next_override(data, byte_at(overrides, at + 12), fonts, *instance);
   }
-}
-
-Level old_number(std::uint32_t kind, std::string_view descriptor, const std::vector<Font>& fonts) {
-  constexpr std::uint32_t bullet_kind = 11;
-  constexpr std::size_t text_at = 20;
-  Level level;
-  level.bullet = kind == bullet_kind;
-  const std::size_t before = byte_at(descriptor, 1);
-  const std::size_t after = std::max<std::size_t>(byte_at(descriptor, 2), before);
-  const std::uint32_t font = le16(descriptor, 6);
-  if (font < fonts.size()) level.font = fonts[font].name;
-  level.style = number_style(byte_at(descriptor, 0));
-  level.start = static_cast<int>(le16(descriptor, 10));
-  const auto append = [&](std::size_t from, std::size_t to) {
-    for (std::size_t i = from; i < to && has(descriptor, text_at + i, 1); ++i) {
-      const std::uint32_t character = byte_at(descriptor, text_at + i);
-      if (character >= ' ' && character != '%') append_utf8(level.text, character);
-    }
-  };
-  append(0, before);
-  if (!level.bullet) level.text += "%1";
-  append(before, after);
-  return level;
 }
 
 }  // namespace trfilter::doc

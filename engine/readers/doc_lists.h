@@ -14,10 +14,7 @@ namespace trfilter::doc {
 void read_lists(std::string_view lists, std::string_view overrides, const std::vector<Font>& fonts,
                 word::ListNumbering& numbering);
 
-/// The numbering that a paragraph of Word 6 carries itself (ANLD).
-/// @param kind        the paragraph's numbering level
-/// @param descriptor  its description
-word::Level old_number(std::uint32_t kind, std::string_view descriptor,
-                       const std::vector<Font>& fonts);
+/// [MS-OSHARED] 2.2.1.3 MSONFC
+NumberStyle number_style(std::uint32_t format);
 
 }  // namespace trfilter::doc

@@ -42,12 +42,14 @@ constexpr std::uint16_t table_definition = 0xD608;
 constexpr std::uint16_t change_tabs = 0xC615;
 
 constexpr auto word_6_codes = std::to_array<Code>({
+    // Of paragraphs.
     {2, Property::paragraph_style},
     {12, Property::old_number},
     {13, Property::old_number_kind},
     {24, Property::in_table},
     {25, Property::row_end},
     {46, Property::drop_cap},
+    // Of characters.
     {65, Property::deleted},
     {66, Property::inserted},
     {68, Property::picture_location},
@@ -59,6 +61,8 @@ constexpr auto word_6_codes = std::to_array<Code>({
     {92, Property::vanish},
     {93, Property::font},
     {117, Property::special},
+    // Of sections.
+    {133, Property::old_outline},
     {153, Property::header_kinds},
 });
 

@@ -38,6 +38,7 @@ enum class Property : std::uint8_t {
   huge,  ///< the properties lie in the data stream
   // Of sections, Word 6.
   header_kinds,
+  old_outline,
 };
 
 /// A single property modification.

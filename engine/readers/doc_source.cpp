@@ -131,6 +131,8 @@ ParagraphProperties Source::paragraph_at(std::uint32_t position) {
   const Style& style = styles_.find(result.style);
   if (result.list_id == 0) result.list_id = style.list_id;
   if (!result.list_level) result.list_level = style.list_level;
+  if (!result.old_number_kind) result.old_number_kind = style.old_number_kind;
+  if (result.old_number.empty()) result.old_number = style.old_number;
   return result;
 }
 

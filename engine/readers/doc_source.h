@@ -11,6 +11,7 @@
 #include "engine/readers/doc_fib.h"
 #include "engine/readers/doc_fonts.h"
 #include "engine/readers/doc_formatting.h"
+#include "engine/readers/doc_old_numbers.h"
 #include "engine/readers/doc_pieces.h"
 #include "engine/readers/doc_stream.h"
 #include "engine/readers/doc_styles.h"
@@ -28,7 +29,7 @@ struct ParagraphProperties {
   bool drop_cap = false;
   std::uint32_t list_id = 0;
   std::optional<std::uint32_t> list_level;
-  std::uint32_t old_number_kind = 0;
+  std::optional<std::uint32_t> old_number_kind;
   std::string old_number;  ///< of Word 6
 };
 
@@ -70,6 +71,7 @@ class Source {
   const Stream& data() const { return *data_; }
   const std::vector<Font>& fonts() const { return fonts_; }
   word::ListNumbering& numbering() { return numbering_; }
+  OldNumbers& old_numbers() { return old_numbers_; }
   Limits& limits() { return *limits_; }
 
   /// Whether something of the text or its properties is not there.
@@ -123,6 +125,7 @@ class Source {
   Styles styles_;
   std::vector<Font> fonts_;
   word::ListNumbering numbering_;
+  OldNumbers old_numbers_;
   CodePages code_pages_;
   std::int32_t code_page_ = 0;  ///< of 8-bit text in fonts that name none
   bool damaged_ = false;

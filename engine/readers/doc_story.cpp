@@ -6,7 +6,7 @@
 #include "engine/core/fields.h"
 #include "engine/core/symbol_font.h"
 #include "engine/core/utf8.h"
-#include "engine/readers/doc_lists.h"
+#include "engine/readers/doc_form_fields.h"
 #include "engine/readers/doc_members.h"
 
 namespace trfilter::doc {
@@ -33,9 +33,6 @@ constexpr char32_t symbol_area_begin = 0xF020;
 constexpr char32_t symbol_area_end = 0xF0FF;
 
 constexpr std::uint32_t characters_of_step = 16 * 1024;
-constexpr int old_list = -1;
-constexpr std::uint32_t first_number_kind = 1;
-constexpr std::uint32_t last_number_kind = 11;
 
 bool is_high_surrogate(char16_t unit) {
   return unit >= 0xD800 && unit < 0xDC00;
@@ -125,10 +122,11 @@ void Story::start_paragraph(std::uint32_t position) {
   leave_tables(paragraph_.table_depth);
   if (row_end) return;
   enter_tables(paragraph_.table_depth);
-  put_label(paragraph_);
+  put_label(position);
 }
 
-void Story::put_label(const ParagraphProperties& paragraph) {
+void Story::put_label(std::uint32_t position) {
+  const ParagraphProperties& paragraph = paragraph_;
   word::ListNumbering& numbering = source_.numbering();
   if (paragraph.list_id != 0) {
     output_.set_label(numbering.next_label(static_cast<int>(paragraph.list_id),
@@ -136,18 +134,8 @@ void Story::put_label(const ParagraphProperties& paragraph) {
     return;
   }
   if (source_.fib().version != Version::word_6) return;
-  word::ListDefinition* definition = numbering.add_definition(old_list);
-  word::ListInstance* instance = numbering.add_instance(old_list);
-  if (definition == nullptr || instance == nullptr) return;
-  if (paragraph.old_number.empty() || paragraph.old_number_kind < first_number_kind ||
-      paragraph.old_number_kind > last_number_kind) {
-    definition->counts[0].reset();
-    return;
-  }
-  instance->definition = old_list;
-  definition->levels[0] =
-      old_number(paragraph.old_number_kind, paragraph.old_number, source_.fonts());
-  output_.set_label(numbering.next_label(old_list, 0));
+  output_.set_label(source_.old_numbers().next_label(
+      source_, position, paragraph.old_number_kind.value_or(0), paragraph.old_number));
 }
 
 void Story::end_paragraph(const CharacterProperties& mark) {
@@ -359,19 +347,26 @@ void Story::put_special(char32_t character, std::uint32_t position,
       }
       break;
     case field_begin:
+      form_.reset();
       if (!open_fields_.contains(position)) fields_.begin();
       break;
     case field_separator:
+      form_.reset();
       if (fields_.size() != 0) fields_.separate();
       break;
     case field_end:
-      if (fields_.size() != 0) fields_.end();
+      if (fields_.size() == 0) break;
+      fields_.end();
+      if (form_ && !fields_.in_instruction()) text_ += form_field_state(source_, *form_);
+      form_.reset();
       break;
     case drawn_object:
       put_anchored(position);
       break;
     case picture:
-      if (run.picture_location && !run.binary_data && !run.ole_object) {
+      if (run.picture_location && run.binary_data) {
+        if (!shown) form_ = run.picture_location;
+      } else if (run.picture_location && !run.ole_object) {
         put_description(picture_description(source_, *run.picture_location));
       }
       break;

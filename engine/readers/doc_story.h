@@ -45,7 +45,7 @@ class Story final {
  private:
   void find_open_fields();
   void start_paragraph(std::uint32_t position);
-  void put_label(const ParagraphProperties& paragraph);
+  void put_label(std::uint32_t position);
   void end_paragraph(const CharacterProperties& mark);
   void enter_tables(unsigned depth);
   void leave_tables(unsigned depth);
@@ -77,6 +77,9 @@ class Story final {
   std::vector<bool> row_open_;  ///< of each table
   word::FieldStack fields_;
   std::unordered_set<std::uint32_t> open_fields_;  ///< begins of fields that never end
+
+  /// Where the data of the field are whose instruction is being read, when it is one of a form.
+  std::optional<std::uint32_t> form_;
 
   bool in_paragraph_ = false;
   ParagraphProperties paragraph_;

@@ -106,6 +106,10 @@ void Styles::join(std::vector<Definition>& definitions, Version version) {
           style.list_id = modifier->value();
         } else if (modifier->property == Property::list_level) {
           style.list_level = modifier->value();
+        } else if (modifier->property == Property::old_number_kind) {
+          style.old_number_kind = modifier->value();
+        } else if (modifier->property == Property::old_number) {
+          style.old_number = modifier->operand;
         }
       }
       styles_[at] = style;

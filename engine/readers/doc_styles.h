@@ -16,6 +16,8 @@ struct Style {
   std::optional<std::uint16_t> font;
   std::uint32_t list_id = 0;
   std::uint32_t list_level = 0;
+  std::uint32_t old_number_kind = 0;
+  std::string old_number;  ///< of Word 6
 };
 
 /// The style sheet of a document ([MS-DOC] 2.9.271 STSH).

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tests/engine/compound_writer.h"
 #include "tests/engine/doc_writer.h"
@@ -264,6 +266,43 @@ TEST(DocReader, ShowsCodesOfDateAndFileNameFieldsWhenAsked) {
   EXPECT_EQ(text_of(document, with(&Options::filename_field_code)), "on 1 May in FILENAME\n");
 }
 
+/// The data of a form field ([MS-DOC] 2.9.78 FFData behind 2.9.157 NilPICFAndBinData).
+std::string form_data(unsigned kind, unsigned result, unsigned by_default,
+                      const std::vector<std::u16string_view>& entries = {}) {
+  const auto string = [](std::u16string_view text) {
+    std::string bytes = le(text.size(), 2);
+    for (const char16_t unit : text) bytes += le(unit, 2);
+    return bytes;
+  };
+  std::string data = le(0xFFFFFFFF, 4) + le(kind | result << 2, 2) + le(0, 4);
+  data += string(u"Name") + le(0, 2) + le(by_default, 2);
+  for (int i = 0; i < 5; ++i) data += string(u"x") + le(0, 2);
+  data += le(0xFFFF, 2) + le(entries.size(), 2) + le(0, 2);
+  for (const std::u16string_view entry : entries) data += string(entry);
+  return le(0x44 + data.size(), 4) + le(0x44, 2) + std::string(62, '\0') + data;
+}
+
+TEST(DocReader, ShowsStatesOfFormFields) {
+  constexpr unsigned by_default = 25;
+  DocWriter document;
+  std::string data;
+  for (const std::string& field :
+       {form_data(1, 1, 0), form_data(1, by_default, 0), form_data(1, by_default, 1),
+        form_data(2, 1, 0, {u"red", u"blue"}), form_data(2, by_default, 0, {u"red", u"blue"}),
+        form_data(2, 7, 0, {u"red"})}) {
+    const auto at = static_cast<std::uint32_t>(data.size());
+    document.text(u"\x13 FORM ");
+    document.text(u"\1", sprm(0x6A03, at, 4) + sprm(0x0855, 1) + sprm(0x0806, 1));
+    document.text(u"\x15;");
+    data += field;
+  }
+  document.end();
+  EXPECT_EQ(text_of(document.data(data)), "\xE2\x98\x92;\xE2\x98\x90;\xE2\x98\x92;blue;red;;\n");
+  for (std::size_t size = 0; size < data.size(); size += 3) {
+    text_of(document.data(data.substr(0, size)));
+  }
+}
+
 TEST(DocReader, DoesNotHideTextBehindAFieldThatNeverEnds) {
   EXPECT_EQ(text_of(DocWriter()
                         .paragraph(u"a\x13"
@@ -364,6 +403,24 @@ TEST(DocReader, ShowsTextBoxesBehindTheParagraphOfTheirAnchor) {
                      record(0xF, 0, 0xF002,
                             record(0xF, 0, 0xF003, shape(1024) + shape(1025, options) + group)));
   EXPECT_EQ(text_of(document), "ab\nA cat\nWORDS\nbox\nc\nin group\nd\nlost\n");
+}
+
+TEST(DocReader, ShowsTextBoxesOfHeadersWithTheirHeader) {
+  DocWriter document;
+  document.paragraph(u"text");
+  document.table(DocWriter::sections, DocWriter::positions({0, 5}, std::string(12, '\0')));
+  document.part(DocWriter::headers).paragraph(u"head\10").paragraph(u"foot");
+  document.table(DocWriter::header_texts,
+                 DocWriter::positions({0, 0, 0, 0, 0, 0, 0, 0, 6, 6, 11, 11, 11}));
+  document.part(DocWriter::header_boxes).paragraph(u"box").paragraph(u"lost");
+  document.table(DocWriter::header_anchors,
+                 DocWriter::positions({4, 11}, le(2049, 4) + std::string(22, '\0')));
+  const auto box = [](std::uint32_t id) {
+    return std::string(14, '\0') + le(id, 4) + std::string(4, '\0');
+  };
+  document.table(DocWriter::header_box_texts, DocWriter::positions({0, 4, 9}, box(2049) + box(1)));
+  EXPECT_EQ(text_of(document), "text\n");
+  EXPECT_EQ(text_of(document, with(&Options::header_and_footer)), "head\nbox\ntext\nfoot\nlost\n");
 }
 
 // Members.
@@ -511,17 +568,133 @@ TEST(DocReader, ReadsWord6WithItsFormatting) {
   EXPECT_EQ(text_of(document), "seen\na\tb\nz\nend\n");
 }
 
-TEST(DocReader, NumbersParagraphsOfWord6) {
-  const auto number = [](unsigned kind, unsigned format, std::string_view text, unsigned before) {
-    return le(13, 1) + le(kind, 1) + le(12, 1) + le(52, 1) + le(format, 1) + le(before, 1) +
-           le(text.size(), 1) + std::string(7, '\0') + le(1, 2) + std::string(8, '\0') +
-           std::string(text) + std::string(32 - text.size(), '\0');
-  };
+TEST(DocReader, MarksRevisionsOfWord6) {
   DocWriter document(true);
-  document.paragraph(u"one", number(10, 0, "().", 1)).paragraph(u"two", number(10, 0, "().", 1));
-  document.paragraph(u"plain").paragraph(u"again", number(10, 4, ")", 0));
-  document.paragraph(u"bullet", number(11, 0, "*", 1));
-  EXPECT_EQ(text_of(document), "(1). one\n(2). two\nplain\na) again\n* bullet\n");
+  document.text(u"stay ").text(u"old", le(65, 1) + le(1, 1)).text(u"new", le(66, 1) + le(1, 1));
+  document.end();
+  EXPECT_EQ(text_of(document), "stay new\n");
+  EXPECT_EQ(text_of(document, with(&Options::revision_marks)), "stay [-old-]{+new+}\n");
+}
+
+TEST(DocReader, ShowsFieldsOfWord6) {
+  DocWriter document(true);
+  document.paragraph(
+      u"on \x13 DATE \x14"
+      u"1 May\x15, page \x13 PAGE \x14"
+      u"7\x15");
+  EXPECT_EQ(text_of(document), "on 1 May, page 7\n");
+  EXPECT_EQ(text_of(document, with(&Options::date_time_field_codes)), "on DATE, page 7\n");
+}
+
+TEST(DocReader, ShowsNotesAndTextBoxesOfWord6) {
+  DocWriter document(true);
+  document.paragraph(u"body\2");
+  document.part(DocWriter::footnotes).paragraph(u"\2 first").paragraph(u"\2 second");
+  document.table(DocWriter::footnote_texts, DocWriter::positions({0, 8, 17}));
+  document.part(DocWriter::boxes).paragraph(u"box");
+  document.part(DocWriter::header_boxes).paragraph(u"header box");
+  EXPECT_EQ(text_of(document), "body\nbox\nfirst\nsecond\n");
+  EXPECT_EQ(text_of(document, with(&Options::header_and_footer)),
+            "body\nbox\nheader box\nfirst\nsecond\n");
+}
+
+/// ANLV, the description of a number.
+std::string old_level(unsigned format, std::size_t before, std::size_t after, unsigned flags = 0,
+                      unsigned font = 0, unsigned start = 1) {
+  return le(format, 1) + le(before, 1) + le(after, 1) + le(flags, 1) + le(0, 2) + le(font, 2) +
+         le(0, 2) + le(start, 2) + le(0, 4);
+}
+
+/// The modifications that give a paragraph of Word 6 its number (ANLD).
+std::string old_number(unsigned kind, unsigned format, std::string_view before,
+                       std::string_view after, unsigned font = 0) {
+  return le(13, 1) + le(kind, 1) + le(12, 1) + le(52, 1) +
+         old_level(format, before.size(), after.size(), 0, font) + std::string(4, '\0') +
+         std::string(before) + std::string(after) +
+         std::string(32 - before.size() - after.size(), '\0');
+}
+
+std::string old_kind(unsigned kind) {
+  return le(13, 1) + le(kind, 1);
+}
+
+TEST(DocReader, NumbersParagraphsOfWord6) {
+  DocWriter document(true);
+  document.paragraph(u"one", old_number(10, 0, "(", ")."));
+  document.paragraph(u"passed over", old_kind(12));
+  document.paragraph(u"two", old_number(10, 0, "(", ")."));
+  document.paragraph(u"plain").paragraph(u"again", old_number(10, 4, "", ")"));
+  document.paragraph(u"bullet", old_number(11, 0, "*", ""));
+  document.paragraph(u"anew", old_number(10, 0, "", "."));
+  EXPECT_EQ(text_of(document),
+            "(1). one\npassed over\n(2). two\nplain\na) again\n* bullet\n1. anew\n");
+}
+
+TEST(DocReader, TakesNumbersOfWord6FromStyles) {
+  DocWriter document(true);
+  document.styles(
+      {{}, {1, 0, old_number(10, 0, "", "."), {}}, {1, 1, old_number(11, 255, "-", ""), {}}});
+  document.paragraph(u"one", {}, 1).paragraph(u"two", {}, 1).paragraph(u"bullet", {}, 2);
+  document.paragraph(u"off", old_kind(0), 1).paragraph(u"one", {}, 1);
+  EXPECT_EQ(text_of(document), "1. one\n2. two\n- bullet\noff\n1. one\n");
+}
+
+TEST(DocReader, ShowsTextAroundNumbersOfWord6InTheirFont) {
+  DocWriter document(true);
+  document.font_table({"Arial", "Symbol", "Arial Cyr"}, {0, 2, 204});
+  document.paragraph(u"a", old_number(11, 255, "\xB7", "", 1));
+  document.paragraph(u"b", old_number(11, 255, "\x95", ""));
+  document.paragraph(u"c", old_number(10, 0, "\xCF ", "", 2));
+  EXPECT_EQ(text_of(document), "\xE2\x80\xA2 a\n\xE2\x80\xA2 b\n\xD0\x9F 1 c\n");
+}
+
+/// The modification that describes the outline of a section (OLST).
+std::string old_outline(std::string_view levels, std::string_view text, bool restart = false) {
+  std::string bytes(levels);
+  bytes.resize(144);
+  bytes += le(restart ? 1 : 0, 4) + std::string(text);
+  bytes.resize(212);
+  return le(133, 1) + le(bytes.size(), 1) + bytes;
+}
+
+/// Sets the properties of the sections of a body.
+void set_old_sections(DocWriter& document, const std::vector<std::uint32_t>& bounds,
+                      const std::vector<std::string>& properties) {
+  std::string data;
+  for (const std::string& own : properties) {
+    const std::uint32_t at = document.add_main(le(own.size(), 2) + own);
+    data += le(0, 2) + le(at, 4) + le(0, 6);
+  }
+  document.table(DocWriter::sections, DocWriter::positions(bounds, data));
+}
+
+TEST(DocReader, NumbersTheOutlineOfWord6ByItsSections) {
+  constexpr unsigned with_levels_above = 4;
+  const std::string levels = old_level(0, 0, 1) + old_level(0, 0, 0, with_levels_above) +
+                             old_level(4, 1, 1, with_levels_above, 0, 3);
+  DocWriter document(true);
+  document.styles({{}, {1, 0, old_kind(1), {}}, {1, 0, old_kind(2), {}}, {1, 0, old_kind(3), {}}});
+  document.paragraph(u"A", {}, 1).paragraph(u"B", {}, 2).paragraph(u"text");
+  document.paragraph(u"C", {}, 2).paragraph(u"D", {}, 3).paragraph(u"E", {}, 1);
+  document.text(u"F").end({}, 2, u'\x0C');
+  const std::uint32_t second = document.length(DocWriter::body);
+  document.paragraph(u"G", {}, 1).text(u"H").end({}, 2, u'\x0C');
+  const std::uint32_t third = document.length(DocWriter::body);
+  document.paragraph(u"I", {}, 1);
+  const std::uint32_t end = document.length(DocWriter::body);
+  set_old_sections(document, {0, second, third, end},
+                   {old_outline(levels, ".<>"), old_outline(levels, ")<>"),
+                    old_outline(old_level(1, 8, 0), "Chapter ", true)});
+  EXPECT_EQ(text_of(document),
+            "1. A\n1.1 B\ntext\n1.2 C\n<1.2.c> D\n2. E\n2.1 F\n3) G\n3.1 H\nChapter I I\n");
+}
+
+TEST(DocReader, NumbersTheOutlineOfWord6ByItsParagraphsWhereNoSectionDoes) {
+  DocWriter document(true);
+  document.paragraph(u"A", old_number(1, 1, "", ".")).paragraph(u"B", old_number(2, 3, "", "."));
+  document.paragraph(u"text").paragraph(u"C", old_number(2, 3, "", "."));
+  document.paragraph(u"none", old_kind(3)).paragraph(u"D", old_number(1, 1, "", "."));
+  EXPECT_EQ(text_of(document), "I. A\nA. B\ntext\nB. C\nnone\nII. D\n");
 }
 
 TEST(DocReader, ReadsHeadersOfWord6ByTheFlagsOfTheirSection) {
@@ -613,6 +786,18 @@ TEST(DocReader, EndsOnEveryCutAndFlippedDocument) {
     DocWriter::Streams streams = whole;
     streams.main[i] = static_cast<char>(streams.main[i] ^ 0xFF);
     read_document(DocWriter::bytes(streams), Format::word_97);
+  }
+}
+
+TEST(DocReader, EndsOnEveryFlippedDocumentOfWord6) {
+  DocWriter document(true);
+  document.paragraph(u"a", old_kind(1)).paragraph(u"b", old_number(10, 0, "(", ")"));
+  set_old_sections(document, {0, 4}, {old_outline(old_level(0, 1, 1), "()")});
+  const std::string whole = document.streams().main;
+  for (std::size_t i = 0; i < whole.size(); i += i < 1024 || i > 10200 ? 1 : 7) {
+    std::string flipped = whole;
+    flipped[i] = static_cast<char>(flipped[i] ^ 0xFF);
+    read_document(flipped, Format::word_windows, with(&Options::header_and_footer));
   }
 }
 

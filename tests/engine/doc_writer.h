@@ -45,9 +45,11 @@ class DocWriter {
     pieces = 33,
     comment_authors = 36,
     body_anchors = 40,
+    header_anchors = 41,
     endnote_texts = 47,
     drawings = 50,
     box_texts = 56,
+    header_box_texts = 58,
     lists = 73,
     list_overrides = 74,
   };
