@@ -4,6 +4,8 @@
 #include <array>
 #include <utility>
 
+#include "engine/word/field_text.h"
+
 namespace trfilter::word {
 namespace {
 
@@ -47,12 +49,16 @@ std::optional<Regions> regions_of(std::string_view instruction) {
   return std::nullopt;
 }
 
-/// What a field shows that has no result: the text of a MACROBUTTON or GOTOBUTTON, else nothing.
-std::string_view shown_instruction(std::string_view instruction) {
-  const std::string_view keyword = next_word(instruction);
+/// What a field shows that has no result: a symbol, the operands of an equation, the text of a
+/// MACROBUTTON or GOTOBUTTON, else nothing.
+std::string shown_instruction(const std::string& instruction) {
+  std::string_view rest = instruction;
+  const std::string_view keyword = next_word(rest);
+  if (is_keyword(keyword, "SYMBOL")) return symbol_field_text(instruction);
+  if (is_keyword(keyword, "EQ")) return equation_field_text(instruction);
   if (!is_keyword(keyword, "MACROBUTTON") && !is_keyword(keyword, "GOTOBUTTON")) return {};
-  next_word(instruction);
-  return trimmed(instruction);
+  next_word(rest);
+  return std::string(trimmed(rest));
 }
 
 }  // namespace

@@ -266,6 +266,16 @@ TEST(DocReader, ShowsCodesOfDateAndFileNameFieldsWhenAsked) {
   EXPECT_EQ(text_of(document, with(&Options::filename_field_code)), "on 1 May in FILENAME\n");
 }
 
+TEST(DocReader, ShowsSymbolsAndEquationsThatAreFields) {
+  EXPECT_EQ(text_of(DocWriter().paragraph(u"a \x13 SYMBOL 183 \\f \"Symbol\" \\s 10 \x15 "
+                                          u"b \x13 symbol 65\x15")),
+            "a \xE2\x80\xA2 b A\n");
+  // The reading of characters stands above them.
+  EXPECT_EQ(text_of(DocWriter().paragraph(u"\x13 EQ \\* jc2 \\* hps10 \\o\\ad(\\s\\up 9(\u304B),"
+                                          u"\u6F22) \x15 \x13 EQ \\f(1,2)\x15")),
+            "\xE3\x81\x8B \xE6\xBC\xA2 1/2\n");
+}
+
 /// The data of a form field ([MS-DOC] 2.9.78 FFData behind 2.9.157 NilPICFAndBinData).
 std::string form_data(unsigned kind, unsigned result, unsigned by_default,
                       const std::vector<std::u16string_view>& entries = {}) {
