@@ -40,6 +40,7 @@ std::string_view take_word(std::string_view& rest) {
 std::string symbol_field_text(std::string_view instruction) {
   take_word(instruction);
   std::string_view number = take_word(instruction);
+  if (number.starts_with('\\')) return {};
   int base = 10;
   if (number.starts_with("0x") || number.starts_with("0X")) {
     number.remove_prefix(2);

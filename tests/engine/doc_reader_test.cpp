@@ -268,7 +268,8 @@ TEST(DocReader, ShowsCodesOfDateAndFileNameFieldsWhenAsked) {
 
 TEST(DocReader, ShowsSymbolsAndEquationsThatAreFields) {
   EXPECT_EQ(text_of(DocWriter().paragraph(u"a \x13 SYMBOL 183 \\f \"Symbol\" \\s 10 \x15 "
-                                          u"b \x13 symbol 65\x15")),
+                                          u"b \x13 symbol 65\x15"
+                                          u"\x13 SYMBOL \\* MERGEFORMAT\x15")),
             "a \xE2\x80\xA2 b A\n");
   // The reading of characters stands above them.
   EXPECT_EQ(text_of(DocWriter().paragraph(u"\x13 EQ \\* jc2 \\* hps10 \\o\\ad(\\s\\up 9(\u304B),"
