@@ -9,7 +9,7 @@
 namespace trfilter::doc {
 namespace {
 
-constexpr std::size_t most_bytes = std::size_t{64} << 10;
+constexpr std::size_t most_bytes = std::size_t{8} << 10;
 
 // FFData ([MS-DOC] 2.9.78) behind NilPICFAndBinData (2.9.157).
 constexpr std::size_t size_of_head_at = 4;

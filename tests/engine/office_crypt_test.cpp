@@ -161,9 +161,10 @@ TEST(OfficeCrypt, OpensXorObfuscationOfWord6) {
   document.paragraph(u"old secret").flags(0x0100).key(obfuscation_key());
   DocWriter::Streams streams = document.streams();
   XorObfuscation("test").decrypt(0x34, std::span(streams.main).subspan(0x34));
-  EXPECT_EQ(
-      read_document(DocWriter::bytes(streams), Format::word_windows, with_password("test")).text,
-      "old secret\n");
+  const std::string bytes = DocWriter::bytes(streams);
+  EXPECT_EQ(read_document(bytes, Format::word_windows, with_password("test")).text, "old secret\n");
+  EXPECT_EQ(read_document(bytes, Format::word_windows, with_password("text")).code, 8);
+  EXPECT_EQ(read_document(bytes, Format::word_windows).code, 8);
 }
 
 // Packages.

@@ -516,15 +516,20 @@ TEST(XlsReader, OpensAWorkbookThatIsProtectedAgainstChangesOnly) {
 
 /// A workbook in XOR obfuscation ([MS-OFFCRYPTO] 2.3.7.3): what makes of zeros the bytes that stand
 /// for them gives the array that obfuscates.
-std::string obfuscated_workbook(std::string_view password, const std::string& records) {
+std::string obfuscated_workbook(std::string_view password, const std::string& records,
+                                unsigned version = 8) {
   const XorObfuscation obfuscation(password);
   constexpr std::size_t period = 16;
   std::string array(period, '\0');
   obfuscation.decrypt_record(0, array);
   std::uint16_t verifier = 0;
   while (!obfuscation.opens(0, verifier)) ++verifier;
-  const std::string file_pass = RecordWriter().add(0x002F, u16(0) + u16(0) + u16(verifier)).bytes();
-  std::string stream = workbook_stream(file_pass, {{"S", records}});
+  std::string key = u16(0) + u16(verifier);
+  if (version >= 8) key = u16(0) + key;
+  const std::string file_pass = RecordWriter().add(0x002F, key).bytes();
+  const std::vector<test::SheetRecords> sheets{{"S", records}};
+  std::string stream =
+      version < 8 ? workbook_stream_5(file_pass, sheets) : workbook_stream(file_pass, sheets);
   for_each_locked_byte(stream, [&](char& byte, std::size_t at, std::size_t size) {
     const auto mixed = static_cast<unsigned char>(
         static_cast<unsigned char>(byte) ^ static_cast<unsigned char>(array[(at + size) % period]));
@@ -541,6 +546,20 @@ TEST(XlsReader, ReadsAnObfuscatedWorkbookWithItsPassword) {
   EXPECT_EQ(read_document(file, Format::excel_97, options).code, locked);
   options.password = "secret";
   EXPECT_EQ(text_of(file, options), "S\none\ntwo\n");
+}
+
+TEST(XlsReader, ReadsAnObfuscatedWorkbookOfVersion5WithItsPassword) {
+  const std::string records = RecordWriter()
+                                  .add(0x0204, cell(0, 0) + u16(3) + "one")
+                                  .add(0x0203, cell(0, 1) + f64(2))
+                                  .bytes();
+  const std::string file = obfuscated_workbook("secret", records, 5);
+  EXPECT_EQ(read_document(file, Format::excel_95).code, locked);
+  Options options;
+  options.password = "wrong";
+  EXPECT_EQ(read_document(file, Format::excel_95, options).code, locked);
+  options.password = "secret";
+  EXPECT_EQ(text_of(file, options), "S\none\t2\n");
 }
 
 TEST(XlsReader, RefusesXorObfuscationWithoutItsPassword) {
