@@ -134,8 +134,11 @@ void Story::put_label(std::uint32_t position) {
     return;
   }
   if (source_.fib().version != Version::word_6) return;
-  output_.set_label(source_.old_numbers().next_label(
-      source_, position, paragraph.old_number_kind.value_or(0), paragraph.old_number));
+  const std::uint32_t kind = paragraph.old_number_kind.value_or(0);
+  // A column of a table is numbered downwards: cells beside it are not in between.
+  if (kind == 0 && paragraph.table_depth != 0) return;
+  output_.set_label(
+      source_.old_numbers().next_label(source_, position, kind, paragraph.old_number));
 }
 
 void Story::end_paragraph(const CharacterProperties& mark) {

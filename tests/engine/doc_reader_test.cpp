@@ -641,6 +641,18 @@ TEST(DocReader, NumbersParagraphsOfWord6) {
             "(1). one\npassed over\n(2). two\nplain\na) again\n* bullet\n1. anew\n");
 }
 
+TEST(DocReader, NumbersColumnsOfWord6Downwards) {
+  const std::string cell = le(24, 1) + le(1, 1);
+  DocWriter document(true);
+  for (const char16_t* text : {u"a", u"b"}) {
+    document.text(text).end(cell + old_number(10, 0, "", "."), 0, u'\7');
+    document.text(u"beside").end(cell, 0, u'\7').end(cell + le(25, 1) + le(1, 1), 0, u'\7');
+  }
+  document.paragraph(u"c", old_number(10, 0, "", ".")).paragraph(u"plain");
+  document.paragraph(u"d", old_number(10, 0, "", "."));
+  EXPECT_EQ(text_of(document), "1. a\tbeside\n2. b\tbeside\n3. c\nplain\n1. d\n");
+}
+
 TEST(DocReader, TakesNumbersOfWord6FromStyles) {
   DocWriter document(true);
   document.styles(
