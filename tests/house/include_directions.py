@@ -25,7 +25,7 @@ ALLOWED = [
     ("engine/members/", ["engine/charset/", "engine/core/"]),
     ("engine/compound/", ["engine/charset/", "engine/core/"]),
     ("engine/office_crypt/", ["engine/xml/", "engine/core/"]),
-    ("engine/word/", ["engine/core/"]),
+    ("engine/word/", ["engine/charset/", "engine/core/"]),
     ("engine/cad/", ["engine/charset/", "engine/core/"]),
     ("engine/mail/", ["engine/html/", "engine/charset/", "engine/core/"]),
     ("engine/mapi/", ["engine/mail/", "engine/compound/", "engine/charset/", "engine/core/"]),
