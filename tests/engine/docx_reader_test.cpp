@@ -275,6 +275,17 @@ TEST(DocxReader, ShowsTheTextOfAMacroButton) {
       "[Click here]\n");
 }
 
+TEST(DocxReader, ShowsSymbolsAndEquationsThatAreFields) {
+  const auto without_result = [](std::string_view instruction) {
+    return R"(<w:r><w:fldChar w:fldCharType="begin"/></w:r><w:r><w:instrText> )" +
+           std::string(instruction) +
+           R"( </w:instrText></w:r><w:r><w:fldChar w:fldCharType="end"/></w:r>)";
+  };
+  EXPECT_EQ(text_of_body(paragraph(without_result(R"(EQ \* jc2 \o\ad(\s\up 9(kana),base))") +
+                                   run("; ") + without_result(R"(SYMBOL 183 \f "Symbol")"))),
+            "kana base; \u2022\n");
+}
+
 TEST(DocxReader, PutsTextBoxesBehindTheirParagraphOnce) {
   const std::string box = "<w:txbxContent>" + text_paragraph("boxed") + "</w:txbxContent>";
   EXPECT_EQ(text_of_body(paragraph(run("be") + "<w:r><mc:AlternateContent><mc:Choice>" + box +
