@@ -46,7 +46,7 @@ std::string ppt(const SlideRecords& records) {
 
 std::string ppt_with_footer() {
   const std::string footer =
-      container(0x0FD9, atom(0x0FDA, u16(0) + u16(0x20)) + string_atom(u"foot", 2), 3);
+      container(0x0FD9, atom(0x0FDA, u16(0) + u16(0x20)) + string_atom(u"foot", 2), 0);
   return ppt(slide(shape(byte_text_atoms("one")), footer));
 }
 
