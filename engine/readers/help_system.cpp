@@ -61,7 +61,10 @@ void HelpSystem::close(mspack_file* file) {
   if (file != nullptr) delete &file_of(file);
 }
 
+// After an error libmspack may go on with a file that it has closed, for it a null pointer.
+
 int HelpSystem::read(mspack_file* file, void* buffer, int bytes) {
+  if (file == nullptr) return -1;
   File& opened = file_of(file);
   HelpSystem& owner = *opened.owner;
   if (opened.writes || bytes < 0) return -1;
@@ -79,6 +82,7 @@ int HelpSystem::read(mspack_file* file, void* buffer, int bytes) {
 }
 
 int HelpSystem::write(mspack_file* file, void* buffer, int bytes) {
+  if (file == nullptr) return -1;
   HelpSystem& owner = *file_of(file).owner;
   if (!file_of(file).writes || owner.write_ == nullptr || bytes < 0) return -1;
   try {
@@ -93,6 +97,7 @@ int HelpSystem::write(mspack_file* file, void* buffer, int bytes) {
 }
 
 int HelpSystem::seek(mspack_file* file, off_t offset, int mode) {
+  if (file == nullptr) return -1;
   File& opened = file_of(file);
   const auto size = static_cast<off_t>(opened.owner->document_->size());
   off_t origin = 0;
@@ -105,7 +110,7 @@ int HelpSystem::seek(mspack_file* file, off_t offset, int mode) {
 }
 
 off_t HelpSystem::tell(mspack_file* file) {
-  return static_cast<off_t>(file_of(file).position);
+  return file == nullptr ? -1 : static_cast<off_t>(file_of(file).position);
 }
 
 void HelpSystem::message(mspack_file*, const char*, ...) {}

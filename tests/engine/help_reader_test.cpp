@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "engine/core/fields.h"
 #include "tests/engine/help_writer.h"
 #include "tests/engine/read_document.h"
 
@@ -88,6 +89,16 @@ TEST(HelpReader, TellsDamageOfACabinet) {
   bytes[bytes.size() - 100] = static_cast<char>(bytes[bytes.size() - 100] ^ 1);
   EXPECT_EQ(extract_member(bytes, Format::cab, 3).code, 4);
   EXPECT_EQ(list_members(bytes.substr(0, 40), Format::cab).code, 21);
+}
+
+TEST(HelpReader, TellsThatAFolderGoesOnInACabinetThatIsNotThereEachTime) {
+  std::string bytes = source_file("samples/bundle.cab");
+  const auto block = static_cast<std::size_t>(le32(bytes, 36));
+  // Neither a checksum nor sizes: the block's rest is in the next cabinet.
+  bytes.replace(block, 8, 8, '\0');
+  for (const Extracted& extracted : extract_members(bytes, Format::cab, {0, 1, 0})) {
+    EXPECT_EQ(extracted.code, 4);
+  }
 }
 
 TEST(HelpReader, SurvivesDamage) {
