@@ -96,6 +96,8 @@ TEST(HelpReader, TellsThatAFolderGoesOnInACabinetThatIsNotThereEachTime) {
   const auto block = static_cast<std::size_t>(le32(bytes, 36));
   // Neither a checksum nor sizes: the block's rest is in the next cabinet.
   bytes.replace(block, 8, 8, '\0');
+  bytes[40] = 2;  // blocks
+  bytes[42] = 0;  // stored
   for (const Extracted& extracted : extract_members(bytes, Format::cab, {0, 1, 0})) {
     EXPECT_EQ(extracted.code, 4);
   }
