@@ -274,8 +274,10 @@ class ImageReader final : public Reader {
     prepare_library();
     try {
       std::unique_ptr<Exiv2::Image> image = open_image(new DocumentIo(context_));
-      // The library's readers of film go round and round in a damaged one.
-      if (!image || image->mimeType().starts_with("video/")) {
+      // The library's readers of film go round and round in a damaged one, and its reader of RW2
+      // ends the process: it throws where nothing may be thrown.
+      if (!image || image->mimeType().starts_with("video/") ||
+          image->mimeType() == "image/x-panasonic-rw2") {
         throw EngineError(Code::corrupt, "no picture that can be read");
       }
       image->readMetadata();

@@ -65,8 +65,10 @@ TEST(ImageReader, GivesWhatTheCameraWrote) {
   EXPECT_DOUBLE_EQ(number_of(facts, property::exposure_time), 0.004);
 }
 
-TEST(ImageReader, RefusesFilm) {
+TEST(ImageReader, RefusesFilmAndRw2) {
   EXPECT_THROW(read_properties(source_file("samples/film.avi"), Format::jpeg), EngineError);
+  const std::string raw = std::string("IIU\0\x08\0\0\0\1\0\0\1\3\0\1\0\0\0\x10\0\0\0\0\0\0\0", 26);
+  EXPECT_THROW(read_properties(raw, Format::tiff), EngineError);
 }
 
 TEST(ImageReader, AppliesTheZoneOfATime) {
