@@ -39,9 +39,10 @@ bool same_name(std::string_view left, std::string_view right) {
 }  // namespace
 
 struct CompoundFile::Storage {
-  Storage(Document& document, const Limits& limits)
-      : bytes(document), sectors(bytes, &limits), directory(sectors) {}
+  Storage(Document& document, const Limits& of_document)
+      : limits(of_document), bytes(document), sectors(bytes, &of_document), directory(sectors) {}
 
+  const Limits& limits;
   DocumentBytes bytes;
   CompoundSectors sectors;
   CompoundDirectory directory;
@@ -145,6 +146,10 @@ std::string CompoundFile::read(std::uint32_t entry, std::uint64_t most) const {
   std::string bytes(static_cast<std::size_t>(stream->stored_size()), '\0');
   bytes.resize(stream->read_at(0, bytes));
   return bytes;
+}
+
+void CompoundFile::check_time() const {
+  storage_->limits.check_time();
 }
 
 void CompoundFile::extract(std::uint32_t storage, ByteOutput& output) const {

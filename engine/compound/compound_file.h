@@ -68,6 +68,9 @@ class CompoundFile {
   /// @throws EngineError code 4 for a stream of more than `most` bytes
   std::string read(std::uint32_t entry, std::uint64_t most = std::uint64_t{256} << 20) const;
 
+  /// Throws code 19 after the deadline: whoever works on what has been read looks at the clock too.
+  void check_time() const;
+
   /// Writes a storage with all that it holds as a compound file of its own.
   void extract(std::uint32_t storage, ByteOutput& output) const;
 

@@ -141,7 +141,8 @@ std::optional<FileTime> automation_time(double days) {
 /// One property set within a stream.
 class PropertySet {
  public:
-  explicit PropertySet(std::string_view bytes) : bytes_(bytes) {
+  PropertySet(std::string_view bytes, const CompoundFile& file)
+      : bytes_(bytes), file_(file), text_left_(bytes.size()) {
     const std::uint32_t count = std::min(le32(bytes, 4), most_properties);
     for (std::uint32_t i = 0; i < count && has(bytes, 8 + std::size_t{i} * 8, 8); ++i) {
       const std::size_t at = 8 + std::size_t{i} * 8;
@@ -156,6 +157,7 @@ class PropertySet {
 
   void add_by(std::span<const Row> rows, Properties& properties) {
     for (const Place& place : offsets_) {
+      file_.check_time();
       const auto row =
           std::find_if(rows.begin(), rows.end(), [&](const Row& r) { return r.id == place.id; });
       if (row == rows.end()) continue;
@@ -167,6 +169,7 @@ class PropertySet {
   void add_named(Properties& properties) {
     const auto names = dictionary();
     for (const auto& [id, offset] : offsets_) {
+      file_.check_time();
       const auto name = names.find(id);
       if (id < first_own_id || name == names.end() || name->second.empty()) continue;
       if (auto value = value_at(offset, Meaning::plain)) {
@@ -200,6 +203,7 @@ class PropertySet {
     std::size_t at = std::size_t{place->offset} + 4;
     const std::uint32_t count = std::min(le32(bytes_, place->offset), most_properties);
     for (std::uint32_t i = 0; i < count && has(bytes_, at, 8); ++i) {
+      file_.check_time();
       const std::uint32_t id = le32(bytes_, at);
       const std::size_t length = std::size_t{le32(bytes_, at + 4)} * (wide ? 2 : 1);
       names[id] = decoded(part(bytes_, at + 8, length));
@@ -245,14 +249,23 @@ class PropertySet {
         return le16(bytes_, at) != 0;
       case vt_bstr:
       case vt_lpstr:
-        return decoded(part(bytes_, at + 4, le32(bytes_, at)));
+        return decoded(text_at(at + 4, le32(bytes_, at)));
       case vt_lpwstr:
-        return up_to_nul(utf16_text(part(bytes_, at + 4, std::size_t{le32(bytes_, at)} * 2)));
+        return up_to_nul(utf16_text(text_at(at + 4, std::size_t{le32(bytes_, at)} * 2)));
       case vt_filetime:
         return time_of(le64(bytes_, at), meaning);
       default:
         return std::nullopt;
     }
+  }
+
+  /// Properties that share their text could say far more than the set has bytes: nothing beyond
+  /// that is taken.
+  std::string_view text_at(std::size_t offset, std::size_t count) {
+    const std::string_view text = part(bytes_, offset, count);
+    if (text.size() > text_left_) return {};
+    text_left_ -= text.size();
+    return text;
   }
 
   static PropertyValue version_of(std::uint32_t packed) {
@@ -280,12 +293,14 @@ class PropertySet {
   }
 
   std::string_view bytes_;
+  const CompoundFile& file_;
+  std::size_t text_left_;  ///< bytes
   std::vector<Place> offsets_;
   std::int32_t code_page_ = western_code_page;
   CodePages code_pages_;
 };
 
-void add_stream(std::string_view bytes, Properties& properties) {
+void add_stream(const CompoundFile& file, std::string_view bytes, Properties& properties) {
   constexpr std::uint32_t byte_order_mark = 0xFFFE;
   constexpr std::uint32_t most_sets = 2;
   if (le16(bytes, 0) != byte_order_mark) return;
@@ -294,7 +309,7 @@ void add_stream(std::string_view bytes, Properties& properties) {
     const std::size_t at = 28 + std::size_t{i} * 20;
     if (!has(bytes, at, 20)) return;
     const std::string_view id = bytes.substr(at, 16);
-    PropertySet set(part(bytes, le32(bytes, at + 16), bytes.size()));
+    PropertySet set(part(bytes, le32(bytes, at + 16), bytes.size()), file);
     if (is_set(id, summary_set)) set.add_by(summary_rows, properties);
     if (is_set(id, document_set)) set.add_by(document_rows, properties);
     if (is_set(id, user_set)) set.add_named(properties);
@@ -308,7 +323,7 @@ void add_property_sets(const CompoundFile& file, std::uint32_t storage, Properti
     const auto entry = file.child(storage, name);
     if (!entry || file.entries()[*entry].storage) continue;
     try {
-      add_stream(file.read(*entry, most_set_bytes), properties);
+      add_stream(file, file.read(*entry, most_set_bytes), properties);
     } catch (const EngineError& error) {
       // What a document states about itself is no reason to refuse the document.
       if (error.code() != Code::corrupt) throw;

@@ -184,9 +184,12 @@ bool ObjectReader::read_common(Object& object, const Frame& frame) {
   }
   object.handle = bits.h().value;
   // Data that programs have attached.
+  constexpr unsigned pieces_between_checks = 4096;
+  unsigned pieces = 0;
   for (unsigned size = bits.bs(); size != 0 && !bits.failed(); size = bits.bs()) {
     bits.h();
     bits.skip(std::uint64_t{size} * 8);
+    if (++pieces % pieces_between_checks == 0) limits_.check_time();
   }
   if (object.entity) {
     read_entity_data(object, handles_at);

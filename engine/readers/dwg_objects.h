@@ -66,8 +66,9 @@ struct Object {
 /// Common entity format).
 class ObjectReader {
  public:
-  ObjectReader(Section& section, const Header& header)
+  ObjectReader(Section& section, const Header& header, const Limits& limits)
       : section_(section),
+        limits_(limits),
         release_(header.release),
         strings_(header.release >= Release::r2007, cad::code_page_of(header.code_page)) {}
 
@@ -96,6 +97,7 @@ class ObjectReader {
   void find_strings(Object& object, std::uint64_t end) const;
 
   Section& section_;
+  const Limits& limits_;
   Release release_;
   cad::Strings strings_;
 };

@@ -24,7 +24,7 @@ bool is_dimension(unsigned type) {
 Texts::Texts(Sections& sections, const Header& header, Limits& limits)
     : limits_(limits),
       objects_(required(sections, "AcDbObjects")),
-      reader_(*objects_, header),
+      reader_(*objects_, header, limits),
       map_(read_object_map(*required(sections, "Handles"), limits)) {
   damaged_ = !map_.whole;
   if (map_.places.empty()) throw EngineError(Code::corrupt, "the drawing's objects are lost");
@@ -39,7 +39,10 @@ bool Texts::step(TextSink& sink) {
   limits_.check_time();
   if (classified_ < map_.places.size()) {
     const std::size_t end = std::min(map_.places.size(), classified_ + objects_a_step);
-    for (; classified_ < end; ++classified_) classify(map_.places[classified_]);
+    for (; classified_ < end; ++classified_) {
+      limits_.check_time();
+      classify(map_.places[classified_]);
+    }
     return true;
   }
   if (!settled_) settle_parts();
@@ -113,13 +116,21 @@ void Texts::note_block(Object& object) {
 }
 
 void Texts::settle_parts() {
-  std::sort(layouts_.begin(), layouts_.end());
+  const auto in_time = [&, compared = 0u](const auto& a, const auto& b) mutable {
+    constexpr unsigned comparisons_between_checks = 4096;
+    if (++compared % comparisons_between_checks == 0) limits_.check_time();
+    return a < b;
+  };
+  std::sort(layouts_.begin(), layouts_.end(), in_time);
+  unsigned seen = 0;
   for (Found& found : found_) {
+    constexpr unsigned texts_between_checks = 4096;
+    if (++seen % texts_between_checks == 0) limits_.check_time();
     const bool of_layout =
         found.part == 2 && std::binary_search(layouts_.begin(), layouts_.end(), found.owner);
     if (of_layout) found.part = 1;
   }
-  std::sort(found_.begin(), found_.end());
+  std::sort(found_.begin(), found_.end(), in_time);
   settled_ = true;
 }
 
@@ -186,6 +197,7 @@ std::string Texts::text_of(Object& object) {
   // A leader: its text, or those of the block at its end.
   std::string text;
   while (object.has_strings && object.strings.end() - object.strings.position() > 8) {
+    limits_.check_time();
     const std::string next = cad::plain_paragraphs(reader_.next_string(object));
     if (!text.empty() && !next.empty()) text += '\n';
     text += next;

@@ -4,6 +4,10 @@
 // A fact that several of the three state is taken from XMP first, then IPTC, then EXIF. Times of
 // EXIF have no zone of their own: where the file states an offset it is applied, else they are
 // taken as UTC. There is no text.
+//
+// Bounds: the library is not to be stopped within an XMP packet, and its work grows with the square
+// of the packet's properties. A packet of more than 64 KiB, which is what a segment of a JPEG has
+// room for, is kept from it and read here, 1 MiB of it; its Dublin Core and basic properties count.
 
 #include <exiv2/exiv2.hpp>
 
@@ -15,21 +19,73 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 
+#include "engine/core/fields.h"
 #include "engine/core/property_names.h"
 #include "engine/core/reader.h"
 #include "engine/core/utf8.h"
 #include "engine/html/iso_time.h"
+#include "engine/xml/xmp.h"
 
 namespace trfilter {
 namespace {
 
+constexpr std::size_t most_library_packet = std::size_t{64} << 10;
+constexpr std::size_t most_library_block = std::size_t{256} << 10;
+constexpr std::size_t most_packet = std::size_t{1} << 20;
+constexpr std::size_t block_head = 4096;
+
+bool is_packet(std::string_view bytes) {
+  bytes = bytes.substr(0, block_head);
+  return contains(bytes, "<x:xmpmeta") || contains(bytes, "<rdf:RDF") ||
+         contains(bytes, "<?xpacket");
+}
+
+/// Makes the first directory of a TIFF file name no long packet. Other directories name none that
+/// the library reads.
+/// @param packet  what was named; left alone when there was none
+/// @return whether `file` had to be copied to `copy` and changed
+bool hide_tiff_packet(std::string_view file, std::string& copy, std::string& packet) {
+  constexpr std::uint32_t packet_tag = 700;
+  constexpr std::size_t entry_size = 12;
+  constexpr std::size_t largest_value = 8;
+  constexpr std::size_t most_copied = std::size_t{256} << 20;
+  const bool big = file.starts_with("MM");
+  if (!big && !file.starts_with("II")) return false;
+  const auto u16 = big ? be16 : le16;
+  const auto u32 = big ? be32 : le32;
+  const std::size_t directory = u32(file, 4);
+  const std::uint32_t count = u16(file, directory);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    const std::size_t entry = directory + 2 + i * entry_size;
+    if (!has(file, entry, entry_size)) break;
+    const std::size_t values = u32(file, entry + 4);
+    if (u16(file, entry) != packet_tag || values * largest_value <= most_library_packet) continue;
+    if (copy.empty()) {
+      if (file.size() > most_copied) {
+        throw EngineError(Code::out_of_memory, "a picture with a long packet is too large");
+      }
+      copy = file;
+    }
+    // A tag of 0 means nothing, and directories are not in need of their order.
+    copy[entry] = copy[entry + 1] = '\0';
+    const std::size_t offset = u32(file, entry + 8);
+    if (packet.empty() && offset <= file.size()) {
+      packet = file.substr(offset, std::min(values, most_packet));
+    }
+  }
+  return !copy.empty();
+}
+
 /// A document as Exiv2 reads one. Nothing is ever written.
 class DocumentIo final : public Exiv2::BasicIo {
  public:
-  explicit DocumentIo(const ReaderContext& context) : context_(context) {}
+  /// @param packet  what is kept from the library is put there
+  DocumentIo(const ReaderContext& context, std::string& packet)
+      : context_(context), packet_(packet) {}
 
   int open() override {
     position_ = 0;
@@ -57,6 +113,7 @@ class DocumentIo final : public Exiv2::BasicIo {
         static_cast<long>(context_.document.read_at(static_cast<std::uint64_t>(position_), out));
     position_ += got;
     at_end_ = got < count;
+    keep_long_packet(out.first(static_cast<std::size_t>(std::max(got, 0L))));
     return got;
   }
 
@@ -80,8 +137,11 @@ class DocumentIo final : public Exiv2::BasicIo {
   }
 
   Exiv2::byte* mmap(bool) override {
+    const std::string_view bytes = context_.document.bytes();
+    if (copy_.empty()) hide_tiff_packet(bytes, copy_, packet_);
+    if (!copy_.empty()) return reinterpret_cast<Exiv2::byte*>(copy_.data());
     // What Exiv2 maps it only reads: nothing here can be written to.
-    return reinterpret_cast<Exiv2::byte*>(const_cast<char*>(context_.document.bytes().data()));
+    return reinterpret_cast<Exiv2::byte*>(const_cast<char*>(bytes.data()));
   }
   int munmap() override { return 0; }
   long tell() const override { return position_; }
@@ -92,7 +152,20 @@ class DocumentIo final : public Exiv2::BasicIo {
   std::string path() const override { return {}; }
 
  private:
+  /// What is a long packet, or may be one, has only its begin left, which tells sizes. Behind it
+  /// stands what ends the parsing of XML at once.
+  void keep_long_packet(std::span<char> block) {
+    if (block.size() <= most_library_packet) return;
+    const std::string_view bytes(block.data(), block.size());
+    const bool packet = is_packet(bytes);
+    if (!packet && block.size() <= most_library_block) return;
+    if (packet && packet_.empty()) packet_ = bytes.substr(0, most_packet);
+    std::ranges::fill(block.subspan(block_head), '<');
+  }
+
   const ReaderContext& context_;
+  std::string& packet_;
+  std::string copy_;  ///< of a mapped file that has a long packet
   long position_ = 0;
   bool at_end_ = false;
 };
@@ -260,7 +333,11 @@ class ImageReader final : public Reader {
   }
 
   void properties(Properties& properties) override {
-    const std::unique_ptr<Exiv2::Image> image = open();
+    std::string packet;
+    const std::unique_ptr<Exiv2::Image> image = open(packet);
+    // Texts may stand before the packet where it lies, and behind it.
+    packet.erase(0, packet.find('<'));
+    add_xmp_properties(packet, context_.limits, properties);
     try {
       add_all(*image, properties);
     } catch (const Exiv2::Error&) {
@@ -270,10 +347,10 @@ class ImageReader final : public Reader {
   }
 
  private:
-  std::unique_ptr<Exiv2::Image> open() const {
+  std::unique_ptr<Exiv2::Image> open(std::string& packet) const {
     prepare_library();
     try {
-      std::unique_ptr<Exiv2::Image> image = open_image(new DocumentIo(context_));
+      std::unique_ptr<Exiv2::Image> image = open_image(new DocumentIo(context_, packet));
       // The library's readers of film go round and round in a damaged one, and its reader of RW2
       // ends the process: it throws where nothing may be thrown.
       if (!image || image->mimeType().starts_with("video/") ||
@@ -289,20 +366,11 @@ class ImageReader final : public Reader {
 
   void add_all(Exiv2::Image& image, Properties& properties) const {
     const Facts facts(image);
-    for (const TextRow& row : text_rows) add_text(facts, row, properties);
-    if (const auto time = exif_time(facts.exif("Exif.Photo.DateTimeOriginal"),
-                                    facts.exif("Exif.Photo.OffsetTimeOriginal"))) {
-      properties.add(std::string(property::created), *time);
-    } else {
-      add_time(facts, property::created, {"Xmp.photoshop.DateCreated", "Xmp.xmp.CreateDate"},
-               properties);
+    for (const TextRow& row : text_rows) {
+      if (!states(properties, row.property)) add_text(facts, row, properties);
     }
-    if (const auto time =
-            exif_time(facts.exif("Exif.Image.DateTime"), facts.exif("Exif.Photo.OffsetTime"))) {
-      properties.add(std::string(property::last_saved), *time);
-    } else {
-      add_time(facts, property::last_saved, {"Xmp.xmp.ModifyDate"}, properties);
-    }
+    if (!states(properties, property::created)) add_creation(facts, properties);
+    if (!states(properties, property::last_saved)) add_saving(facts, properties);
     add_integer(property::width, image.pixelWidth(), properties);
     add_integer(property::height, image.pixelHeight(), properties);
     for (const NumberRow& row : number_rows) {
@@ -316,6 +384,31 @@ class ImageReader final : public Reader {
       }
     }
     add_place(facts, properties);
+  }
+
+  static void add_creation(const Facts& facts, Properties& properties) {
+    if (const auto time = exif_time(facts.exif("Exif.Photo.DateTimeOriginal"),
+                                    facts.exif("Exif.Photo.OffsetTimeOriginal"))) {
+      properties.add(std::string(property::created), *time);
+    } else {
+      add_time(facts, property::created, {"Xmp.photoshop.DateCreated", "Xmp.xmp.CreateDate"},
+               properties);
+    }
+  }
+
+  static void add_saving(const Facts& facts, Properties& properties) {
+    if (const auto time =
+            exif_time(facts.exif("Exif.Image.DateTime"), facts.exif("Exif.Photo.OffsetTime"))) {
+      properties.add(std::string(property::last_saved), *time);
+    } else {
+      add_time(facts, property::last_saved, {"Xmp.xmp.ModifyDate"}, properties);
+    }
+  }
+
+  /// Whether a long packet has stated it.
+  static bool states(const Properties& properties, std::string_view name) {
+    return std::ranges::any_of(properties.items(),
+                               [&](const Properties::Item& item) { return item.name == name; });
   }
 
   static void add_text(const Facts& facts, const TextRow& row, Properties& properties) {

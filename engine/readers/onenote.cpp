@@ -44,33 +44,43 @@ constexpr std::uint32_t content_children = 0x24001C1F;
 constexpr std::uint32_t element_children = 0x24001C20;
 constexpr std::uint32_t page_spaces = 0x2C001D63;
 
-std::string text_of_units(std::string_view bytes) {
+std::string text_of_units(std::string_view bytes, const Limits& limits) {
+  constexpr std::size_t block = std::size_t{64} << 10;
+  constexpr auto is_high_surrogate = [](char16_t unit) { return (unit & 0xFC00) == 0xD800; };
+  std::string text;
   std::u16string units;
   for (std::size_t at = 0; at + 1 < bytes.size() && le16(bytes, at) != 0; at += 2) {
     units += static_cast<char16_t>(le16(bytes, at));
+    if (units.size() < block || is_high_surrogate(units.back())) continue;
+    limits.check_time();
+    text += utf16_to_utf8(units);
+    units.clear();
   }
-  return utf16_to_utf8(units);
+  return text + utf16_to_utf8(units);
 }
 
-/// A link stands before its text as a mark, a word and an address in quotes.
-std::string without_links(std::string text) {
+/// Adds text without its links: one stands before its text as a mark, a word and an address in
+/// quotes.
+void add_without_links(std::string_view text, const Limits& limits, TextSink& sink) {
   constexpr std::string_view mark = "\uFDDF";
-  std::size_t at = 0;
-  while ((at = text.find(mark, at)) != npos) {
-    const std::size_t open = text.find('"', at);
+  bool quotes = true;  ///< are left
+  while (!text.empty()) {
+    limits.check_time();
+    const std::size_t at = text.find(mark);
+    sink.text(text.substr(0, at));
+    if (at == npos) return;
+    text.remove_prefix(at + mark.size());
+    if (!quotes) continue;
+    const std::size_t open = text.find('"');
     const std::size_t close = open == npos ? npos : text.find('"', open + 1);
-    if (close == npos) {
-      text.erase(at, mark.size());
-    } else {
-      text.erase(at, close + 1 - at);
-    }
+    quotes = close != npos;
+    if (quotes) text.remove_prefix(close + 1);
   }
-  return text;
 }
 
 class OneNoteReader final : public Reader {
  public:
-  explicit OneNoteReader(const ReaderContext& context) {
+  explicit OneNoteReader(const ReaderContext& context) : limits_(context.limits) {
     constexpr std::size_t format_at = 48;
     constexpr std::string_view revision_store =
         literal("\x3F\xDD\x9A\x10\x1B\x91\xF5\x49\xA5\xD0\x17\x91\xED\xC8\xAE\xD8");
@@ -107,7 +117,7 @@ class OneNoteReader final : public Reader {
         if (object.kind != author_entry) continue;
         for (const Property& property : store_->properties(object, bytes)) {
           if (property.id != author_name) continue;
-          std::string name = text_of_units(property.bytes);
+          std::string name = text_of_units(property.bytes, limits_);
           if (known.insert(name).second) properties.add(property::author, std::move(name));
         }
       }
@@ -179,15 +189,18 @@ class OneNoteReader final : public Reader {
       }
     }
     if (object.kind == table_row) sink.begin_row();
-    for (const ObjectId& child : order) visit(space, child, sink, depth + 1);
+    for (const ObjectId& child : order) {
+      if (++visits_ % visits_between_checks == 0) limits_.check_time();
+      visit(space, child, sink, depth + 1);
+    }
     if (object.kind == table_cell) sink.cell();
     if (object.kind == table_row) sink.row();
   }
 
-  static void add_text(const std::vector<Property>& properties, TextSink& sink) {
+  void add_text(const std::vector<Property>& properties, TextSink& sink) const {
     std::string text;
     for (const Property& property : properties) {
-      if (property.id == text_in_unicode) text = text_of_units(property.bytes);
+      if (property.id == text_in_unicode) text = text_of_units(property.bytes, limits_);
       if (property.id == text_in_bytes && text.empty()) {
         for (const char c : property.bytes.substr(0, property.bytes.find('\0'))) {
           append_utf8(text, static_cast<unsigned char>(c));
@@ -197,14 +210,19 @@ class OneNoteReader final : public Reader {
     // A line's end within a paragraph.
     std::replace(text.begin(), text.end(), '\v', '\n');
     text.erase(text.find_last_not_of('\n') + 1);
-    sink.text(without_links(std::move(text)));
+    add_without_links(text, limits_, sink);
     sink.paragraph();
   }
 
+  /// An object may name others by millions that have all been visited.
+  static constexpr unsigned visits_between_checks = 1024;
+
+  const Limits& limits_;
   std::optional<onenote::Store> store_;
   std::optional<std::vector<const ObjectSpace*>> pages_;
   std::size_t next_ = 0;
   std::set<ObjectId> visited_;  ///< objects of the page
+  unsigned visits_ = 0;
 };
 
 }  // namespace

@@ -33,6 +33,9 @@ constexpr std::uint64_t most_object_bytes = std::uint64_t{16} << 20;
 constexpr std::size_t most_objects = 1'000'000;
 constexpr std::size_t most_guids = 2'000'000;
 
+// Lists are long, and what is done for one of their entries is little.
+constexpr unsigned entries_between_checks = 1024;
+
 std::string read_bytes(Document& document, std::uint64_t offset, std::uint64_t count) {
   if (offset >= document.size() || count > document.size() - offset) return {};
   std::string bytes(static_cast<std::size_t>(count), '\0');
@@ -66,8 +69,8 @@ ObjectId resolved(std::uint32_t compact, const GuidTable& guids) {
 /// Takes a property set apart ([MS-ONESTORE] 2.6.1, ObjectSpaceObjectPropSet).
 class PropertySetParser {
  public:
-  PropertySetParser(std::string_view bytes, const GuidTable& guids)
-      : cursor_(bytes), guids_(guids) {
+  PropertySetParser(std::string_view bytes, const GuidTable& guids, const Limits& limits)
+      : cursor_(bytes), guids_(guids), limits_(limits) {
     constexpr std::uint32_t extended_streams = 1u << 30;
     constexpr std::uint32_t no_spaces = 1u << 31;
     const std::uint32_t header = take_stream(objects_);
@@ -88,6 +91,11 @@ class PropertySetParser {
     constexpr std::uint32_t count_mask = 0xFFFFFF;
     const std::uint32_t header = cursor_.u32();
     for (std::uint32_t left = header & count_mask; left != 0 && !cursor_.failed(); --left) {
+      if (ids.size() == most_objects) {
+        cursor_.skip(std::size_t{left} * 4);
+        break;
+      }
+      if (left % entries_between_checks == 0) limits_.check_time();
       ids.push_back(resolved(cursor_.u32(), guids_));
     }
     return header;
@@ -150,7 +158,10 @@ class PropertySetParser {
       case 16: {
         std::uint32_t count = cursor_.u32();
         if (count != 0) cursor_.u32();
-        for (; count != 0 && !cursor_.failed(); --count) take_set(nullptr, depth + 1);
+        for (; count != 0 && !cursor_.failed(); --count) {
+          if (count % entries_between_checks == 0) limits_.check_time();
+          take_set(nullptr, depth + 1);
+        }
         break;
       }
       case 17:
@@ -169,6 +180,7 @@ class PropertySetParser {
 
   ByteCursor cursor_;
   const GuidTable& guids_;
+  const Limits& limits_;
   std::vector<ObjectId> objects_;
   std::vector<ObjectId> spaces_;
   std::size_t next_object_ = 0;
@@ -232,7 +244,9 @@ void Store::for_each_node(Reference list, Use use) {
     }
     std::string_view rest =
         std::string_view(fragment).substr(begin_size, fragment.size() - begin_size - end_size);
+    unsigned nodes = 0;
     while (rest.size() >= 4) {
+      if (++nodes % entries_between_checks == 0) limits_.check_time();
       const std::uint32_t head = le32(rest, 0);
       const std::size_t size = head >> 10 & 0x1FFF;
       FileNode node;
@@ -360,7 +374,7 @@ std::vector<Property> Store::properties(const Object& object, std::string& bytes
     damaged_ = true;
     return {};
   }
-  return PropertySetParser(bytes, *object.guids).run();
+  return PropertySetParser(bytes, *object.guids, limits_).run();
 }
 
 }  // namespace trfilter::onenote

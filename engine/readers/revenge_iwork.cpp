@@ -221,14 +221,16 @@ void salvage_iwork_text(ZipPackage& package, Limits& limits, TextSink& sink) {
   parse_index(package, limits, handler);
 }
 
-bool mend_iwork_index(std::string& index) {
+bool mend_iwork_index(std::string& index, const Limits& limits) {
   constexpr std::string_view begin = "<sf:page-";
   constexpr std::string_view attribute = "sf:value=\"";
   for (std::size_t at = index.find(begin); at != std::string::npos;
        at = index.find(begin, at + begin.size())) {
+    limits.check_time();
     const std::size_t end = index.find('>', at);
-    std::size_t value = index.find(attribute, at);
-    if (end == std::string::npos || value > end) continue;
+    if (end == std::string::npos) break;
+    std::size_t value = std::string_view(index).substr(0, end).find(attribute, at);
+    if (value == std::string::npos) continue;
     for (value += attribute.size(); value < end && index[value] != '"'; ++value) {
       if (index[value] < '0' || index[value] > '9') index[value] = '1';
     }

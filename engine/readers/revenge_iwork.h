@@ -19,7 +19,7 @@ void add_iwork_properties(ZipPackage& package, Limits& limits, Properties& prope
 /// decimal numbers.
 /// @param index  the index of a document of 2005 to 2009
 /// @return whether it ends with its root element; the library does not mind one that is cut short
-bool mend_iwork_index(std::string& index);
+bool mend_iwork_index(std::string& index, const Limits& limits);
 
 /// Shows the paragraphs and cells of a document of 2005 to 2009 as they come in its index, for one
 /// that the library has given up.

@@ -19,8 +19,10 @@ constexpr std::string_view compound_signature = "\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE
 constexpr std::string_view zip_signature = "PK\x03\x04";
 constexpr std::size_t most_streams = 65'536;
 
-// Reading costs little more than looking at the clock does.
-constexpr unsigned calls_between_checks = 256;
+// Reading costs little more than looking at the clock does, but what a library does with many bytes
+// may cost much. A call counts as some bytes.
+constexpr std::uint64_t bytes_between_checks = std::uint64_t{16} << 10;
+constexpr std::uint64_t bytes_of_call = 64;
 
 // A library that goes on asking after the end has been told long ago does not look at the answers.
 constexpr unsigned most_calls_behind_end = 100'000;
@@ -163,7 +165,7 @@ std::string InputStream::Content::unpack_part(const Entry& entry, ParseState& st
     state.note_damage();
   }
   const bool iwork_index = entry.part == "index.xml" || entry.part == "index.apxl";
-  if (iwork_index && !mend_iwork_index(part_bytes)) state.note_damage();
+  if (iwork_index && !mend_iwork_index(part_bytes, state.limits())) state.note_damage();
   return part_bytes;
 }
 
@@ -202,8 +204,13 @@ InputStream::InputStream(std::shared_ptr<Content> content, ParseState& state)
 InputStream::~InputStream() = default;
 
 /// Whether bytes are still given out.
-bool InputStream::may_read() {
-  if (!state_->ended() && ++calls_ % calls_between_checks == 0) state_->guard([] {});
+/// @param bytes  that are wanted
+bool InputStream::may_read(std::uint64_t bytes) {
+  work_ += bytes_of_call + bytes;
+  if (!state_->ended() && work_ >= bytes_between_checks) {
+    work_ = 0;
+    state_->guard([] {});
+  }
   if (!state_->ended()) return true;
   position_ = content_->bytes.size();
   if (++calls_behind_end_ > most_calls_behind_end) state_->rethrow();
@@ -243,7 +250,7 @@ librevenge::RVNGInputStream* InputStream::getSubStreamById(unsigned number) {
 
 const unsigned char* InputStream::read(unsigned long count, unsigned long& read_count) {
   read_count = 0;
-  if (!may_read()) return nullptr;
+  if (!may_read(std::min<std::uint64_t>(count, content_->bytes.size()))) return nullptr;
   const std::string_view rest = content_->bytes.substr(static_cast<std::size_t>(position_));
   read_count = std::min<unsigned long>(count, rest.size());
   if (read_count == 0) return nullptr;

@@ -46,12 +46,12 @@ class InputStream final : public librevenge::RVNGInputStream {
   struct Content;
   InputStream(std::shared_ptr<Content> content, ParseState& state);
 
-  bool may_read();
+  bool may_read(std::uint64_t bytes = 0);
 
   ParseState* state_;
   std::shared_ptr<Content> content_;
   std::uint64_t position_ = 0;
-  unsigned calls_ = 0;
+  std::uint64_t work_ = 0;  ///< since the clock was looked at, in bytes
   unsigned calls_behind_end_ = 0;
 };
 

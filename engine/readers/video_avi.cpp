@@ -103,7 +103,7 @@ class Avi {
                          codec_of(le16(format, 0)));
     } else {
       for (const Row& row : rows) {
-        if (name != row.chunk) continue;
+        if (name != row.chunk || texts_++ >= most_texts) continue;
         const std::string text = read_bytes(document_, at, std::min(size, most_text));
         properties_.add(row.property, text_of(text));
       }
@@ -137,6 +137,7 @@ class Avi {
   Properties& properties_;
   StreamFacts streams_;
   unsigned chunks_ = 0;
+  std::size_t texts_ = 0;
   std::string kind_;  ///< of the stream whose header came last
   double frame_rate_ = 0;
   double frames_ = 0;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -20,6 +21,9 @@ bool add_avi_facts(Document& document, Limits& limits, Properties& properties);
 /// Text of a file that does not name its set: UTF-8, or else the Western one; up to the first NUL
 /// character, without blanks around it.
 std::string text_of(std::string_view bytes);
+
+/// Texts of one film; what comes behind them is left out.
+inline constexpr std::size_t most_texts = std::size_t{1} << 16;
 
 /// Facts about streams of pictures and sound: the first of each counts.
 class StreamFacts {

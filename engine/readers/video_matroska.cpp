@@ -8,7 +8,11 @@
 #include <bit>
 #include <cmath>
 #include <optional>
+#include <set>
+#include <string>
+#include <string_view>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "engine/core/fields.h"
@@ -111,8 +115,11 @@ std::optional<Element> element_of(std::string_view bytes) {
 
 /// Calls `use` with each element of a master element that is in memory.
 template <typename Use>
-void for_each(std::string_view content, Use use) {
+void for_each(std::string_view content, const Limits& limits, Use use) {
+  constexpr unsigned elements_between_checks = 1024;
+  unsigned elements = 0;
   while (const auto element = element_of(content)) {
+    if (++elements % elements_between_checks == 0) limits.check_time();
     content.remove_prefix(element->head);
     const auto size =
         static_cast<std::size_t>(std::min<std::uint64_t>(element->size, content.size()));
@@ -181,7 +188,7 @@ class Matroska {
                         element->id == id::tracks || element->id == id::tags;
     if (!wanted || !taken_.insert(at).second) return;
     const std::string content = read_bytes(document_, at + element->head, element->size);
-    for_each(content, [&](std::uint32_t identifier, std::string_view part) {
+    for_each(content, limits_, [&](std::uint32_t identifier, std::string_view part) {
       if (element->id == id::seek_head && identifier == id::seek) take_place(part);
       if (element->id == id::tracks && identifier == id::track) take_track(part);
       if (element->id == id::tags && identifier == id::tag) take_tag(part);
@@ -193,7 +200,7 @@ class Matroska {
     constexpr std::size_t most_places = 256;
     std::uint64_t what = 0;
     std::uint64_t where = 0;
-    for_each(content, [&](std::uint32_t identifier, std::string_view value) {
+    for_each(content, limits_, [&](std::uint32_t identifier, std::string_view value) {
       if (identifier == id::seek_id) what = integer(value);
       if (identifier == id::seek_position) where = integer(value);
     });
@@ -206,7 +213,7 @@ class Matroska {
   void take_information(std::string_view content) {
     std::uint64_t scale = 1'000'000;  // nanoseconds
     double duration = 0;
-    for_each(content, [&](std::uint32_t identifier, std::string_view value) {
+    for_each(content, limits_, [&](std::uint32_t identifier, std::string_view value) {
       switch (identifier) {
         case id::timestamp_scale:
           scale = integer(value);
@@ -244,7 +251,7 @@ class Matroska {
     std::uint64_t bits = 0;
     double sample_rate = 0;
     std::string codec;
-    for_each(content, [&](std::uint32_t identifier, std::string_view value) {
+    for_each(content, limits_, [&](std::uint32_t identifier, std::string_view value) {
       switch (identifier) {
         case id::track_type:
           type = integer(value);
@@ -257,7 +264,7 @@ class Matroska {
           break;
         case id::picture:
         case id::sound:
-          for_each(value, [&](std::uint32_t inner, std::string_view fact) {
+          for_each(value, limits_, [&](std::uint32_t inner, std::string_view fact) {
             if (inner == id::width) width = integer(fact);
             if (inner == id::height) height = integer(fact);
             if (inner == id::sample_rate) sample_rate = real(fact);
@@ -282,18 +289,18 @@ class Matroska {
   /// A tag of the whole; those of one track describe that.
   void take_tag(std::string_view content) {
     bool of_track = false;
-    for_each(content, [&](std::uint32_t identifier, std::string_view part) {
+    for_each(content, limits_, [&](std::uint32_t identifier, std::string_view part) {
       if (identifier != id::targets) return;
-      for_each(part, [&](std::uint32_t inner, std::string_view value) {
+      for_each(part, limits_, [&](std::uint32_t inner, std::string_view value) {
         if (inner == id::target_track && integer(value) != 0) of_track = true;
       });
     });
     if (of_track) return;
-    for_each(content, [&](std::uint32_t identifier, std::string_view part) {
+    for_each(content, limits_, [&](std::uint32_t identifier, std::string_view part) {
       if (identifier != id::simple_tag) return;
       std::string_view name;
       std::string_view text;
-      for_each(part, [&](std::uint32_t inner, std::string_view value) {
+      for_each(part, limits_, [&](std::uint32_t inner, std::string_view value) {
         if (inner == id::tag_name) name = value;
         if (inner == id::tag_text) text = value;
       });
@@ -303,14 +310,12 @@ class Matroska {
     });
   }
 
+  /// The title is in the information and may be a tag as well.
   void add_text(std::string_view name, std::string_view value) {
+    limits_.check_time();
+    if (texts_.size() == most_texts) return;
     std::string text = text_of(value.substr(0, most_text));
-    // The title is in the information and may be a tag as well.
-    for (const auto& item : properties_.items()) {
-      const auto* known = std::get_if<std::string>(&item.value);
-      if (item.name == name && known != nullptr && *known == text) return;
-    }
-    properties_.add(name, std::move(text));
+    if (texts_.emplace(name, text).second) properties_.add(name, std::move(text));
   }
 
   /// Nanoseconds since the begin of 2001.
@@ -331,6 +336,7 @@ class Matroska {
   double seconds_ = 0;
   std::vector<std::uint64_t> places_;
   std::unordered_set<std::uint64_t> taken_;
+  std::set<std::pair<std::string_view, std::string>> texts_;  ///< by the property's name
 };
 
 }  // namespace

@@ -272,6 +272,19 @@ TEST(PropertySets, GiveUserDefinedOnesUnderTheirOwnNames) {
   EXPECT_TRUE(std::get<bool>(*value_of(properties, "Sure")));
 }
 
+TEST(PropertySets, SayNoMoreThanTheyHaveBytes) {
+  // All are the same text.
+  std::vector<std::pair<std::uint32_t, std::string>> values(1000, {2, ""});
+  values.emplace_back(4, text_value(std::string(3000, 'x')));
+  std::string stream = property_stream(summary_id, values);
+  const std::size_t table = 56;
+  const std::string place = stream.substr(table + 8 * 1000 + 4, 4);
+  for (std::size_t i = 0; i < 1000; ++i) stream.replace(table + 8 * i + 4, 4, place);
+  const Properties properties = properties_of("\5SummaryInformation", stream);
+  EXPECT_GE(properties.items().size(), 1u);
+  EXPECT_LE(properties.items().size() * 3000, stream.size());
+}
+
 TEST(PropertySets, SurviveDamage) {
   const std::string sound =
       property_stream(summary_id, {{1, le_bytes(2, 4) + le_bytes(1200, 4)}, {2, text_value("T")}});

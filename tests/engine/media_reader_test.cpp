@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -112,6 +113,60 @@ TEST(ImageReader, PutsXmpBeforeExif) {
   EXPECT_EQ(text_of(facts, property::title), "Light");
 }
 
+/// A packet of more than a JPEG has room for, its title behind many keywords.
+std::string long_packet() {
+  std::string keywords;
+  while (keywords.size() < 200'000) keywords += "<rdf:li>harbour</rdf:li>";
+  return "<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF "
+         "xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'><rdf:Description "
+         "xmlns:dc='http://purl.org/dc/elements/1.1/'><dc:subject><rdf:Bag>" +
+         keywords +
+         "</rdf:Bag></dc:subject><dc:title><rdf:Alt><rdf:li xml:lang='x-default'>Light</rdf:li>"
+         "</rdf:Alt></dc:title></rdf:Description></rdf:RDF></x:xmpmeta>";
+}
+
+std::string number(std::uint64_t value, unsigned size, bool big) {
+  std::string bytes;
+  for (unsigned i = 0; i < size; ++i) {
+    bytes += static_cast<char>(value >> 8 * (big ? size - 1 - i : i));
+  }
+  return bytes;
+}
+
+TEST(ImageReader, ReadsLongPacketsOfTiffInBothByteOrders) {
+  const std::string packet = long_packet();
+  for (const bool big : {false, true}) {
+    const auto entry = [&](unsigned tag, unsigned type, std::size_t count, std::size_t value) {
+      // A short value stands at the begin of its field.
+      const bool is_short = type == 3;
+      return number(tag, 2, big) + number(type, 2, big) + number(count, 4, big) +
+             (is_short ? number(value, 2, big) + number(0, 2, big) : number(value, 4, big));
+    };
+    const std::string tiff = (big ? "MM" : "II") + number(42, 2, big) + number(8, 4, big) +
+                             number(3, 2, big) + entry(256, 3, 1, 48) + entry(257, 3, 1, 32) +
+                             entry(700, 1, packet.size(), 50) + number(0, 4, big) + packet;
+    const Properties facts = read_properties(tiff, Format::tiff);
+    EXPECT_EQ(text_of(facts, property::title), "Light");
+    EXPECT_EQ(text_of(facts, property::keywords), "harbour");
+    EXPECT_EQ(number_of(facts, property::width), 48);
+    EXPECT_EQ(number_of(facts, property::height), 32);
+  }
+}
+
+TEST(ImageReader, ReadsLongPacketsOfPng) {
+  const auto chunk = [](const std::string& name, const std::string& content) {
+    return number(content.size(), 4, true) + name + content + number(0, 4, true);
+  };
+  const std::string picture =
+      "\x89PNG\r\n\x1A\n" +
+      chunk("IHDR", number(48, 4, true) + number(32, 4, true) + std::string("\x08\2\0\0\0", 5)) +
+      chunk("iTXt", "XML:com.adobe.xmp" + std::string(5, '\0') + long_packet()) +
+      chunk("IDAT", "x") + chunk("IEND", "");
+  const Properties facts = read_properties(picture, Format::png);
+  EXPECT_EQ(text_of(facts, property::title), "Light");
+  EXPECT_EQ(number_of(facts, property::width), 48);
+}
+
 TEST(AudioReader, GivesTagsAndTechnicalFacts) {
   const Properties facts = read_properties(source_file("samples/tone.flac"), Format::flac);
   EXPECT_EQ(text_of(facts, property::title), "Fog horn");
@@ -155,6 +210,39 @@ TEST(FontReader, GivesTheNamesOfAFont) {
   EXPECT_EQ(text_of(facts, property::company), "Shore Types");
   EXPECT_EQ(text_of(facts, property::author), "Bo Chen");
   EXPECT_EQ(text_of(facts, property::copyright), "Public domain");
+}
+
+TEST(FontReader, StatesNothingOfAFontWithoutNames) {
+  std::string font = source_file("samples/letters.ttf");
+  const std::size_t names = font.find("name");
+  ASSERT_NE(names, std::string::npos);
+  font[names] = 'N';
+  EXPECT_TRUE(read_properties(font, Format::truetype).items().empty());
+}
+
+TEST(FontReader, GivesTheNamesOfEveryFontOfACollection) {
+  // Both are one: tables are told from the file's begin.
+  std::string font = source_file("samples/letters.ttf");
+  const std::size_t head = 20;
+  const std::string collection = "ttcf" + number(0x10000, 4, true) + number(2, 4, true) +
+                                 number(head, 4, true) + number(head, 4, true);
+  const std::size_t tables = static_cast<unsigned char>(font[5]);
+  for (std::size_t i = 0; i < tables; ++i) {
+    const std::size_t at = 12 + 16 * i + 8;
+    std::uint64_t offset = 0;
+    for (std::size_t k = 0; k < 4; ++k) {
+      offset = offset << 8 | static_cast<unsigned char>(font[at + k]);
+    }
+    font.replace(at, 4, number(offset + head, 4, true));
+  }
+  const Properties facts = read_properties(collection + font, Format::truetype);
+  std::size_t titles = 0;
+  for (const auto& item : facts.items()) {
+    if (item.name != property::title) continue;
+    EXPECT_EQ(std::get<std::string>(item.value), "Pebble Regular");
+    ++titles;
+  }
+  EXPECT_EQ(titles, 2u);
 }
 
 TEST(VideoReader, GivesHeadersAndTagsOfMatroska) {
