@@ -116,7 +116,8 @@ void Texts::note_block(Object& object) {
 }
 
 void Texts::settle_parts() {
-  const auto in_time = [&, compared = 0u](const auto& a, const auto& b) mutable {
+  unsigned compared = 0;
+  const auto in_time = [&](const auto& a, const auto& b) {
     constexpr unsigned comparisons_between_checks = 4096;
     if (++compared % comparisons_between_checks == 0) limits_.check_time();
     return a < b;

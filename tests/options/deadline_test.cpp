@@ -581,10 +581,10 @@ std::string sound_of_many_tags() {
   return head + frames + sample("tone.mp3");
 }
 
-// No rows: readers that read a bounded piece whatever the document's size, sas_data (its header of
-// 288 bytes) and, of font, Type 1 (4 MiB); encrypted_office is docx's row behind a cipher; store,
-// as nothing in reach writes a mail store. Pages and Visio are built in memory by their libraries,
-// whose work between two looks grows with the document: some 25 ms a megabyte.
+// No rows: readers that read a bounded piece whatever the document's size, sas_data (a header of
+// 288 bytes) and, of font, Type 1 (4 MiB); store, as nothing in reach writes a mail store. Of Pages
+// and Visio the libraries build documents in memory, and what they do between two looks grows with
+// the document: their rows are short.
 const std::vector<LongDocument> long_documents = {
     {"plain_text", long_text},
     {"plain_text_of_one_line", long_line},
