@@ -679,6 +679,7 @@ const std::vector<LongDocument> long_documents = {
     {"compound_of_many_storages", compound_file_of_many_storages, Work::properties},
     {"compound_of_a_long_file", compound_file_of_a_long_file, Work::extraction},
     {"wordperfect", long_wordperfect},
+    {"windows_write", long_windows_write},
     {"pages", long_pages},
     {"pages_of_page_numbers", pages_of_page_numbers},
     {"visio", long_visio},

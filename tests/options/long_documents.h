@@ -60,6 +60,7 @@ std::string compound_file_of_a_long_file();
 
 // Documents of other office programs.
 std::string long_wordperfect();
+std::string long_windows_write();
 std::string long_pages();
 std::string pages_of_page_numbers();
 std::string long_visio();

@@ -1,5 +1,5 @@
 // Compound files ([MS-CFB]) with their property sets ([MS-OLEPS]), and documents of office programs
-// beyond the usual ones: WordPerfect 5.1, Pages of 2009, Visio.
+// beyond the usual ones: WordPerfect 5.1, Write of Windows 3, Pages of 2009, Visio.
 
 #include <array>
 #include <cstdint>
@@ -100,6 +100,25 @@ std::string long_wordperfect() {
   constexpr std::uint32_t text_at = 26;
   return "\xFFWPC" + u32(text_at) + std::string("\1\x0A\0\1", 4) + u16(0) + u16(0) + u16(0xFFFB) +
          u16(5) + u16(50) + u32(0) + repeated("some text of minutes\x0A", 2 * megabyte);
+}
+
+std::string long_windows_write() {
+  constexpr std::size_t page = 128;
+  std::string text = repeated("some text of a letter\r\n", 2 * megabyte);
+  const auto end = static_cast<std::uint32_t>(page + text.size());
+  text.resize((text.size() + page - 1) / page * page);
+  const auto characters = static_cast<unsigned>(1 + text.size() / page);
+  // A page of formatting: one run, which ends with the text and has nothing of its own.
+  std::string runs = u32(page) + u32(end) + u16(0xFFFF);
+  runs.resize(page - 1);
+  runs += '\1';
+  std::string head = u16(0xBE31) + u16(0) + u16(0xAB00) + std::string(8, '\0') + u32(end);
+  head += u16(characters + 1);
+  for (int i = 0; i < 5; ++i) head += u16(characters + 2);
+  head.resize(96);
+  head += u16(characters + 2);
+  head.resize(page);
+  return head + text + runs + runs;
 }
 
 std::string long_pages() {
