@@ -48,7 +48,8 @@ bool is_packet(std::string_view bytes) {
 /// the library reads.
 /// @param packet  what was named; left alone when there was none
 /// @return whether `file` had to be copied to `copy` and changed
-bool hide_tiff_packet(std::string_view file, std::string& copy, std::string& packet) {
+bool hide_tiff_packet(std::string_view file, const Limits& limits, std::string& copy,
+                      std::string& packet) {
   constexpr std::uint32_t packet_tag = 700;
   constexpr std::size_t entry_size = 12;
   constexpr std::size_t largest_value = 8;
@@ -68,7 +69,12 @@ bool hide_tiff_packet(std::string_view file, std::string& copy, std::string& pac
       if (file.size() > most_copied) {
         throw EngineError(Code::out_of_memory, "a picture with a long packet is too large");
       }
-      copy = file;
+      constexpr std::size_t block = std::size_t{1} << 20;
+      copy.reserve(file.size());
+      while (copy.size() < file.size()) {
+        limits.check_time();
+        copy += file.substr(copy.size(), block);
+      }
     }
     // A tag of 0 means nothing, and directories are not in need of their order.
     copy[entry] = copy[entry + 1] = '\0';
@@ -138,7 +144,7 @@ class DocumentIo final : public Exiv2::BasicIo {
 
   Exiv2::byte* mmap(bool) override {
     const std::string_view bytes = context_.document.bytes();
-    if (copy_.empty()) hide_tiff_packet(bytes, copy_, packet_);
+    if (copy_.empty()) hide_tiff_packet(bytes, context_.limits, copy_, packet_);
     if (!copy_.empty()) return reinterpret_cast<Exiv2::byte*>(copy_.data());
     // What Exiv2 maps it only reads: nothing here can be written to.
     return reinterpret_cast<Exiv2::byte*>(const_cast<char*>(bytes.data()));

@@ -147,7 +147,7 @@ std::string font_of_many_character_maps() {
 }
 
 std::string png_of_a_long_packet() {
-  return png_of(png_chunk("iTXt", "XML:com.adobe.xmp\0\0\0\0\0"s + packet(20 * megabyte)));
+  return png_of(png_chunk("iTXt", "XML:com.adobe.xmp\0\0\0\0\0"s + packet(10 * megabyte)));
 }
 
 std::string png_of_many_texts() {
@@ -155,7 +155,7 @@ std::string png_of_many_texts() {
 }
 
 std::string tiff_of_a_long_packet() {
-  const std::string content = packet(20 * megabyte);
+  const std::string content = packet(10 * megabyte);
   return "II*\0"s + u32(8) + u16(1) + tiff_entry(700, 1, content.size(), 26) + u32(0) + content;
 }
 
@@ -173,7 +173,7 @@ std::string tiff_of_many_directories() {
 std::string psd_of_many_resources() {
   const std::string resources =
       repeated("8BIM"s + be(0x03F3, 2) + be(0, 2) + be(4, 4) + "text", 5 * megabyte) + "8BIM" +
-      be(0x0424, 2) + be(0, 2) + be(packet(20 * megabyte).size(), 4) + packet(20 * megabyte);
+      be(0x0424, 2) + be(0, 2) + be(packet(10 * megabyte).size(), 4) + packet(10 * megabyte);
   return "8BPS" + be(1, 2) + std::string(6, '\0') + be(3, 2) + be(8, 4) + be(8, 4) + be(8, 2) +
          be(3, 2) + be(0, 4) + be(resources.size(), 4) + resources + be(0, 4);
 }

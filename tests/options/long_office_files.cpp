@@ -122,7 +122,7 @@ std::string long_windows_write() {
 }
 
 std::string long_pages() {
-  return pages_of(repeated("<sf:p>some text and more<sf:br/></sf:p>", 3 * megabyte));
+  return pages_of(repeated("<sf:p>some text and more<sf:br/></sf:p>", 2 * megabyte));
 }
 
 std::string pages_of_page_numbers() {
@@ -139,7 +139,7 @@ std::string long_visio() {
            "' Target='" + std::string(target) + "'/></Relationships>";
   };
   std::string shapes;
-  for (int i = 1; i < 3'000; ++i) {
+  for (int i = 1; i < 2'000; ++i) {
     shapes += "<Shape ID='" + std::to_string(i) +
               "' Type='Shape'><Cell N='PinX' V='1'/><Cell N='PinY' V='1'/><Cell N='Width' V='1'/>"
               "<Cell N='Height' V='1'/><Text>Kitchen\n</Text></Shape>";
