@@ -20,6 +20,9 @@ import unittest
 import zipfile
 import zlib
 
+sys.dont_write_bytecode = True
+import self_containing_zip
+
 TARNIS = sys.argv.pop(1)
 SANITIZED = "--sanitized" in sys.argv
 if SANITIZED:
@@ -233,6 +236,10 @@ class Bounds(unittest.TestCase):
         for i in range(40):
             content = zip_of((f"{i}.zip" if i else "note.txt", content))
         outcome = self.tarnis("container", "deep.zip", content)
+        self.assertEqual(outcome.codes(), {31}, outcome.messages)
+
+    def test_ends_an_archive_that_contains_itself(self):
+        outcome = self.tarnis("container", "again.zip", self_containing_zip.make())
         self.assertEqual(outcome.codes(), {31}, outcome.messages)
 
     # ---- lies
