@@ -76,7 +76,7 @@ fs::path extract_members(
     const std::function<void(const v1::Subfile&, const std::exception&)>& fail) {
   // Opening the list may fail, before there is anything to write.
   auto member = container.begin();
-  const fs::path directory = new_directory();
+  fs::path directory = new_directory();
   MemberPaths paths;
   for (; member != container.end(); ++member) {
     try {

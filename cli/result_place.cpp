@@ -43,7 +43,8 @@ fs::path ResultPlace::keep(const fs::path& result, const std::string& document,
       document == "-" ? "standard-input" : fs::path(document).filename().string();
   fs::path place = directory_ / (name + suffix);
   for (int number = 2; kept_.contains(place); ++number) {
-    place = directory_ / (name + '-' + std::to_string(number) + suffix);
+    place =
+        directory_ / std::string(name).append("-").append(std::to_string(number)).append(suffix);
   }
   try {
     fs::create_directories(directory_);
