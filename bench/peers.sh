@@ -112,6 +112,6 @@ compare_one 1.5 10 large.doc "${word_peers[@]}"
 compare_one 1.5 10 large.xls "${sheet_peers[@]}"
 # One small document is a process's start: a program of C++ that does nothing takes longer for it than these
 # peers, of C, for the document.
-compare_one 2.5 300 small.doc "${word_peers[@]}"
-compare_one 2.5 300 small.xls "${sheet_peers[@]}"
+compare_one 1.5 300 small.doc "${word_peers[@]}"
+compare_one 1.5 300 small.xls "${sheet_peers[@]}"
 exit "$worst"
