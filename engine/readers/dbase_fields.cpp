@@ -68,7 +68,7 @@ std::string currency(std::int64_t value) {
 /// A Julian day and milliseconds since midnight.
 std::string date_and_time(std::string_view bytes) {
   constexpr std::int64_t day_of_1970 = 2'440'588;
-  constexpr std::int64_t most_days = 10'000 * 366;
+  constexpr std::int64_t most_days = 3'660'000;
   const std::int64_t day = le32(bytes, 0);
   const std::int64_t milliseconds = le32(bytes, 4);
   constexpr std::int64_t day_length = 86'400'000;

@@ -15,7 +15,6 @@ namespace {
 using word::Level;
 using word::level_count;
 using word::ListDefinition;
-using word::ListInstance;
 
 constexpr std::uint32_t last_outline_kind = level_count;
 constexpr std::uint32_t sequence_kind = 10;
