@@ -1,7 +1,6 @@
 #include "cli/extraction.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>

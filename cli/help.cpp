@@ -79,8 +79,8 @@ std::string help_text() {
   };
   out << "usage: tarnis JOB [OPTION]... DOCUMENT...\n"
          "DOCUMENT is a file, or - for standard input. Of several each is done in its turn; one "
-         "that "
-         "fails is told\non standard error, and the program ends with the status of the first of "
+         "that\n"
+         "fails is told on standard error, and the program ends with the status of the first of "
          "these.\n\njobs:\n";
   for (const JobRow& job : jobs) entry(std::string(job.name), job.help);
   out << "\noptions:\n";

@@ -8,8 +8,7 @@
 // Encrypted documents are read with their password: XOR obfuscation, RC4 and RC4 CryptoAPI
 // ([MS-OFFCRYPTO] 2.3.5 to 2.3.7).
 //
-// Not handled: spanned cells (each is
-// one cell), macros and glossaries.
+// Not handled: spanned cells (each is one cell), macros and glossaries.
 //
 // Bounds: text is read in windows of 16 KiB, formatting a page of 512 bytes at a time. Kept are the
 // tables of pieces, pages, styles, fonts and lists, each no longer than its bytes in the document.

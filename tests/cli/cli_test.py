@@ -115,6 +115,13 @@ class HostProgram(unittest.TestCase):
         with open(filtered.stdout.decode().rstrip("\n"), "rb") as file:
             self.assertEqual(file.read(), text.stdout)
 
+    def test_names_the_file_of_a_damaged_container_in_json(self):
+        path = self.file("cut.zip", b"PK\3\4 and nothing else")
+        run = tarnis("container", "--json", "--output", self.folder, path)
+        self.assertEqual(run.returncode, 5, run.stderr)
+        with open(json.loads(run.stdout)["file"], "rb") as file:
+            self.assertTrue(file.read().startswith(b"=== Root ==="))
+
     def test_leaves_no_half_written_result_when_interrupted(self):
         pipe = os.path.join(self.folder, "pipe")
         os.mkfifo(pipe)
