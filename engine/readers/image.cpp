@@ -112,20 +112,16 @@ class DocumentIo final : public Exiv2::BasicIo {
   }
 
   long read(Exiv2::byte* buffer, long count) override {
-    context_.limits.check_time();
     if (count <= 0) return 0;
     const std::span<char> out(reinterpret_cast<char*>(buffer), static_cast<std::size_t>(count));
-    const auto got =
-        static_cast<long>(context_.document.read_at(static_cast<std::uint64_t>(position_), out));
-    position_ += got;
-    at_end_ = got < count;
-    keep_long_packet(out.first(static_cast<std::size_t>(std::max(got, 0L))));
-    return got;
+    const std::size_t got = take(out);
+    keep_long_packet(out.first(got));
+    return static_cast<long>(got);
   }
 
   int getb() override {
-    Exiv2::byte value = 0;
-    return read(&value, 1) == 1 ? value : EOF;
+    char value = 0;
+    return take({&value, 1}) == 1 ? static_cast<unsigned char>(value) : EOF;
   }
 
   int seek(long offset, Position from) override {
@@ -158,6 +154,15 @@ class DocumentIo final : public Exiv2::BasicIo {
   std::string path() const override { return {}; }
 
  private:
+  /// The next bytes of the document. @return how many there were
+  std::size_t take(std::span<char> out) {
+    context_.limits.check_time();
+    const std::size_t got = context_.document.read_at(static_cast<std::uint64_t>(position_), out);
+    position_ += static_cast<long>(got);
+    at_end_ = got < out.size();
+    return got;
+  }
+
   /// What is a long packet, or may be one, has only its begin left, which tells sizes. Behind it
   /// stands what ends the parsing of XML at once.
   void keep_long_packet(std::span<char> block) {
